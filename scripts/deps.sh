@@ -1,0 +1,17 @@
+# Installs the Debian packages that the build and the tests need, when any
+# is missing. Sourced by the other scripts.
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev)
+
+vg_install_deps() {
+    local missing=()
+    for p in "${VG_DEB_PACKAGES[@]}" "$@"; do
+        dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+        echo "installing: ${missing[*]}"
+        local sudo=""
+        [ "$(id -u)" -eq 0 ] || sudo=sudo
+        $sudo apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+}

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs what a fresh Debian machine lacks, then builds and runs every test:
+# a normal build and a build under AddressSanitizer and
+# UndefinedBehaviorSanitizer. Warnings are errors in both.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+. scripts/deps.sh
+vg_install_deps
+
+jobs=$(nproc)
+run_build() {
+    local dir=$1; shift
+    cmake -S . -B "$dir" -G Ninja "$@"
+    cmake --build "$dir" -j "$jobs"
+    ctest --test-dir "$dir" --output-on-failure -j "$jobs"
+}
+
+echo "== normal build"
+run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== sanitizer build (ASan + UBSan)"
+run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON

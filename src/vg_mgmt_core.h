@@ -1,0 +1,235 @@
+// What every domain of the library shares: the handle record, the error
+// number, the log pair, the handler pattern and the dispatch of a table.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "kest_msg.h"
+#include "qmi_cci.h"
+#include "vg_log.h"
+#include "vg_mgmt_client.h"
+
+// The record behind a handle. client comes first, so that the record's
+// address is also the address of client.
+struct mgmt_client {
+    qmi_client_type client;
+    qmi_client_type notifier;
+    mgmt_os_signal os_signal;
+    mgmt_event_cb event_cb;
+};
+static_assert(offsetof(mgmt_client, client) == 0);
+
+// ---------------------------------------------------------------------------
+// Error number
+
+extern constinit thread_local int32_t vg_errno;
+
+// Stores err as the calling thread's error number; -1 for the caller to
+// return.
+inline int32_t vg_fail(int32_t err)
+{
+    vg_errno = err;
+    return -1;
+}
+
+// ---------------------------------------------------------------------------
+// Logging
+//
+// Every log point is a pair: the file sink, then the system sink with kind 3,
+// the level's severity, the tag and the twin format "[%s  %d]: " + format,
+// which takes the function's name and the line before the values. Each
+// source file names itself in a constant vg_log_file.
+
+inline constexpr int VG_SYS_LOG_KIND = 3;
+#define VG_LOG_TAG "vg_mgmt_cli"
+#define VG_LOG_PREFIX "[%s  %d]: "
+
+constexpr int vg_severity(int level)
+{
+    return level == 1 ? 6 : level == 4 ? 3 : 4;
+}
+
+#define VG_LOG_AS(func, level, fmt, ...)                                                           \
+    do {                                                                                           \
+        __vg_log(vg_log_file, __LINE__, func, level, fmt __VA_OPT__(, ) __VA_ARGS__);              \
+        vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt, func, \
+                         __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                     \
+    } while (0)
+
+// A log line of the calling function.
+#define VG_LOG(level, fmt, ...) VG_LOG_AS(__func__, level, fmt __VA_OPT__(, ) __VA_ARGS__)
+
+// A format and its twin, for lines whose text comes from a table.
+struct vg_fmt {
+    const char *fmt;
+    const char *twin;
+};
+
+void vg_format_mismatch(); // never defined: reached only in a failed compile-time check
+
+// The conversions of a printf format, in order ("%02x" gives 'x').
+consteval bool vg_conversions_are(const char *fmt, const char *expected)
+{
+    for (const char *p = fmt; *p; ++p) {
+        if (*p != '%')
+            continue;
+        ++p;
+        while (*p == '0' || *p == '-' || *p == '.' || (*p >= '1' && *p <= '9'))
+            ++p;
+        if (*p == '%')
+            continue;
+        if (*expected++ != *p)
+            return false;
+    }
+    return *expected == '\0';
+}
+
+// A table format whose conversions are checked at compile time, as -Wformat
+// checks a literal.
+consteval vg_fmt vg_checked_fmt(vg_fmt f, const char *conversions)
+{
+    if (!vg_conversions_are(f.fmt, conversions))
+        vg_format_mismatch();
+    return f;
+}
+#define VG_FMT(lit, conversions) vg_checked_fmt(vg_fmt{lit, VG_LOG_PREFIX lit}, conversions)
+
+// Where a line is logged: the source file and the function that the line
+// belongs to, which for a shared helper is the handler it works for.
+struct vg_site {
+    const char *file;
+    const char *func;
+};
+#define VG_SITE (vg_site{vg_log_file, __func__})
+
+// The log pair of a table format.
+template <class... Args>
+[[gnu::always_inline]] inline void vg_log_fmt(const vg_site &site, int line, int level, vg_fmt f,
+                                              Args... args)
+{
+    __vg_log(site.file, line, site.func, level, f.fmt, args...);
+    vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, f.twin, site.func, line,
+                     args...);
+}
+
+// ---------------------------------------------------------------------------
+// The handler pattern
+//
+// A handler checks its record, fills its request, then calls vg_exchange,
+// which zeroes the response, sends, writes the transport line and tests the
+// answer; on failure the error number holds the response's error, and the
+// handler writes its failure line and returns -1. On success it copies out.
+
+// How a response is judged: most commands by result, a few by error.
+enum class vg_judge : uint8_t { result, error };
+
+struct kest_call {
+    uint32_t msg_id;
+    vg_fmt transport; // "qmi_client_send_msg_sync(<label>): error %d result %d"
+    uint32_t timeout_ms;
+    vg_judge judge;
+};
+
+#define VG_TRANSPORT(label) VG_FMT("qmi_client_send_msg_sync(" label "): error %d result %d", "dd")
+#define KEST_CALL(id, label) kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::result}
+
+// The send of step 4 alone: zeroes the response and sends; the transport's
+// return code. For handlers whose transport line is not the common one.
+int vg_send(const mgmt_client *h, uint32_t msg_id, const void *req, uint32_t req_len, void *resp,
+            uint32_t resp_len, uint32_t timeout_ms);
+
+// Step 6 and the error number of step 8: true when rc is 0 and the judged
+// field is 0; otherwise stores the response's error and returns false.
+bool vg_judged_ok(int rc, const void *resp, vg_judge judge);
+
+bool vg_exchange_raw(const vg_site &site, const mgmt_client *h, const kest_call &call,
+                     const void *req, uint32_t req_len, void *resp, uint32_t resp_len);
+
+// A message with a request record.
+template <class Req, class Resp>
+inline bool vg_exchange(const vg_site &site, const mgmt_client *h, const kest_call &call,
+                        const Req &req, Resp &resp)
+{
+    static_assert(sizeof(Resp) >= sizeof(resp_status));
+    return vg_exchange_raw(site, h, call, &req, sizeof(Req), &resp, sizeof(Resp));
+}
+
+// A message without a request: a null pointer and length 0 go out.
+template <class Resp>
+inline bool vg_exchange(const vg_site &site, const mgmt_client *h, const kest_call &call,
+                        Resp &resp)
+{
+    static_assert(sizeof(Resp) >= sizeof(resp_status));
+    return vg_exchange_raw(site, h, call, nullptr, 0, &resp, sizeof(Resp));
+}
+
+// The status head of any response record.
+template <class Resp>
+inline const resp_status &vg_status(const Resp &resp)
+{
+    if constexpr (std::is_same_v<Resp, resp_status>)
+        return resp;
+    else
+        return resp.status;
+}
+
+// Flags read back from the service are reduced to 0 or 1.
+constexpr uint8_t vg_flag(uint8_t byte)
+{
+    return byte != 0;
+}
+
+// A copy of at most n bytes that stops after a terminator and fills the rest
+// of the n bytes with zero. A text of n bytes or more arrives without one.
+inline void vg_copy_text(char *dst, const char *src, size_t n)
+{
+    size_t i = 0;
+    for (; i < n && src[i] != '\0'; ++i)
+        dst[i] = src[i];
+    for (; i < n; ++i)
+        dst[i] = '\0';
+}
+
+// A text field printed in a log line: at most N - 1 bytes of the field, so a
+// field without a terminator is never read past its end.
+template <size_t N>
+struct vg_text {
+    char s[N];
+    explicit vg_text(const char *field)
+    {
+        vg_copy_text(s, field, N - 1);
+        s[N - 1] = '\0';
+    }
+};
+template <size_t W>
+inline vg_text<W + 1> vg_field_text(const char (&field)[W])
+{
+    return vg_text<W + 1>(field);
+}
+
+// ---------------------------------------------------------------------------
+// Dispatch
+
+using mgmt_handler = int32_t (*)(mgmt_client *handle, void *value);
+
+struct mgmt_command_row {
+    uint32_t id;
+    mgmt_handler set;
+    mgmt_handler get;
+};
+inline constexpr uint32_t VG_LAST_ROW_ID = 0xffffffffu; // the -1 row that ends some tables
+
+struct vg_dispatcher {
+    vg_site site;
+    const mgmt_command_row *rows;
+    size_t count;
+    vg_fmt not_found; // "cannot found %d ... command"
+    vg_fmt found;     // "found ... command %d, command flag %d"
+    bool null_handler_sets_errno;
+};
+
+// Finds the id in the table and calls the flag's handler as its last act.
+int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag,
+                    uint32_t command_id, void *value);
