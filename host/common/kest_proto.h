@@ -1,0 +1,49 @@
+// Framing between the host transport (libqmi_cci.so.1) and kestd, the
+// simulated KEST management service, over a Unix stream socket.
+//
+// Every frame is a kest_frame_header followed by `len` payload bytes.
+//  - request   (client -> service): txn chosen by the client, msg_id 1..74,
+//               payload = the request record, aux = the length of the
+//               client's response record.
+//  - response  (service -> client): txn and msg_id of the request, payload =
+//               the response record (the client copies at most its own
+//               length), status 0; a non-zero status means the service could
+//               not take the request at all (unknown id, wrong length) and
+//               the client's send returns non-zero.
+//  - indication (service -> client): txn 0, msg_id 32, 33 or 43, payload =
+//               the indication record.
+//  - control request / response: txn, msg_id = a control operation of kestd,
+//               payload = text; used by tests, demos and kestctl.
+// A frame with a bad magic, version or a length above KEST_FRAME_MAX_PAYLOAD
+// ends the connection.
+#pragma once
+
+#include <cstdint>
+
+inline constexpr uint32_t KEST_FRAME_MAGIC = 0x5453454bu; // "KEST" in memory order
+inline constexpr uint16_t KEST_FRAME_VERSION = 1;
+inline constexpr uint32_t KEST_FRAME_MAX_PAYLOAD = 8192;
+
+enum kest_frame_kind : uint16_t {
+    KEST_FRAME_REQUEST = 1,
+    KEST_FRAME_RESPONSE = 2,
+    KEST_FRAME_INDICATION = 3,
+    KEST_FRAME_CONTROL = 4,
+    KEST_FRAME_CONTROL_RESPONSE = 5,
+};
+
+struct kest_frame_header {
+    uint32_t magic;
+    uint16_t version;
+    uint16_t kind;
+    uint32_t txn;
+    uint32_t msg_id;
+    uint32_t len;
+    uint32_t aux;
+    int32_t status;
+};
+static_assert(sizeof(kest_frame_header) == 28);
+
+// The environment variable that names the service's socket, and its default.
+#define KEST_SOCKET_ENV "VG_KEST_SOCKET"
+#define KEST_SOCKET_DEFAULT "/tmp/vg-kestd.sock"

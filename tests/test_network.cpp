@@ -1,0 +1,4 @@
+// Network handlers.
+#include <gtest/gtest.h>
+
+#include "fake_platform.h"

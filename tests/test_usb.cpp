@@ -1,0 +1,4 @@
+// Usb handlers.
+#include <gtest/gtest.h>
+
+#include "fake_platform.h"
