@@ -75,6 +75,7 @@ void reset()
     s.decodes.clear();
     s.decode_replies.clear();
     s.logs.clear();
+    s.ntoa_calls = 0;
     s.fake_waits = false;
     s.wait_rc = 110;
     s.wait_deadlines.clear();
@@ -325,6 +326,10 @@ extern "C" void vg_sys_log_print(int kind, int severity, const char *tag, const 
 
 extern "C" const char *vg_ipv4_ntoa(uint32_t addr)
 {
+    {
+        std::lock_guard lock(g().mu);
+        ++g().ntoa_calls;
+    }
     thread_local char buf[INET_ADDRSTRLEN];
     in_addr a{};
     a.s_addr = addr;

@@ -86,6 +86,7 @@ struct state {
 
     // Logs.
     std::vector<log_line> logs;
+    int ntoa_calls = 0; // calls of vg_ipv4_ntoa
 
     // Clocks and waits: when fake_waits is set, a wait returns wait_rc at once
     // and records its deadline; when fake_now is set, the clocks read these.
