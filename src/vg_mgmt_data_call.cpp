@@ -40,7 +40,7 @@ bool data_call_profile_ok(const char *func, uint8_t profile_id, uint32_t ip_type
 // A text of the value record going out: one without a terminator in its
 // field is cut by a byte, so the request's field always ends in one.
 template <size_t N>
-void vg_put_text(char (&dst)[N], const char (&src)[N])
+void data_call_put_text(char (&dst)[N], const char (&src)[N])
 {
     vg_copy_text(dst, src, N - 1);
     dst[N - 1] = '\0';
@@ -51,9 +51,9 @@ void vg_put_text(char (&dst)[N], const char (&src)[N])
 template <class Req, class Params>
 void data_call_put_credentials(Req &req, const Params &p)
 {
-    vg_put_text(req.apn_name, p.apn_name);
-    vg_put_text(req.username, p.username);
-    vg_put_text(req.password, p.password);
+    data_call_put_text(req.apn_name, p.apn_name);
+    data_call_put_text(req.username, p.username);
+    data_call_put_text(req.password, p.password);
 }
 
 // ---------------------------------------------------------------------------
@@ -101,7 +101,8 @@ int32_t data_call_down_set(mgmt_client *handle, void *value)
     VG_LOG(4, "data_call down: profile id %d, ip type %d", req.profile_id, req.ip_type);
     data_call_down_set_resp resp;
     if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL_BY_ERROR(KEST_DATA_CALL_DOWN_SET, "set data_call down"), req, resp)) {
+                     KEST_CALL_BY_ERROR(KEST_DATA_CALL_DOWN_SET, "set data_call down"), req,
+                     resp)) {
         VG_LOG(1, "Can not set data_call down(profile id %d): error %d", req.profile_id,
                resp.error);
         return -1;
@@ -132,13 +133,14 @@ bool data_call_info_pass(const vg_site &site, mgmt_client *handle, uint8_t profi
 {
     const data_call_info_get_req req{profile_id, family};
     data_call_info_get_resp resp;
-    if (!vg_exchange(site, handle, KEST_CALL_BY_ERROR(KEST_DATA_CALL_INFO_GET, "get data_call info"),
-                     req, resp)) {
+    if (!vg_exchange(site, handle,
+                     KEST_CALL_BY_ERROR(KEST_DATA_CALL_INFO_GET, "get data_call info"), req,
+                     resp)) {
         VG_LOG_AS(site.func, 1, "Can not get data_call info(profile id %d): error %d", profile_id,
                   resp.status.error);
         return false;
     }
-    vg_put_text(out.name, resp.name);
+    data_call_put_text(out.name, resp.name);
     out.status = resp.call_status;
     out.flag = vg_flag(resp.flag);
     for (size_t i = 0; i < std::size(resp.address_text); ++i)
@@ -189,6 +191,16 @@ constexpr bool data_call_profile_index_ok(uint8_t i)
     return i <= DATA_CALL_PROFILE_MAX;
 }
 
+// The profile data that add and set share; set's layout also has the index.
+template <class Req>
+void data_call_put_profile(Req &req, const data_call_apn_params &p)
+{
+    req.profile_type = p.profile_type;
+    req.pdp_type = p.pdp_type;
+    req.auth_protocol = p.auth_protocol;
+    data_call_put_credentials(req, p);
+}
+
 int32_t data_call_apn_add_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_apn_params *>(value);
@@ -201,10 +213,7 @@ int32_t data_call_apn_add_set(mgmt_client *handle, void *value)
         return vg_fail(MGMT_ERR_INVALID);
     }
     data_call_apn_add_set_req req{};
-    req.profile_type = p->profile_type;
-    req.pdp_type = p->pdp_type;
-    req.auth_protocol = p->auth_protocol;
-    data_call_put_credentials(req, *p);
+    data_call_put_profile(req, *p);
     VG_LOG(4, "add apn : profile type %d, pdp type %d, protocol %d apn name %s username %s "
               "password %s",
            req.profile_type, req.pdp_type, req.auth_protocol, req.apn_name, req.username,
@@ -238,11 +247,8 @@ int32_t data_call_apn_set(mgmt_client *handle, void *value)
         return vg_fail(MGMT_ERR_INVALID);
     }
     data_call_apn_set_req req{};
-    req.profile_type = p->profile_type;
+    data_call_put_profile(req, *p);
     req.profile_index = p->profile_index;
-    req.pdp_type = p->pdp_type;
-    req.auth_protocol = p->auth_protocol;
-    data_call_put_credentials(req, *p);
     VG_LOG(4, "set apn : profile id %d, profile type %d", req.profile_index, req.profile_type);
     data_call_apn_set_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_DATA_CALL_APN_SET, "set data_call apn"), req,
@@ -272,7 +278,7 @@ template <size_t N>
 void data_call_take_text(char (&dst)[N], const char (&src)[N])
 {
     if (src[0] != '\0')
-        vg_put_text(dst, src);
+        data_call_put_text(dst, src);
 }
 
 int32_t data_call_apn_get(mgmt_client *handle, void *value)
@@ -281,7 +287,8 @@ int32_t data_call_apn_get(mgmt_client *handle, void *value)
     if (p == nullptr)
         return data_call_null_params(__func__);
     if (!data_call_apn_selector_ok(
-            VG_SITE, *p, VG_FMT("get apn failure: invalid profile type %d, profile index %d", "dd")))
+            VG_SITE, *p,
+            VG_FMT("get apn failure: invalid profile type %d, profile index %d", "dd")))
         return -1;
     const data_call_apn_get_req req{p->profile_type, p->profile_index};
     VG_LOG(4, "get apn : profile id %d, profile type %d", req.profile_index, req.profile_type);
@@ -344,7 +351,9 @@ int32_t data_call_get_apn_list_get(mgmt_client *handle, void *value)
     data_call_get_apn_list_get_resp resp;
     const int rc = vg_send(handle, KEST_DATA_CALL_GET_APN_LIST_GET, &req, sizeof req, &resp,
                            sizeof resp, KEST_TIMEOUT_MS);
-    VG_LOG(4, "qmi_client_send_msg_sync(get data call apn list profile type %d): error %d result %d",
+    VG_LOG(4,
+           "qmi_client_send_msg_sync(get data call apn list profile type %d): error %d result "
+           "%d",
            req.profile_type, rc, resp.status.result);
     if (!vg_judged_ok(rc, &resp, vg_judge::result)) {
         VG_LOG(1, "Can not get data call apn list profile type %d: error %d", req.profile_type,

@@ -335,63 +335,44 @@ TEST_F(DataCallTest, EveryRowSendsItsMessageAndLogsUnderItsHandler)
     }
 }
 
-// A refusal by the service, judged on the field that the command reads.
-TEST_F(DataCallTest, UpDownAndInfoJudgeTheErrorTheRestTheResult)
+// Every kind of bad answer, judged on the field that the command reads: up,
+// down and info look at error, the rest at result. A failure leaves the
+// record as it was and the error number holds the response's error, which a
+// transport failure leaves at 0.
+TEST_F(DataCallTest, AnswersAreJudgedAndFailuresLeaveTheRecord)
 {
     struct answer {
+        int rc; // not 0: the transport fails and writes nothing
         uint16_t result, error;
     };
+    const answer answers[] = {{0, 1, 9}, {-3, 0, 0}, {0, 1, 0}, {0, 0, 7}};
     for (const auto &r : kHandlers) {
-        SCOPED_TRACE(r.func);
-        for (const answer a : {answer{1, 0}, answer{0, 7}}) {
+        for (const answer &a : answers) {
+            SCOPED_TRACE(std::string(r.func) + " answer " + std::to_string(a.rc) + "/" +
+                         std::to_string(a.result) + "/" + std::to_string(a.error));
             buf = fake::patterned(416);
             r.prep(buf.data());
             const auto before = buf;
             vg_mgmt_set_errno(1234);
-            fake::reply_status(a.result, a.error);
-            const bool judged_failed = r.judged_on_error ? a.error != 0 : a.result != 0;
-            EXPECT_EQ(run(r), judged_failed ? -1 : 0) << a.result << "/" << a.error;
-            EXPECT_EQ(vg_mgmt_get_errno(), judged_failed ? a.error : 1234);
-            if (judged_failed) {
-                EXPECT_EQ(buf, before);
+            if (a.rc != 0)
+                fake::reply_send_failure(a.rc);
+            else
+                fake::reply_status(a.result, a.error);
+            const bool failed = a.rc != 0 || (r.judged_on_error ? a.error : a.result) != 0;
+            EXPECT_EQ(run(r), failed ? -1 : 0);
+            EXPECT_TRUE(fake::logged(transport(r.label, a.rc, a.result)));
+            if (!failed) {
+                EXPECT_EQ(vg_mgmt_get_errno(), 1234);
+                continue;
             }
+            EXPECT_EQ(vg_mgmt_get_errno(), a.error);
+            std::string failure = r.failure;
+            failure.replace(failure.rfind('9'), 1, std::to_string(a.error));
+            EXPECT_EQ(fake::logs().back().text, failure);
+            EXPECT_EQ(fake::logs().back().level, 1);
+            EXPECT_EQ(fake::logs().back().func, r.func);
+            EXPECT_EQ(buf, before);
         }
-    }
-}
-
-TEST_F(DataCallTest, ServiceFailureLeavesTheRecordAndPassesTheErrorOn)
-{
-    for (const auto &r : kHandlers) {
-        SCOPED_TRACE(r.func);
-        buf = fake::patterned(416);
-        r.prep(buf.data());
-        const auto before = buf;
-        fake::reply_status(1, 9);
-        EXPECT_EQ(run(r), -1);
-        EXPECT_EQ(vg_mgmt_get_errno(), 9);
-        EXPECT_EQ(fake::logs().back().text, r.failure);
-        EXPECT_EQ(fake::logs().back().level, 1);
-        EXPECT_EQ(fake::logs().back().func, r.func);
-        EXPECT_EQ(buf, before);
-    }
-}
-
-TEST_F(DataCallTest, TransportFailureGivesErrorNumberZero)
-{
-    for (const auto &r : kHandlers) {
-        SCOPED_TRACE(r.func);
-        buf = fake::patterned(416);
-        r.prep(buf.data());
-        const auto before = buf;
-        vg_mgmt_set_errno(1234);
-        fake::reply_send_failure(-3);
-        EXPECT_EQ(run(r), -1);
-        EXPECT_EQ(vg_mgmt_get_errno(), 0);
-        EXPECT_TRUE(fake::logged(transport(r.label, -3, 0)));
-        std::string failure = r.failure;
-        failure.replace(failure.size() - 1, 1, "0");
-        EXPECT_EQ(fake::logs().back().text, failure);
-        EXPECT_EQ(buf, before);
     }
 }
 
@@ -448,7 +429,7 @@ void up_with(uint8_t *b, uint8_t profile, uint32_t ip_type)
 void apn_with(uint8_t *b, uint8_t type, uint8_t index, uint8_t pdp, uint8_t auth)
 {
     apn_record(b);
-    as<data_call_apn_params>(b) .profile_type = type;
+    as<data_call_apn_params>(b).profile_type = type;
     as<data_call_apn_params>(b).profile_index = index;
     as<data_call_apn_params>(b).pdp_type = pdp;
     as<data_call_apn_params>(b).auth_protocol = auth;
@@ -689,7 +670,8 @@ TEST_F(DataCallTest, InfoBothFamiliesTakesTwoPassesIpv4First)
     inet_pton(AF_INET6, "2001:db8::7", &a);
     EXPECT_EQ(memcmp(p.ipv6.address[0], &a, 16), 0);
     // Texts that are no address leave the caller's bytes.
-    const size_t slot1 = offsetof(data_call_info_params, ipv6) + offsetof(data_call_info_v6, address) + 16;
+    const size_t slot1 =
+        offsetof(data_call_info_params, ipv6) + offsetof(data_call_info_v6, address) + 16;
     EXPECT_TRUE(std::equal(buf.begin() + slot1, buf.begin() + slot1 + 48, before.begin() + slot1));
     EXPECT_EQ(p.ipv6.stat_5, 5u);
     EXPECT_TRUE(std::equal(buf.begin() + 200, buf.end(), before.begin() + 200));
