@@ -352,8 +352,8 @@ int32_t data_call_get_apn_list_get(mgmt_client *handle, void *value)
     const int rc = vg_send(handle, KEST_DATA_CALL_GET_APN_LIST_GET, &req, sizeof req, &resp,
                            sizeof resp, KEST_TIMEOUT_MS);
     VG_LOG(4,
-           "qmi_client_send_msg_sync(get data call apn list profile type %d): error %d result "
-           "%d",
+           "qmi_client_send_msg_sync(get data call apn list profile type %d): "
+           "error %d result %d",
            req.profile_type, rc, resp.status.result);
     if (!vg_judged_ok(rc, &resp, vg_judge::result)) {
         VG_LOG(1, "Can not get data call apn list profile type %d: error %d", req.profile_type,
