@@ -36,8 +36,8 @@ enum class kind : uint8_t {
     hex16,    // u16 shown as 0x%04x
     text,     // char[width], printed up to its terminator or its width
     mac,      // u8[6]
-    ipv4,     // u32 in network byte order; width addresses one behind the other
-    ipv6,     // width addresses of 16 bytes
+    ipv4,     // u32s in network byte order, one behind the other in the field's width
+    ipv6,     // addresses of 16 bytes, one behind the other in the field's width
     bytes,    // width raw bytes, shown as hex
     ip_type,  // u32: ipv4, ipv6, ipv4v6
     ip_type8, // the same in one byte
@@ -51,7 +51,7 @@ struct field {
     const char *name;
     uint16_t off;
     kind k;
-    uint16_t width = 1;
+    uint16_t width = 1; // bytes of the field
     shown_fn shown = nullptr;  // printed only when this says so
     const char *flag = nullptr; // option spelling, when not derived from the name
 };
@@ -283,9 +283,14 @@ std::string value_text(const field &f, const uint8_t *rec, bool json)
             return std::to_string(v);
         return json ? "\"" + std::string(name) + "\"" : std::string(name);
     };
-    auto many = [&](auto one) {
+    // Addresses: the field's width in bytes holds one or more of them; a
+    // single one is printed as a value, several as a list.
+    auto many = [&](uint16_t each, auto one) {
+        const uint16_t n = f.width / each;
+        if (n == 1)
+            return one(0);
         std::string r = json ? "[" : "";
-        for (uint16_t i = 0; i < f.width; ++i)
+        for (uint16_t i = 0; i < n; ++i)
             r += (i ? (json ? ", " : " ") : "") + one(i);
         return r + (json ? "]" : "");
     };
@@ -309,13 +314,13 @@ std::string value_text(const field &f, const uint8_t *rec, bool json)
                  p[0], p[1], p[2], p[3], p[4], p[5]);
         return buf;
     case kind::ipv4:
-        return many([&](uint16_t i) {
+        return many(4, [&](uint16_t i) {
             in_addr a{load<uint32_t>(p + 4 * i)};
             inet_ntop(AF_INET, &a, buf, sizeof buf);
             return json ? "\"" + std::string(buf) + "\"" : std::string(buf);
         });
     case kind::ipv6:
-        return many([&](uint16_t i) {
+        return many(16, [&](uint16_t i) {
             inet_ntop(AF_INET6, p + 16 * i, buf, sizeof buf);
             return json ? "\"" + std::string(buf) + "\"" : std::string(buf);
         });
@@ -402,7 +407,7 @@ constexpr uint32_t GET = MGMT_OPT_GET;
         field{#fam "_flag", offsetof(data_call_info_params, fam) + offsetof(T, flag),         \
               kind::u8, 1, shown},                                                             \
         field{#fam "_addresses", offsetof(data_call_info_params, fam) + offsetof(T, address), \
-              kind::fam, 4, shown},                                                            \
+              kind::fam, sizeof(T::address), shown},                                                            \
         field{#fam "_stat_1", offsetof(data_call_info_params, fam) + offsetof(T, stat_1),     \
               kind::u32, 1, shown},                                                            \
         field{#fam "_stat_2", offsetof(data_call_info_params, fam) + offsetof(T, stat_2),     \
@@ -778,7 +783,7 @@ void print_event(uint32_t id, const void *rec)
                   FLD(data_call_status_event, ip_family, u32), FLD(data_call_status_event, state, u32),
                   FLD(data_call_status_event, reason_code, u32),
                   field{"addresses", offsetof(data_call_status_event, address),
-                        v4 ? kind::ipv4 : kind::ipv6, 4}};
+                        v4 ? kind::ipv4 : kind::ipv6, static_cast<uint16_t>(v4 ? 16 : 64)}};
     }
     if (pr.json) {
         fprintf(pr.out, "{\"event\": \"%s\"", name);
