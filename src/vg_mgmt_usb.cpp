@@ -38,9 +38,9 @@ Params *usb_params(const char *func, void *value)
 }
 
 // ---------------------------------------------------------------------------
-// Settings: every one sends one request and gets a bare status back. Its
-// success and failure lines print the request's fields, the failure line the
-// service's error last.
+// Settings: each sends one request and gets a bare status back. Its success
+// and failure lines print the request's fields, so they show what was sent;
+// the failure line adds the service's error last.
 
 struct usb_set_lines {
     vg_fmt success; // level 4

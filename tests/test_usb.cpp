@@ -22,7 +22,10 @@ protected:
     }
     void TearDown() override { vg_mgmt_client_close(h); }
 
-    int32_t set(uint32_t id, void *value) { return vg_mgmt_client_set(h, MGMT_COMMAND(7, id), value, 92); }
+    int32_t set(uint32_t id, void *value)
+    {
+        return vg_mgmt_client_set(h, MGMT_COMMAND(7, id), value, 92);
+    }
     int32_t set(uint32_t id) { return set(id, buf.data()); }
     int32_t get(uint32_t id) { return vg_mgmt_client_get(h, MGMT_COMMAND(7, id), buf.data(), 92); }
     template <class T>
@@ -67,11 +70,12 @@ void put32(uint8_t *p, uint32_t v) { memcpy(p, &v, 4); }
 const std::vector<SetCase> &set_cases()
 {
     static const std::vector<SetCase> cases = {
-        {USB_CMD_ACTION, "usb_action_set", 67, "set usb action", [](uint8_t *b) { put32(b + 4, 2); },
-         le32(0) + le32(2), "set usb num 0 action type 2 success",
+        {USB_CMD_ACTION, "usb_action_set", 67, "set usb action",
+         [](uint8_t *b) { put32(b + 4, 2); }, le32(0) + le32(2),
+         "set usb num 0 action type 2 success",
          "Can not set usb num 0 action 2: error 77"},
-        {USB_CMD_BOOTUP, "usb_bootup_set", 68, "set usb bootup", [](uint8_t *b) { put32(b + 4, 1); },
-         le32(0) + le32(1), "set usb num 0 bootup 1 success",
+        {USB_CMD_BOOTUP, "usb_bootup_set", 68, "set usb bootup",
+         [](uint8_t *b) { put32(b + 4, 1); }, le32(0) + le32(1), "set usb num 0 bootup 1 success",
          "Can not set usb num 0 bootup 1: error 77"},
         {USB_CMD_ID, "usb_id_set", 69, "set usb id",
          [](uint8_t *b) { put32(b + 4, 0x2c7c0125); }, le32(0) + le32(0x2c7c0125),
@@ -88,11 +92,11 @@ const std::vector<SetCase> &set_cases()
         {USB_CMD_NET, "usb_net_set", 72, "set usb net", [](uint8_t *b) { put32(b + 4, 3); },
          le32(0) + le32(3), "set usb num 0 net 3 success", "Can not set usb num 0 net 3: error 77"},
         {USB_CMD_FUNC, "usb_func_set", 73, "set usb func",
-         [](uint8_t *b) { memcpy(b + 4, "\x01\x00\x07\xff\x00\x01\x02", 7); },
-         le32(0) + bytes{1, 0, 7, 0xff, 0, 1, 2, 0},
-         "set usb num 0 diag enable 1 nmea enable 0 at enable 7 modem enable 255 net enable 0 "
+         [](uint8_t *b) { memcpy(b + 4, "\x09\x00\x07\xff\x00\x01\x02", 7); },
+         le32(0) + bytes{9, 0, 7, 0xff, 0, 1, 2, 0},
+         "set usb num 0 diag enable 9 nmea enable 0 at enable 7 modem enable 255 net enable 0 "
          "adb enable 1 audio uac enable 2 success",
-         "Can not set usb num 0 diag enable 1 nmea enable 0 at enable 7 modem enable 255 net "
+         "Can not set usb num 0 diag enable 9 nmea enable 0 at enable 7 modem enable 255 net "
          "enable 0 adb enable 1 audio uac enable 2: error 77"},
     };
     return cases;
@@ -399,7 +403,8 @@ TEST_F(UsbTest, ConfigWriteSendsWhateverTheValue)
         EXPECT_EQ(m.req_len, 0u);
         EXPECT_EQ(m.resp_len, 4u);
         EXPECT_EQ(m.timeout_ms, 5000u);
-        EXPECT_TRUE(fake::logged("qmi_client_send_msg_sync(set usb config write): error 0 result 0"));
+        EXPECT_TRUE(
+            fake::logged("qmi_client_send_msg_sync(set usb config write): error 0 result 0"));
         EXPECT_EQ(fake::logs().back().text, "write usb config success");
         EXPECT_EQ(fake::logs().back().level, 4);
         EXPECT_EQ(fake::logs().back().func, "usb_config_write_set");
