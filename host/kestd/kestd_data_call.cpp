@@ -13,7 +13,6 @@ constexpr uint32_t CALL_PROFILE_TYPE = 0;
 constexpr uint32_t REASON_NONE = 0;
 constexpr uint32_t REASON_CLIENT_DOWN = 1;
 
-bool profile_in_range(uint32_t type, uint32_t index) { return type < KESTD_PROFILE_TYPES && index < KESTD_PROFILES; }
 bool pdp_or_auth_ok(uint8_t v) { return v <= 3 || v == 255; }
 
 // An ip_type of the requests: 0 IPv4, 1 IPv6, 2 both.
@@ -136,23 +135,28 @@ uint16_t info_get(kestd_ctx &ctx, const data_call_info_get_req &req, data_call_i
     return KESTD_OK;
 }
 
+// The stored profile that a set, get or delete names.
+uint16_t find_profile(kestd_ctx &ctx, uint8_t type, uint8_t index, kestd_apn *&apn)
+{
+    if (type >= KESTD_PROFILE_TYPES || index >= KESTD_PROFILES)
+        return KESTD_ERR_INVALID_VALUE;
+    apn = &ctx.st.cfg.apn[type][index];
+    return apn->used ? KESTD_OK : KESTD_ERR_UNKNOWN_PROFILE;
+}
+
 uint16_t apn_set(kestd_ctx &ctx, const data_call_apn_set_req &req, data_call_apn_set_resp &)
 {
-    if (!profile_in_range(req.profile_type, req.profile_index))
-        return KESTD_ERR_INVALID_VALUE;
-    kestd_apn &apn = ctx.st.cfg.apn[req.profile_type][req.profile_index];
-    if (!apn.used)
-        return KESTD_ERR_UNKNOWN_PROFILE;
-    return take_profile(apn, req);
+    kestd_apn *apn = nullptr;
+    const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, apn);
+    return err != KESTD_OK ? err : take_profile(*apn, req);
 }
 
 uint16_t apn_get(kestd_ctx &ctx, const data_call_apn_get_req &req, data_call_apn_get_resp &resp)
 {
-    if (!profile_in_range(req.profile_type, req.profile_index))
-        return KESTD_ERR_INVALID_VALUE;
-    const kestd_apn &apn = ctx.st.cfg.apn[req.profile_type][req.profile_index];
-    if (!apn.used)
-        return KESTD_ERR_UNKNOWN_PROFILE;
+    kestd_apn *found = nullptr;
+    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, found); err != KESTD_OK)
+        return err;
+    const kestd_apn &apn = *found;
     resp.unused0[0] = req.profile_type;
     resp.unused0[1] = req.profile_index;
     resp.pdp_type = apn.pdp_type;
@@ -175,17 +179,15 @@ uint16_t apn_list(kestd_ctx &ctx, const data_call_get_apn_list_get_req &req, dat
 
 uint16_t apn_del(kestd_ctx &ctx, const data_call_apn_del_set_req &req, data_call_apn_del_set_resp &)
 {
-    if (!profile_in_range(req.profile_type, req.profile_index))
-        return KESTD_ERR_INVALID_VALUE;
-    kestd_apn &apn = ctx.st.cfg.apn[req.profile_type][req.profile_index];
-    if (!apn.used)
-        return KESTD_ERR_UNKNOWN_PROFILE;
+    kestd_apn *apn = nullptr;
+    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, apn); err != KESTD_OK)
+        return err;
     if (req.profile_type == CALL_PROFILE_TYPE) {
         const kestd_call(&calls)[KESTD_FAMILIES] = ctx.st.rt.call[req.profile_index];
         if (calls[0].up || calls[1].up || ctx.st.cfg.default_id == req.profile_index)
             return KESTD_ERR_PROFILE_IN_USE;
     }
-    apn = kestd_apn{};
+    *apn = kestd_apn{};
     return KESTD_OK;
 }
 

@@ -130,10 +130,12 @@ void parse(server &s, connection &c)
     c.in.erase(c.in.begin(), c.in.begin() + static_cast<std::ptrdiff_t>(used));
 }
 
+// Reads what is there, but at most a few buffers per round, so that one busy
+// client cannot keep the others waiting.
 void receive(server &s, connection &c)
 {
     uint8_t buf[16384];
-    for (;;) {
+    for (int round = 0; round < 8; ++round) {
         const ssize_t r = ::recv(c.fd, buf, sizeof buf, MSG_DONTWAIT);
         if (r > 0) {
             c.in.insert(c.in.end(), buf, buf + r);

@@ -111,9 +111,13 @@ constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};
 constexpr u8_setting ap_isolate_setting{&kestd_iface::ap_isolate, true, 0, 1};
 constexpr u8_setting dfs_setting{&kestd_iface::dfs, true, 0, 1};
 constexpr u8_setting ssid_hide_setting{&kestd_iface::ssid_hide, true, 0, 1};
-constexpr const u8_setting *u8_settings[] = {&mode_setting,       &bandwidth_setting,  &max_num_sta_setting,
-                                             &rssi_setting,       &only_11n_setting,   &only_11ac_setting,
-                                             &ap_isolate_setting, &dfs_setting,        &ssid_hide_setting};
+// The MAC access rule has the same records: 0 off, 1 allow only the listed,
+// 2 deny the listed.
+constexpr u8_setting acl_rule_setting{&kestd_iface::acl_rule, false, 0, 2};
+constexpr const u8_setting *u8_settings[] = {&mode_setting,       &bandwidth_setting, &max_num_sta_setting,
+                                             &rssi_setting,       &only_11n_setting,  &only_11ac_setting,
+                                             &ap_isolate_setting, &dfs_setting,       &ssid_hide_setting,
+                                             &acl_rule_setting};
 
 bool u8_setting_ok(const u8_setting &s, uint8_t v) { return s.flag ? v <= 1 : v >= s.min && v <= s.max; }
 
@@ -314,7 +318,8 @@ uint16_t auth_get(kestd_ctx &ctx, const wifi_auth_get_req &req, wifi_auth_get_re
 }
 
 // ---------------------------------------------------------------------------
-// Radio settings.
+// Radio settings and the MAC access rule. A change may send stations away
+// (fewer allowed stations, a stricter rule).
 
 template <const u8_setting &S>
 uint16_t u8_set(kestd_ctx &ctx, const wifi_u8_setting_set_req &req, wifi_setting_set_resp &)
@@ -358,25 +363,6 @@ uint16_t channel_get(kestd_ctx &ctx, const wifi_setting_get_req &req, wifi_chann
 
 // ---------------------------------------------------------------------------
 // MAC access control.
-
-uint16_t acl_rule_set(kestd_ctx &ctx, const wifi_mac_acl_rule_set_req &req, wifi_mac_acl_rule_set_resp &)
-{
-    if (!iface_ok(req.index))
-        return KESTD_ERR_INVALID_INTERFACE;
-    if (req.rule > 2)
-        return KESTD_ERR_INVALID_VALUE;
-    iface_of(ctx, req.index).acl_rule = req.rule;
-    enforce_stations(ctx.st);
-    return KESTD_OK;
-}
-
-uint16_t acl_rule_get(kestd_ctx &ctx, const wifi_mac_acl_rule_get_req &req, wifi_mac_acl_rule_get_resp &resp)
-{
-    if (!iface_ok(req.index))
-        return KESTD_ERR_INVALID_INTERFACE;
-    resp.rule = iface_of(ctx, req.index).acl_rule;
-    return KESTD_OK;
-}
 
 uint16_t acl_add(kestd_ctx &ctx, const wifi_mac_acl_add_set_req &req, wifi_mac_acl_add_set_resp &)
 {
@@ -509,8 +495,8 @@ constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_WIFI_ACTIVE_SET, active_set),
     KESTD_ROW(KEST_WIFI_STATION_STATUS_GET, station_status_get),
     KESTD_ROW(KEST_WIFI_STA_INFO_GET, sta_info),
-    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_SET, acl_rule_set),
-    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_GET, acl_rule_get),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_SET, u8_set<acl_rule_setting>),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_GET, u8_get<acl_rule_setting>),
     KESTD_ROW(KEST_WIFI_MAC_ACL_ADD_SET, acl_add),
     KESTD_ROW(KEST_WIFI_MAC_ACL_DEL_SET, acl_del),
     KESTD_ROW(KEST_WIFI_MAC_ACL_INFO_GET, acl_info),
@@ -577,7 +563,7 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
         for (const u8_setting *s : u8_settings)
             if (!u8_setting_ok(*s, f.*s->field))
                 return "Wi-Fi radio setting out of range";
-        if (f.acl_rule > 2 || f.acl_count > KESTD_MAC_ACL_MAX)
+        if (f.acl_count > KESTD_MAC_ACL_MAX)
             return "Wi-Fi MAC access list damaged";
         for (uint32_t k = 0; k < f.acl_count; ++k)
             if (!mac_ok(f.acl[k]))

@@ -240,6 +240,15 @@ struct client {
 class Kestd : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(svc.start()); }
+    // Every test ends with a clean stop and nothing on stderr (a sanitizer
+    // report included).
+    void TearDown() override
+    {
+        if (svc.pid > 0) {
+            EXPECT_EQ(svc.stop(), 0);
+            EXPECT_EQ(svc.err_text, "");
+        }
+    }
     service svc;
 };
 
