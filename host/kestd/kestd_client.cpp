@@ -1,0 +1,110 @@
+// A blocking client of kestd's socket.
+#include "kestd_client.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+
+std::string kestd_socket_path(const char *arg)
+{
+    if (arg && *arg)
+        return arg;
+    const char *env = std::getenv(KEST_SOCKET_ENV);
+    return env && *env ? env : KEST_SOCKET_DEFAULT;
+}
+
+int kestd_connect(const std::string &path)
+{
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (path.size() >= sizeof addr.sun_path) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0) {
+        const int err = errno;
+        ::close(fd);
+        errno = err;
+        return -1;
+    }
+    return fd;
+}
+
+bool kest_write_all(int fd, const void *data, size_t len)
+{
+    const auto *p = static_cast<const uint8_t *>(data);
+    while (len > 0) {
+        const ssize_t w = ::send(fd, p, len, MSG_NOSIGNAL);
+        if (w < 0 && errno == EINTR)
+            continue;
+        if (w <= 0)
+            return false;
+        p += w;
+        len -= static_cast<size_t>(w);
+    }
+    return true;
+}
+
+namespace {
+
+bool read_exact(int fd, uint8_t *p, size_t len, std::chrono::steady_clock::time_point deadline)
+{
+    while (len > 0) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                                std::chrono::steady_clock::now());
+        pollfd pfd{fd, POLLIN, 0};
+        const int ready = ::poll(&pfd, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            return false;
+        const ssize_t r = ::recv(fd, p, len, 0);
+        if (r < 0 && errno == EINTR)
+            continue;
+        if (r <= 0)
+            return false;
+        p += r;
+        len -= static_cast<size_t>(r);
+    }
+    return true;
+}
+
+} // namespace
+
+bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    if (!read_exact(fd, reinterpret_cast<uint8_t *>(&h), sizeof h, deadline) || !kest_header_ok(h))
+        return false;
+    payload.resize(h.len);
+    return read_exact(fd, payload.data(), h.len, deadline);
+}
+
+bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms)
+{
+    static uint32_t txn = 0x40000000u;
+    const uint32_t my_txn = ++txn;
+    const auto frame = kest_frame_bytes(KEST_FRAME_CONTROL, my_txn, 0, 0, command.data(),
+                                        static_cast<uint32_t>(command.size()));
+    if (!kest_write_all(fd, frame.data(), frame.size()))
+        return false;
+    kest_frame_header h{};
+    std::vector<uint8_t> payload;
+    while (kest_read_frame(fd, h, payload, timeout_ms)) {
+        if (h.kind != KEST_FRAME_CONTROL_RESPONSE || h.txn != my_txn)
+            continue; // an indication, or an answer to someone else's request
+        status = h.status;
+        text.assign(payload.begin(), payload.end());
+        return true;
+    }
+    return false;
+}

@@ -1,0 +1,25 @@
+// A blocking client of kestd's socket: for kestctl and for tests that speak
+// the frame format directly.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kest_frame.h"
+
+// The socket path: `arg` when given, else the environment variable
+// KEST_SOCKET_ENV when set and not empty, else KEST_SOCKET_DEFAULT.
+std::string kestd_socket_path(const char *arg);
+
+// A connected socket, or -1 with errno set.
+int kestd_connect(const std::string &path);
+
+bool kest_write_all(int fd, const void *data, size_t len);
+
+// Reads one whole frame within `timeout_ms`. False on time-out, end of
+// stream, error or a header that kest_header_ok refuses.
+bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms);
+
+// Sends one control command and waits for its answer, skipping indications.
+// False when no answer came; otherwise `status` and `text` hold it.
+bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms);

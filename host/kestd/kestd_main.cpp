@@ -1,0 +1,137 @@
+// kestd [--socket PATH] [--state FILE]: the simulated KEST management service.
+// Prints "kestd listening on PATH" once it accepts clients, stops on SIGINT
+// or SIGTERM and removes its socket.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "kestd_client.h"
+#include "kestd_server.h"
+#include "kestd_service.h"
+
+namespace {
+
+constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE]\n";
+
+int die(const std::string &why)
+{
+    std::fprintf(stderr, "kestd: %s\n", why.c_str());
+    return 1;
+}
+
+std::string sys(const char *what, const std::string &path) { return std::string(what) + " " + path + ": " + std::strerror(errno); }
+
+// A socket left behind by a service that is gone is removed; one that
+// answers belongs to a running service, and anything else is not ours.
+bool clear_path(const std::string &path, std::string &why)
+{
+    struct stat sb;
+    if (::lstat(path.c_str(), &sb) != 0)
+        return errno == ENOENT || (why = sys("cannot examine", path), false);
+    if (!S_ISSOCK(sb.st_mode)) {
+        why = path + " exists and is not a socket";
+        return false;
+    }
+    const int probe = kestd_connect(path);
+    if (probe >= 0) {
+        ::close(probe);
+        why = "another service listens on " + path;
+        return false;
+    }
+    if (::unlink(path.c_str()) != 0) {
+        why = sys("cannot remove stale socket", path);
+        return false;
+    }
+    return true;
+}
+
+int listen_on(const std::string &path, std::string &why)
+{
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof addr.sun_path) {
+        why = "socket path must have 1 to " + std::to_string(sizeof addr.sun_path - 1) + " characters";
+        return -1;
+    }
+    if (!clear_path(path, why))
+        return -1;
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        why = sys("cannot create socket for", path);
+        return -1;
+    }
+    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 64) != 0) {
+        why = sys("cannot listen on", path);
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const char *socket_arg = nullptr;
+    std::string state_path;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--socket" && i + 1 < argc) {
+            socket_arg = argv[++i];
+        } else if (a == "--state" && i + 1 < argc) {
+            state_path = argv[++i];
+        } else if (a == "-h" || a == "--help") {
+            std::fputs(USAGE, stdout);
+            return 0;
+        } else {
+            std::fputs(USAGE, stderr);
+            return 2;
+        }
+    }
+    const std::string path = kestd_socket_path(socket_arg);
+
+    auto svc = std::make_unique<kestd_service>();
+    std::string why;
+    if (!kestd_service_start(*svc, state_path, why))
+        return die(why);
+
+    // Signals arrive through a descriptor of the event loop, never in the
+    // middle of a change.
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGINT);
+    sigaddset(&stop, SIGTERM);
+    ::sigprocmask(SIG_BLOCK, &stop, nullptr);
+    ::signal(SIGPIPE, SIG_IGN);
+    const int signal_fd = ::signalfd(-1, &stop, SFD_CLOEXEC);
+    if (signal_fd < 0)
+        return die(sys("cannot watch signals for", path));
+
+    const int listen_fd = listen_on(path, why);
+    if (listen_fd < 0)
+        return die(why);
+    struct stat ours;
+    ::stat(path.c_str(), &ours);
+    std::printf("kestd listening on %s\n", path.c_str());
+    std::fflush(stdout);
+
+    const int rc = kestd_serve(*svc, listen_fd, signal_fd);
+    ::close(listen_fd);
+    ::close(signal_fd);
+    // Remove the socket only if it is still the one this service made.
+    struct stat now;
+    if (::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
+        ::unlink(path.c_str());
+    return rc;
+}

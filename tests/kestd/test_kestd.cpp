@@ -1,0 +1,732 @@
+// kestd over its socket: each test starts its own kestd in a private folder
+// and speaks the frame format directly.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "kest_msg.h"
+#include "kestd_client.h"
+#include "kestd_errors.h"
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+template <class T>
+bytes raw(const T &rec)
+{
+    const auto *p = reinterpret_cast<const uint8_t *>(&rec);
+    return bytes(p, p + sizeof rec);
+}
+
+uint32_t ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
+{
+    const uint8_t v[4] = {a, b, c, d};
+    uint32_t w;
+    std::memcpy(&w, v, 4);
+    return w;
+}
+
+std::string read_all(int fd)
+{
+    std::string s;
+    char buf[512];
+    ssize_t r;
+    while ((r = ::read(fd, buf, sizeof buf)) > 0)
+        s.append(buf, static_cast<size_t>(r));
+    return s;
+}
+
+// One kestd process with its socket (and state file) in a private folder.
+struct service {
+    std::string dir, sock, state;
+    pid_t pid = -1;
+    int err_fd = -1;
+    std::string err_text;
+
+    service()
+    {
+        char tmpl[] = "/tmp/kestd-test-XXXXXX";
+        dir = ::mkdtemp(tmpl);
+        sock = dir + "/kest.sock";
+        state = dir + "/state";
+    }
+    ~service()
+    {
+        if (pid > 0)
+            stop();
+        std::string cmd = "rm -rf '" + dir + "'";
+        if (std::system(cmd.c_str()) != 0)
+            ADD_FAILURE() << "cannot remove " << dir;
+    }
+
+    // Starts kestd; true once it said where it listens.
+    bool start(bool with_state = false)
+    {
+        int out[2], err[2];
+        if (::pipe(out) != 0 || ::pipe(err) != 0)
+            return false;
+        pid = ::fork();
+        if (pid == 0) {
+            ::dup2(out[1], 1);
+            ::dup2(err[1], 2);
+            ::close(out[0]);
+            ::close(err[0]);
+            if (with_state)
+                ::execl(KESTD_PATH, "kestd", "--socket", sock.c_str(), "--state", state.c_str(), nullptr);
+            else
+                ::execl(KESTD_PATH, "kestd", "--socket", sock.c_str(), nullptr);
+            ::_exit(127);
+        }
+        ::close(out[1]);
+        ::close(err[1]);
+        err_fd = err[0];
+        pollfd p{out[0], POLLIN, 0};
+        std::string line;
+        while (line.find('\n') == std::string::npos && ::poll(&p, 1, 5000) == 1) {
+            char buf[256];
+            const ssize_t r = ::read(out[0], buf, sizeof buf);
+            if (r <= 0)
+                break;
+            line.append(buf, static_cast<size_t>(r));
+        }
+        ::close(out[0]);
+        return line == "kestd listening on " + sock + "\n";
+    }
+
+    // Sends `sig` and returns the exit status (-1 if killed by a signal).
+    int stop(int sig = SIGTERM)
+    {
+        ::kill(pid, sig);
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        pid = -1;
+        err_text = read_all(err_fd);
+        ::close(err_fd);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    // For a start that fails: the exit status once the process ended.
+    int wait_exit()
+    {
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        pid = -1;
+        err_text = read_all(err_fd);
+        ::close(err_fd);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+};
+
+struct frame {
+    kest_frame_header h{};
+    bytes payload;
+};
+
+// One connection; indications that arrive while it waits for an answer are
+// kept for later.
+struct client {
+    int fd = -1;
+    uint32_t txn = 0;
+    std::vector<frame> indications;
+
+    explicit client(const std::string &path) : fd(kestd_connect(path)) {}
+    ~client()
+    {
+        if (fd >= 0)
+            ::close(fd);
+    }
+
+    bool send_raw(const bytes &b) { return kest_write_all(fd, b.data(), b.size()); }
+
+    // The response to a request, or a frame with kind 0 when none came.
+    frame request(uint32_t id, const bytes &req, int timeout_ms = 2000)
+    {
+        const uint32_t t = ++txn;
+        send_raw(kest_frame_bytes(KEST_FRAME_REQUEST, t, id, 0, req.data(), static_cast<uint32_t>(req.size()), 4616));
+        frame f;
+        while (kest_read_frame(fd, f.h, f.payload, timeout_ms)) {
+            if (f.h.kind == KEST_FRAME_RESPONSE && f.h.txn == t && f.h.msg_id == id)
+                return f;
+            if (f.h.kind == KEST_FRAME_INDICATION)
+                indications.push_back(f);
+        }
+        return frame{};
+    }
+
+    // The service's `error` of a response record (0 on success), -1 when the
+    // frame carried no record.
+    int error_of(uint32_t id, const bytes &req)
+    {
+        const frame f = request(id, req);
+        if (f.h.kind != KEST_FRAME_RESPONSE || f.h.status != 0 || f.payload.size() < 4)
+            return -1;
+        resp_status st;
+        std::memcpy(&st, f.payload.data(), sizeof st);
+        EXPECT_EQ(st.result == 0, st.error == 0) << "message " << id;
+        return st.error;
+    }
+
+    template <class Resp>
+    Resp get(uint32_t id, const bytes &req = {})
+    {
+        const frame f = request(id, req);
+        Resp r{};
+        EXPECT_EQ(f.payload.size(), sizeof r) << "message " << id;
+        if (f.payload.size() == sizeof r)
+            std::memcpy(&r, f.payload.data(), sizeof r);
+        EXPECT_EQ(r_status(f), 0) << "message " << id;
+        return r;
+    }
+    static int r_status(const frame &f) { return f.payload.size() >= 4 ? f.payload[2] | f.payload[3] << 8 : -1; }
+
+    std::string control(const std::string &cmd, int32_t *status = nullptr)
+    {
+        int32_t st = -1;
+        std::string text;
+        EXPECT_TRUE(kestd_control_call(fd, cmd, st, text, 2000)) << cmd;
+        if (status)
+            *status = st;
+        else
+            EXPECT_EQ(st, 0) << cmd << ": " << text;
+        return text;
+    }
+
+    // The next indication of `id`, from those kept or from the socket.
+    bool indication(uint32_t id, bytes &payload, int timeout_ms = 1000)
+    {
+        for (;;) {
+            for (auto it = indications.begin(); it != indications.end(); ++it)
+                if (it->h.msg_id == id) {
+                    payload = it->payload;
+                    indications.erase(it);
+                    return true;
+                }
+            frame f;
+            if (!kest_read_frame(fd, f.h, f.payload, timeout_ms))
+                return false;
+            if (f.h.kind == KEST_FRAME_INDICATION)
+                indications.push_back(f);
+        }
+    }
+
+    // True when the service closed this connection.
+    bool closed_by_peer(int timeout_ms = 2000)
+    {
+        pollfd p{fd, POLLIN, 0};
+        uint8_t b[64];
+        while (::poll(&p, 1, timeout_ms) == 1) {
+            const ssize_t r = ::recv(fd, b, sizeof b, 0);
+            if (r <= 0)
+                return true;
+        }
+        return false;
+    }
+};
+
+class Kestd : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(svc.start()); }
+    // Every test ends with a clean stop and nothing on stderr (a sanitizer
+    // report included).
+    void TearDown() override
+    {
+        if (svc.pid > 0) {
+            EXPECT_EQ(svc.stop(), 0);
+            EXPECT_EQ(svc.err_text, "");
+        }
+    }
+    service svc;
+};
+
+template <class T>
+T indication_as(const bytes &b)
+{
+    T rec{};
+    EXPECT_EQ(b.size(), sizeof rec);
+    std::memcpy(&rec, b.data(), std::min(b.size(), sizeof rec));
+    return rec;
+}
+
+// ---------------------------------------------------------------------------
+// A set, then a get of the same thing, per domain: the get answer from byte 4
+// on (behind resp_status) must hold what was set.
+
+struct round_trip {
+    const char *name;
+    std::vector<std::pair<uint32_t, bytes>> sets;
+    uint32_t get_id;
+    bytes get_req;
+    bytes expect; // bytes of the get record from offset 4
+};
+
+wifi_auth_set_req wpa_auth()
+{
+    wifi_auth_set_req r{};
+    r.index = 1;
+    r.auth = 4;
+    r.pairwise = 2;
+    std::strcpy(r.password, "correct horse battery");
+    r.group_rekey = 86400;
+    return r;
+}
+
+wifi_auth_get_resp wpa_auth_answer()
+{
+    wifi_auth_get_resp r{};
+    r.auth = 4;
+    r.pairwise = 2;
+    std::strcpy(r.password, "correct horse battery");
+    r.group_rekey = 86400;
+    return r;
+}
+
+data_call_apn_set_req apn_profile()
+{
+    data_call_apn_set_req r{};
+    r.profile_type = 0;
+    r.profile_index = 0;
+    r.pdp_type = 2;
+    r.auth_protocol = 255;
+    std::strcpy(r.apn_name, "corp.example");
+    std::strcpy(r.username, "fleet");
+    std::strcpy(r.password, "s3cret");
+    return r;
+}
+
+data_call_apn_get_resp apn_answer()
+{
+    data_call_apn_get_resp r{};
+    r.unused0[0] = 0;
+    r.unused0[1] = 0;
+    r.pdp_type = 2;
+    r.auth_protocol = 255;
+    std::strcpy(r.apn_name, "corp.example");
+    std::strcpy(r.username, "fleet");
+    std::strcpy(r.password, "s3cret");
+    return r;
+}
+
+network_lan_config_block lan_block()
+{
+    return {ipv4(10, 1, 0, 1), ipv4(255, 255, 0, 0), 7, {}, ipv4(10, 1, 2, 0), ipv4(10, 1, 2, 200), 3600};
+}
+
+template <class T>
+bytes tail(const T &rec)
+{
+    bytes b = raw(rec);
+    return bytes(b.begin() + 4, b.end());
+}
+
+const std::vector<round_trip> &round_trips()
+{
+    static const wifi_essid_get_resp essid = [] {
+        wifi_essid_get_resp r{};
+        r.format_type = 1;
+        std::strcpy(r.ssid, "Office Net");
+        return r;
+    }();
+    static const std::vector<round_trip> rows = {
+        {"work_mode", {{1, {3}}}, 2, {}, {3, 0}},
+        {"country_code", {{5, {'D', 'E'}}}, 6, {}, {'D', 'E'}},
+        {"essid", {{3, [] { wifi_essid_set_req r{2, 1, {}}; std::strcpy(r.ssid, "Office Net"); return raw(r); }()}},
+         4, {2}, tail(essid)},
+        {"channel", {{9, raw(wifi_channel_set_req{1, 0, 11})}}, 10, {1}, {11, 0}},
+        {"rssi", {{25, {2, 60}}}, 26, {2}, {60, 0}},
+        {"flag_is_stored_as_one", {{19, {1, 9}}}, 20, {1}, {1, 0}},
+        {"auth_wpa", {{21, raw(wpa_auth())}}, 22, {1}, tail(wpa_auth_answer())},
+        {"mac_acl_rule", {{34, {3, 2}}}, 35, {3}, {2, 0}},
+        {"mac_acl_list", {{36, {1, 0x02, 1, 2, 3, 4, 5}}}, 38, {1},
+         [] { wifi_mac_acl_info_get_resp r{}; r.count = 1; const uint8_t m[6] = {2, 1, 2, 3, 4, 5};
+              std::memcpy(r.mac_list[0], m, 6); return tail(r); }()},
+        {"apn", {{44, raw(apn_profile())}}, 45, {0, 0}, tail(apn_answer())},
+        {"default_profile", {{49, {0, 1, 0}}}, 50, {}, {0, 1, 0, 0}},
+        {"dmz", {{51, raw(ipv4(192, 168, 225, 50))}}, 53, {}, raw(ipv4(192, 168, 225, 50))},
+        {"snat", {{61, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}}, 63, {},
+         [] { network_snat_get_get_resp r{}; r.count = 1;
+              r.entries[0] = network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}}; return tail(r); }()},
+        {"lan", {{59, raw(lan_block())}}, 60, {}, raw(lan_block())},
+        {"sgmii_enable", {{54, {5}}}, 55, {}, {1, 0}},
+        {"sgmii_config", {{56, {0, 1, 0}}}, 57, {}, {0, 1, 0, 0}},
+        {"ethernet_mode", {{64, raw(uint32_t{1})}}, 65, {}, raw(uint32_t{1})},
+        {"usb_after_write_back", {{68, raw(usb_u32_setting_set_req{0, 2})}, {66, {}}}, 74, raw(uint32_t{0}),
+         [] { bytes b(4, 0); b[0] = 2; return b; }()},
+    };
+    return rows;
+}
+
+TEST_F(Kestd, SetThenGetRoundTripsPerDomain)
+{
+    client c(svc.sock);
+    for (const round_trip &row : round_trips()) {
+        SCOPED_TRACE(row.name);
+        for (const auto &[id, req] : row.sets)
+            EXPECT_EQ(c.error_of(id, req), 0) << "set " << id;
+        const frame f = c.request(row.get_id, row.get_req);
+        ASSERT_EQ(f.h.kind, KEST_FRAME_RESPONSE);
+        EXPECT_EQ(f.h.status, 0);
+        ASSERT_GE(f.payload.size(), 4 + row.expect.size());
+        EXPECT_EQ(client::r_status(f), 0);
+        EXPECT_EQ(bytes(f.payload.begin() + 4, f.payload.begin() + 4 + static_cast<long>(row.expect.size())),
+                  row.expect);
+    }
+}
+
+TEST_F(Kestd, UsbSettingsWaitForWriteBack)
+{
+    client c(svc.sock);
+    EXPECT_EQ(c.error_of(KEST_USB_NET_SET, raw(usb_u32_setting_set_req{0, 3})), 0);
+    EXPECT_EQ(c.get<usb_config_get_resp>(KEST_USB_CONFIG_GET, raw(uint32_t{0})).usbnet, 0u);
+    EXPECT_NE(c.control("dump usb").find("usb.pending=bootup 0 pid 0x9025 vid 0x05c6 product \"KEST LTE Module\" "
+                                         "manufacturer \"KEST\" net 3"),
+              std::string::npos);
+    EXPECT_EQ(c.error_of(KEST_USB_CONFIG_WRITE_SET, {}), 0);
+    EXPECT_EQ(c.get<usb_config_get_resp>(KEST_USB_CONFIG_GET, raw(uint32_t{0})).usbnet, 3u);
+}
+
+TEST_F(Kestd, ApnAddPicksTheLowestFreeIndex)
+{
+    client c(svc.sock);
+    data_call_apn_add_set_req add{};
+    add.profile_type = 1;
+    std::strcpy(add.apn_name, "ims");
+    for (uint8_t expect : {0, 1, 2})
+        EXPECT_EQ(c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index, expect);
+    EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_DEL_SET, {1, 1}), 0);
+    EXPECT_EQ(c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index, 1);
+    const auto list = c.get<data_call_get_apn_list_get_resp>(KEST_DATA_CALL_GET_APN_LIST_GET, {1});
+    EXPECT_EQ(bytes(list.index_list, list.index_list + list.length), (bytes{0, 1, 2}));
+}
+
+// ---------------------------------------------------------------------------
+// Refusals from the error table: each row fills what it needs, then sends
+// the request that must be refused.
+
+struct refusal {
+    const char *name;
+    std::vector<std::pair<uint32_t, bytes>> setup;
+    uint32_t id;
+    bytes req;
+    uint16_t error;
+};
+
+bytes acl_add(uint8_t index, uint8_t n) { return {index, 0x02, 0, 0, 0, 0, n}; }
+
+bytes apn_add(uint8_t type, const char *apn)
+{
+    data_call_apn_add_set_req r{};
+    r.profile_type = type;
+    r.pdp_type = 2;
+    std::strcpy(r.apn_name, apn);
+    return raw(r);
+}
+
+bytes call_up(uint8_t profile, uint8_t ip_type)
+{
+    data_call_up_set_req r{};
+    r.profile_id = profile;
+    r.ip_type = ip_type;
+    return raw(r);
+}
+
+const std::vector<refusal> &refusals()
+{
+    static const std::vector<refusal> rows = [] {
+        std::vector<refusal> r;
+        refusal full_acl{"mac_list_full_at_33", {}, 36, acl_add(1, 32), KESTD_ERR_LIST_FULL};
+        for (uint8_t i = 0; i < 32; ++i)
+            full_acl.setup.push_back({36, acl_add(1, i)});
+        r.push_back(full_acl);
+        r.push_back({"mac_duplicate", {{36, acl_add(2, 7)}}, 36, acl_add(2, 7), KESTD_ERR_DUPLICATE});
+        r.push_back({"mac_group_address", {}, 36, {1, 0x01, 0, 0x5e, 0, 0, 1}, KESTD_ERR_INVALID_ADDRESS});
+        r.push_back({"mac_delete_unknown", {}, 37, acl_add(1, 99), KESTD_ERR_NOT_FOUND});
+        const network_snat_rule rule{ipv4(192, 168, 225, 30), 22, 2222, 6, {}};
+        const network_snat_rule udp{ipv4(192, 168, 225, 30), 53, 3333, 17, {}};
+        const network_snat_rule both{ipv4(192, 168, 225, 31), 54, 3333, 253, {}};
+        r.push_back({"snat_duplicate", {{61, raw(rule)}}, 61, raw(rule), KESTD_ERR_DUPLICATE});
+        r.push_back({"snat_same_global_port", {{61, raw(udp)}}, 61, raw(both), KESTD_ERR_DUPLICATE});
+        r.push_back({"snat_outside_lan", {}, 61, raw(network_snat_rule{ipv4(10, 0, 0, 5), 22, 22, 6, {}}),
+                     KESTD_ERR_INVALID_ADDRESS});
+        refusal full_apn{"apn_add_beyond_25", {}, 48, apn_add(2, "x"), KESTD_ERR_LIST_FULL};
+        for (int i = 0; i < 25; ++i)
+            full_apn.setup.push_back({48, apn_add(2, "x")});
+        r.push_back(full_apn);
+        r.push_back({"apn_get_unknown_profile", {}, 45, {1, 3}, KESTD_ERR_UNKNOWN_PROFILE});
+        r.push_back({"apn_set_unknown_profile", {}, 44, [] { auto a = apn_profile(); a.profile_index = 9; return raw(a); }(),
+                     KESTD_ERR_UNKNOWN_PROFILE});
+        r.push_back({"default_profile_unknown", {}, 49, {7, 0, 0}, KESTD_ERR_UNKNOWN_PROFILE});
+        r.push_back({"apn_delete_default_profile", {}, 47, {0, 0}, KESTD_ERR_PROFILE_IN_USE});
+        r.push_back({"call_up_unknown_profile", {}, 40, call_up(5, 0), KESTD_ERR_UNKNOWN_PROFILE});
+        r.push_back({"call_up_profile_without_apn", {{48, apn_add(0, "")}}, 40, call_up(1, 0), KESTD_ERR_NO_APN});
+        r.push_back({"call_up_twice", {{40, call_up(0, 0)}}, 40, call_up(0, 0), KESTD_ERR_CALL_ACTIVE});
+        r.push_back({"call_down_when_down", {}, 41, {3, 2}, KESTD_ERR_CALL_INACTIVE});
+        r.push_back({"channel_5ghz_on_2g_interface", {}, 9, raw(wifi_channel_set_req{1, 0, 36}),
+                     KESTD_ERR_INVALID_CHANNEL});
+        r.push_back({"channel_on_station_interface", {}, 9, raw(wifi_channel_set_req{3, 0, 6}),
+                     KESTD_ERR_INVALID_CHANNEL});
+        r.push_back({"interface_4", {}, 4, {4}, KESTD_ERR_INVALID_INTERFACE});
+        r.push_back({"station_status_of_ap", {}, 32, {1}, KESTD_ERR_INVALID_INTERFACE});
+        r.push_back({"short_wpa_password", {}, 21, [] { auto a = wpa_auth(); std::strcpy(a.password, "short"); return raw(a); }(),
+                     KESTD_ERR_INVALID_KEY});
+        r.push_back({"gigabit_half_duplex", {}, 56, {0, 2, 0}, KESTD_ERR_INVALID_VALUE});
+        r.push_back({"dmz_twice", {{51, raw(ipv4(192, 168, 225, 9))}}, 51, raw(ipv4(192, 168, 225, 10)),
+                     KESTD_ERR_DUPLICATE});
+        r.push_back({"usb_instance_1", {}, 74, raw(uint32_t{1}), KESTD_ERR_INVALID_INSTANCE});
+        return r;
+    }();
+    return rows;
+}
+
+// The rows run in order on one service, each on state of its own.
+TEST_F(Kestd, RefusalsComeFromTheErrorTable)
+{
+    client c(svc.sock);
+    for (const refusal &row : refusals()) {
+        SCOPED_TRACE(row.name);
+        for (const auto &[id, req] : row.setup)
+            ASSERT_EQ(c.error_of(id, req), 0) << "setup " << id;
+        const std::string before = c.control("dump");
+        EXPECT_EQ(c.error_of(row.id, row.req), row.error);
+        EXPECT_EQ(c.control("dump"), before) << "a refusal changes nothing";
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Indications reach every client.
+
+TEST_F(Kestd, DataCallUpAndDownIndicateToEveryClient)
+{
+    client caller(svc.sock), watcher(svc.sock);
+    ASSERT_EQ(caller.error_of(KEST_DATA_CALL_UP_SET, call_up(0, 2)), 0);
+    for (uint8_t family : {0, 1}) {
+        bytes b;
+        ASSERT_TRUE(watcher.indication(KEST_DATA_CALL_STATUS_IND, b));
+        const auto ind = indication_as<data_call_status_ind>(b);
+        EXPECT_EQ(ind.index, 0);
+        EXPECT_EQ(ind.ip_family, family);
+        EXPECT_EQ(ind.state, 1);
+        EXPECT_STREQ(ind.name, "rmnet_data0");
+        EXPECT_EQ(std::string(ind.address_text[0]).rfind(family == 0 ? "10.64.0." : "2001:db8:", 0), 0u);
+    }
+    const auto info = caller.get<data_call_info_get_resp>(KEST_DATA_CALL_INFO_GET, {0, 0});
+    EXPECT_EQ(info.call_status, 1);
+    EXPECT_EQ(std::string(info.address_text[0]).rfind("10.64.0.", 0), 0u);
+
+    ASSERT_EQ(caller.error_of(KEST_DATA_CALL_DOWN_SET, {0, 0}), 0);
+    bytes b;
+    ASSERT_TRUE(watcher.indication(KEST_DATA_CALL_STATUS_IND, b));
+    const auto down = indication_as<data_call_status_ind>(b);
+    EXPECT_EQ(down.ip_family, 0);
+    EXPECT_EQ(down.state, 0);
+    EXPECT_EQ(down.address_text[0][0], 0);
+    EXPECT_EQ(caller.get<data_call_info_get_resp>(KEST_DATA_CALL_INFO_GET, {0, 0}).call_status, 0);
+    EXPECT_EQ(caller.get<data_call_info_get_resp>(KEST_DATA_CALL_INFO_GET, {0, 1}).call_status, 1);
+}
+
+TEST_F(Kestd, StationsJoinAndLeaveThroughControl)
+{
+    client ctl(svc.sock), app(svc.sock);
+    ctl.control("sta-join 2 02:aa:bb:cc:dd:01 laptop");
+    bytes b;
+    ASSERT_TRUE(app.indication(KEST_WIFI_AP_STA_IND, b));
+    auto ind = indication_as<wifi_ap_sta_ind>(b);
+    EXPECT_EQ(ind.action, 1);
+    EXPECT_EQ(ind.index, 2u);
+    EXPECT_EQ(bytes(ind.mac, ind.mac + 6), (bytes{2, 0xaa, 0xbb, 0xcc, 0xdd, 1}));
+    const auto list = app.get<wifi_sta_info_get_resp>(KEST_WIFI_STA_INFO_GET);
+    ASSERT_EQ(list.num_sta, 1u);
+    EXPECT_STREQ(list.stations[0].text, "laptop");
+    EXPECT_EQ(list.stations[0].field_a, 2u);
+
+    int32_t status = 0;
+    ctl.control("sta-join 2 02:aa:bb:cc:dd:01", &status);
+    EXPECT_EQ(status, KESTD_STATUS_CONTROL_REFUSED);
+    ctl.control("sta-leave 02:aa:bb:cc:dd:01");
+    ASSERT_TRUE(app.indication(KEST_WIFI_AP_STA_IND, b));
+    ind = indication_as<wifi_ap_sta_ind>(b);
+    EXPECT_EQ(ind.action, 2);
+    EXPECT_EQ(app.get<wifi_sta_info_get_resp>(KEST_WIFI_STA_INFO_GET).num_sta, 0u);
+}
+
+TEST_F(Kestd, StationStatusIndicatesAndReadsBack)
+{
+    client ctl(svc.sock), app(svc.sock);
+    ctl.control("sta-status 2 HomeNet");
+    bytes b;
+    ASSERT_TRUE(app.indication(KEST_WIFI_STA_STATUS_IND, b));
+    const auto ind = indication_as<wifi_sta_status_ind>(b);
+    EXPECT_EQ(ind.index, 3);
+    EXPECT_EQ(ind.status, 2);
+    EXPECT_EQ(std::string(ind.ssid, strnlen(ind.ssid, 32)), "HomeNet");
+    const auto st = app.get<wifi_station_status_get_resp>(KEST_WIFI_STATION_STATUS_GET, {3});
+    EXPECT_EQ(st.sta_status, 2);
+    EXPECT_STREQ(st.ssid, "HomeNet");
+    // Switching the station interface off disconnects it.
+    EXPECT_EQ(app.error_of(KEST_WIFI_ACTIVE_SET, {3, 0}), 0);
+    ASSERT_TRUE(app.indication(KEST_WIFI_STA_STATUS_IND, b));
+    EXPECT_EQ(indication_as<wifi_sta_status_ind>(b).status, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Frames the service cannot take.
+
+TEST_F(Kestd, UnknownIdsAndWrongLengthsGetAStatusAndNoRecord)
+{
+    struct row {
+        uint32_t id;
+        bytes req;
+        int32_t status;
+    };
+    const row rows[] = {
+        {0, {}, KESTD_STATUS_UNKNOWN_MSG},  {43, bytes(284), KESTD_STATUS_UNKNOWN_MSG},
+        {75, {}, KESTD_STATUS_UNKNOWN_MSG}, {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {1, {}, KESTD_STATUS_BAD_LENGTH},   {2, {0}, KESTD_STATUS_BAD_LENGTH},
+        {21, bytes(331), KESTD_STATUS_BAD_LENGTH},
+    };
+    client c(svc.sock);
+    for (const row &r : rows) {
+        const frame f = c.request(r.id, r.req);
+        EXPECT_EQ(f.h.kind, KEST_FRAME_RESPONSE) << r.id;
+        EXPECT_EQ(f.h.status, r.status) << r.id;
+        EXPECT_TRUE(f.payload.empty()) << r.id;
+    }
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "the connection stays";
+}
+
+TEST_F(Kestd, BadFramesCloseOnlyThatConnection)
+{
+    const auto header = [](uint32_t magic, uint16_t version, uint16_t kind, uint32_t len) {
+        return raw(kest_frame_header{magic, version, kind, 1, 2, len, 0, 0});
+    };
+    struct row {
+        const char *name;
+        bytes data;
+        bool half_close;
+    };
+    const row rows[] = {
+        {"garbage", bytes(64, 0xa5), false},
+        {"wrong_version", header(KEST_FRAME_MAGIC, 2, KEST_FRAME_REQUEST, 0), false},
+        {"oversized", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, KEST_FRAME_MAX_PAYLOAD + 1), false},
+        {"response_from_client", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_RESPONSE, 0), false},
+        {"truncated_header", bytes{0x4b, 0x45, 0x53}, true},
+        {"truncated_payload", [&] { bytes b = header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, 34); b.resize(40); return b; }(), true},
+    };
+    client good(svc.sock);
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        client bad(svc.sock);
+        ASSERT_TRUE(bad.send_raw(r.data));
+        if (r.half_close)
+            ::shutdown(bad.fd, SHUT_WR);
+        EXPECT_TRUE(bad.closed_by_peer());
+        EXPECT_EQ(good.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Faults injected through the control channel.
+
+TEST_F(Kestd, InjectedFailuresHitTheChosenRequests)
+{
+    client c(svc.sock);
+    c.control("fail 4242 2 2");
+    EXPECT_EQ(c.error_of(KEST_WIFI_ENABLE_GET, {}), 0) << "another message is not hit";
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4242);
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4242);
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+}
+
+TEST_F(Kestd, DelayMuteAndDrop)
+{
+    client c(svc.sock), other(svc.sock);
+    c.control("delay 150");
+    const auto t0 = std::chrono::steady_clock::now();
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(150));
+    c.control("clear");
+
+    c.control("mute");
+    EXPECT_EQ(c.request(KEST_WIFI_WORK_MODE_GET, {}, 200).h.kind, 0) << "no answer while muted";
+    c.control("unmute");
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+
+    c.control("drop");
+    EXPECT_TRUE(other.closed_by_peer());
+    client again(svc.sock);
+    EXPECT_EQ(again.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+}
+
+// ---------------------------------------------------------------------------
+// Start and stop.
+
+TEST_F(Kestd, SigtermRemovesTheSocket)
+{
+    struct stat sb;
+    ASSERT_EQ(::stat(svc.sock.c_str(), &sb), 0);
+    EXPECT_EQ(svc.stop(SIGTERM), 0);
+    EXPECT_NE(::stat(svc.sock.c_str(), &sb), 0);
+}
+
+TEST(KestdState, SurvivesARestart)
+{
+    service s;
+    ASSERT_TRUE(s.start(true));
+    {
+        client c(s.sock);
+        EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_SET, {2}), 0);
+        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, apn_add(1, "kept")), 0);
+    }
+    EXPECT_EQ(s.stop(SIGINT), 0);
+    ASSERT_TRUE(s.start(true));
+    client c(s.sock);
+    EXPECT_EQ(c.get<wifi_work_mode_get_resp>(KEST_WIFI_WORK_MODE_GET).work_mode, 2);
+    EXPECT_STREQ(c.get<data_call_apn_get_resp>(KEST_DATA_CALL_APN_GET, {1, 0}).apn_name, "kept");
+}
+
+TEST(KestdState, ADamagedFileIsRefusedAndKept)
+{
+    struct row {
+        const char *name;
+        void (*damage)(std::string &file);
+    };
+    const row rows[] = {
+        {"flipped_byte", [](std::string &f) { f[f.size() / 2] ^= 0x40; }},
+        {"truncated", [](std::string &f) { f.resize(f.size() - 10); }},
+        {"other_version", [](std::string &f) { f[8] = 9; }},
+        {"not_a_state_file", [](std::string &f) { f = "work_mode=2\n"; }},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s;
+        ASSERT_TRUE(s.start(true));
+        EXPECT_EQ(s.stop(), 0);
+        std::ifstream in(s.state, std::ios::binary);
+        std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        r.damage(file);
+        std::ofstream(s.state, std::ios::binary | std::ios::trunc) << file;
+
+        EXPECT_FALSE(s.start(true));
+        EXPECT_NE(s.wait_exit(), 0);
+        EXPECT_NE(s.err_text.find("damaged"), std::string::npos) << s.err_text;
+        std::ifstream again(s.state, std::ios::binary);
+        EXPECT_EQ(std::string((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()), file);
+        struct stat sb;
+        EXPECT_NE(::stat(s.sock.c_str(), &sb), 0) << "no socket for a service that did not start";
+    }
+}
+
+} // namespace
