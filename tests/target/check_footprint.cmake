@@ -2,7 +2,7 @@
 # (from the compiler's -fstack-usage files beside the library's objects) and
 # the size of the stripped library, its .text and its .rodata.
 #
-#   cmake -DOBJECTS=<obj>|<obj>... -DLIBRARY=<so> -DSTRIP=<strip> -DSIZE=<size>
+#   cmake -DOBJECTS=<obj>|<obj>... -DLIBRARY=<so> [-DCONFIG=<build type>] -DSTRIP=<strip> -DSIZE=<size>
 #         -DNM=<nm> -DWORK_DIR=<dir> -DSTACK_LIMIT=<bytes> -DSIZE_BUDGET=<bytes>
 #         -P check_footprint.cmake
 
@@ -92,7 +92,7 @@ foreach(line IN LISTS sections)
     set(rodata ${CMAKE_MATCH_1})
   endif()
 endforeach()
-message("size: ${total} bytes stripped (budget ${SIZE_BUDGET}), "
+message("size (${CONFIG} build): ${total} bytes stripped (budget ${SIZE_BUDGET}), "
         ".text ${text}, .rodata ${rodata}")
 if(total GREATER SIZE_BUDGET)
   fail("stripped library is ${total} bytes, above the budget of ${SIZE_BUDGET}")
