@@ -16,7 +16,10 @@ jobs=$(nproc)
 cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
       -DCMAKE_BUILD_TYPE=MinSizeRel "$@"
 cmake --build "$dir" -j "$jobs"
-ctest --test-dir "$dir" --output-on-failure -j "$jobs"
 
+# The figures first (a failing budget shows again in the full run below), so
+# that the suite's own summary closes the output.
 echo "== footprint of the library on 32-bit ARM"
-ctest --test-dir "$dir" -R '^library_footprint$' -V | sed -n 's/^[0-9]*: \(stack\|size\|largest\|  \)/\1/p'
+ctest --test-dir "$dir" -R '^library_footprint$' -V \
+    | sed -n 's/^[0-9]*: \(stack\|size\|largest\|  \)/\1/p' || true
+ctest --test-dir "$dir" --output-on-failure -j "$jobs"
