@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what a fresh Debian machine lacks, then builds and runs every test:
 # a normal build and a build under AddressSanitizer and
-# UndefinedBehaviorSanitizer. Warnings are errors in both.
+# UndefinedBehaviorSanitizer. Warnings are errors in both. Last, the cross
+# build for the module's 32-bit ARM Linux with every test under qemu-arm.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,3 +21,9 @@ echo "== normal build"
 run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
 echo "== sanitizer build (ASan + UBSan)"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
+
+# ---------------------------------------------------------------------------
+# 32-bit ARM: the module's target, built with the cross compiler and tested
+# under qemu-arm (installs both when missing).
+echo "== 32-bit ARM build (tests under qemu-arm)"
+./scripts/arm.sh
