@@ -99,8 +99,9 @@ bool service_accepts(const service_address &where)
     return true;
 }
 
-// Our threads take no signal of the application.
-bool start_thread(pthread_t &thread, void *(*fn)(void *), void *arg)
+// Our threads take no signal of the application, and bear names that begin
+// with "qmi_" for whoever looks at the process.
+bool start_thread(pthread_t &thread, const char *name, void *(*fn)(void *), void *arg)
 {
     sigset_t all;
     sigset_t old;
@@ -108,6 +109,8 @@ bool start_thread(pthread_t &thread, void *(*fn)(void *), void *arg)
     pthread_sigmask(SIG_SETMASK, &all, &old);
     const int rc = pthread_create(&thread, nullptr, fn, arg);
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    if (rc == 0)
+        pthread_setname_np(thread, name);
     return rc == 0;
 }
 
@@ -511,7 +514,7 @@ VG_HOST_API qmi_client_error_type qmi_client_notifier_init(qmi_idl_service_objec
     init_monotonic_cond(os_params->cond);
     pthread_mutex_init(&os_params->mutex, nullptr);
 
-    if (!start_thread(n->watcher, watch_for_service, n)) {
+    if (!start_thread(n->watcher, "qmi_notifier", watch_for_service, n)) {
         pthread_cond_destroy(&os_params->cond);
         pthread_mutex_destroy(&os_params->mutex);
         close_notifier(n);
@@ -571,11 +574,11 @@ VG_HOST_API qmi_client_error_type qmi_client_init(qmi_service_info *service_info
     pthread_mutex_init(&c->lock, nullptr);
     pthread_cond_init(&c->ind_ready, nullptr);
     pthread_cond_init(&c->sends_done, nullptr);
-    if (!start_thread(c->delivery, deliver_indications, c)) {
+    if (!start_thread(c->delivery, "qmi_delivery", deliver_indications, c)) {
         free_client(c);
         return QMI_HOST_ERR_RESOURCE;
     }
-    if (!start_thread(c->reader, read_frames, c)) {
+    if (!start_thread(c->reader, "qmi_reader", read_frames, c)) {
         pthread_mutex_lock(&c->lock);
         c->releasing = true;
         pthread_cond_signal(&c->ind_ready);
