@@ -309,14 +309,12 @@ void take_response(host_client &c, const kest_frame_header &h)
     while (p != nullptr && p->txn != h.txn)
         p = p->next;
     if (p != nullptr && !p->done) {
-        if (h.msg_id != p->msg_id) {
-            p->rc = QMI_HOST_ERR_REFUSED;
-        } else if (h.status != 0) {
-            p->rc = QMI_HOST_ERR_REFUSED;
-        } else {
-            memcpy(p->resp, c.rx, h.len < p->resp_len ? h.len : p->resp_len);
-            p->rc = 0;
-        }
+        const uint32_t n = h.len < p->resp_len ? h.len : p->resp_len;
+        // An answer to another message than the one sent counts as refused.
+        const bool ok = h.msg_id == p->msg_id && h.status == 0;
+        if (ok && n > 0)
+            memcpy(p->resp, c.rx, n);
+        p->rc = ok ? 0 : QMI_HOST_ERR_REFUSED;
         p->done = true;
         pthread_cond_signal(&p->answered);
     }
