@@ -41,8 +41,8 @@ struct qmi_client_struct {
 };
 
 namespace {
-constexpr uint32_t kNotifierKind = 0x4e4f5449; // "ITON"
-constexpr uint32_t kClientKind = 0x544e4c43;   // "CLNT"
+constexpr uint32_t kNotifierKind = 0x4e4f5449;
+constexpr uint32_t kClientKind = 0x544e4c43;
 
 // While the socket file exists but takes no connection (bound, not yet
 // listening), the watcher looks again this often, this many times.
