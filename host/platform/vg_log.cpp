@@ -1,0 +1,186 @@
+// Host log sinks and address formatter (libvg_log.so.1).
+//
+// Quiet unless told otherwise, by the environment at the first log call:
+//  VG_LOG_FILE=path  the file sink appends its lines to path;
+//  VG_LOG_SYSLOG=1   the system sink writes to syslog under the caller's tag;
+//  VG_LOG_LEVEL=N    keeps levels 1..N (default: all). The system sink reads
+//                    a severity as the lowest level that logs at it (6: 1,
+//                    4: 2, 3: 4).
+// Each line is formatted whole and written with one call under a lock, so
+// lines of different threads never mix; a line break inside a value becomes
+// a blank, so one call is one line.
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/time.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "vg_log.h"
+
+#define VG_HOST_API extern "C" __attribute__((visibility("default")))
+
+namespace {
+constexpr size_t kLineRoom = 4096;
+
+struct log_settings {
+    int fd;
+    bool to_syslog;
+    int max_level;
+};
+
+log_settings settings{-1, false, INT_MAX};
+pthread_once_t settings_once = PTHREAD_ONCE_INIT;
+pthread_mutex_t file_lock = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t syslog_lock = PTHREAD_MUTEX_INITIALIZER;
+bool syslog_open = false;
+char syslog_tag[64];
+
+void load_settings()
+{
+    const char *file = getenv("VG_LOG_FILE");
+    if (file != nullptr && file[0] != '\0')
+        settings.fd = open(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    const char *sys = getenv("VG_LOG_SYSLOG");
+    settings.to_syslog = sys != nullptr && strcmp(sys, "1") == 0;
+    const char *level = getenv("VG_LOG_LEVEL");
+    if (level != nullptr && level[0] != '\0') {
+        char *end = nullptr;
+        const long n = strtol(level, &end, 10);
+        if (*end == '\0' && n >= 0 && n < INT_MAX)
+            settings.max_level = static_cast<int>(n);
+    }
+}
+
+const log_settings &current()
+{
+    pthread_once(&settings_once, load_settings);
+    return settings;
+}
+
+// Appends the formatted values to line[used..]; returns the new length,
+// cut to the room left and with line breaks turned into blanks.
+size_t append_message(char *line, size_t used, size_t room, const char *fmt, va_list ap)
+{
+    const int n = vsnprintf(line + used, room - used, fmt, ap);
+    if (n < 0)
+        return used;
+    const size_t end = used + static_cast<size_t>(n) < room - 1 ? used + static_cast<size_t>(n)
+                                                                : room - 1;
+    for (size_t i = used; i < end; ++i) {
+        if (line[i] == '\n' || line[i] == '\r')
+            line[i] = ' ';
+    }
+    return end;
+}
+
+void write_line(int fd, const char *line, size_t len)
+{
+    pthread_mutex_lock(&file_lock);
+    while (len > 0) {
+        const ssize_t n = write(fd, line, len);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        line += n;
+        len -= static_cast<size_t>(n);
+    }
+    pthread_mutex_unlock(&file_lock);
+}
+
+// The lowest level whose lines go out at this severity.
+int level_of_severity(int severity)
+{
+    switch (severity) {
+    case 6:
+        return 1;
+    case 4:
+        return 2;
+    default:
+        return 4;
+    }
+}
+
+// The library's severities rank failures highest; syslog's rank them lowest.
+int syslog_priority(int severity)
+{
+    switch (severity) {
+    case 6:
+        return LOG_ERR;
+    case 4:
+        return LOG_NOTICE;
+    default:
+        return LOG_DEBUG;
+    }
+}
+} // namespace
+
+VG_HOST_API void __vg_log(const char *file, int line, const char *func, int level, const char *fmt,
+                          ...)
+{
+    const log_settings &s = current();
+    if (s.fd < 0 || fmt == nullptr || level > s.max_level)
+        return;
+    char text[kLineRoom];
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const int head = snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03ld [%d] %s:%d %s: ",
+                              local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                              local.tm_hour, local.tm_min, local.tm_sec,
+                              static_cast<long>(now.tv_usec / 1000), level,
+                              file != nullptr ? file : "?", line, func != nullptr ? func : "?");
+    size_t used = head < 0 ? 0 : static_cast<size_t>(head);
+    if (used > sizeof text - 2)
+        used = sizeof text - 2;
+    va_list ap;
+    va_start(ap, fmt);
+    used = append_message(text, used, sizeof text - 1, fmt, ap);
+    va_end(ap);
+    text[used++] = '\n';
+    write_line(s.fd, text, used);
+}
+
+// kind is the same at every call of the library and is not used here.
+VG_HOST_API void vg_sys_log_print(int kind, int severity, const char *tag, const char *fmt, ...)
+{
+    (void)kind;
+    const log_settings &s = current();
+    if (!s.to_syslog || fmt == nullptr || level_of_severity(severity) > s.max_level)
+        return;
+    pthread_mutex_lock(&syslog_lock);
+    if (!syslog_open) {
+        // openlog keeps the pointer: give it a copy that lives on.
+        snprintf(syslog_tag, sizeof syslog_tag, "%s", tag != nullptr ? tag : "vg");
+        openlog(syslog_tag, LOG_PID, LOG_USER);
+        syslog_open = true;
+    }
+    pthread_mutex_unlock(&syslog_lock);
+    char text[kLineRoom];
+    va_list ap;
+    va_start(ap, fmt);
+    const size_t used = append_message(text, 0, sizeof text, fmt, ap);
+    va_end(ap);
+    text[used] = '\0';
+    syslog(syslog_priority(severity), "%s", text);
+}
+
+// The address as the records hold it: network byte order, so its bytes in
+// memory are the four parts in writing order.
+VG_HOST_API const char *vg_ipv4_ntoa(uint32_t addr)
+{
+    static thread_local char text[sizeof "255.255.255.255"];
+    unsigned char b[4];
+    memcpy(b, &addr, sizeof b);
+    snprintf(text, sizeof text, "%u.%u.%u.%u", b[0], b[1], b[2], b[3]);
+    return text;
+}
