@@ -51,9 +51,12 @@ constexpr int vg_severity(int level)
     return level == 1 ? 6 : level == 4 ? 3 : 4;
 }
 
+// The short format is the tail of its twin, so each text is stored once.
+#define VG_LOG_SHORT(lit) (VG_LOG_PREFIX lit + (sizeof(VG_LOG_PREFIX) - 1))
+
 #define VG_LOG_AS(func, level, fmt, ...)                                                           \
     do {                                                                                           \
-        __vg_log(vg_log_file, __LINE__, func, level, fmt __VA_OPT__(, ) __VA_ARGS__);              \
+        __vg_log(vg_log_file, __LINE__, func, level, VG_LOG_SHORT(fmt) __VA_OPT__(, ) __VA_ARGS__); \
         vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt, func, \
                          __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                     \
     } while (0)
@@ -94,7 +97,8 @@ consteval vg_fmt vg_checked_fmt(vg_fmt f, const char *conversions)
         vg_format_mismatch();
     return f;
 }
-#define VG_FMT(lit, conversions) vg_checked_fmt(vg_fmt{lit, VG_LOG_PREFIX lit}, conversions)
+#define VG_FMT(lit, conversions) \
+    vg_checked_fmt(vg_fmt{VG_LOG_SHORT(lit), VG_LOG_PREFIX lit}, conversions)
 
 // Where a line is logged: the source file and the function that the line
 // belongs to, which for a shared helper is the handler it works for.

@@ -159,7 +159,8 @@ bool events_name_socket(const host_notifier &n)
         if (got <= 0)
             return named;
         for (ssize_t off = 0; off + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
-            const auto *ev = reinterpret_cast<const inotify_event *>(buf + off);
+            // buf is aligned for inotify_event and the kernel keeps every record aligned.
+            const auto *ev = static_cast<const inotify_event *>(static_cast<const void *>(buf + off));
             if (ev->len > 0 && strncmp(ev->name, n.name, ev->len) == 0)
                 named = true;
             if ((ev->mask & IN_Q_OVERFLOW) != 0)
@@ -470,7 +471,7 @@ int write_request(host_client &c, const kest_frame_header &h, const void *req,
 host_client *as_client(qmi_client_type handle)
 {
     return handle != nullptr && handle->kind == kClientKind
-               ? reinterpret_cast<host_client *>(handle)
+               ? static_cast<host_client *>(static_cast<void *>(handle))
                : nullptr;
 }
 } // namespace

@@ -2,6 +2,8 @@
 // and speaks the frame format directly.
 #include <gtest/gtest.h>
 
+#include "exec_program.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -85,11 +87,10 @@ struct service {
             ::dup2(err[1], 2);
             ::close(out[0]);
             ::close(err[0]);
+            std::vector<std::string> args{"--socket", sock};
             if (with_state)
-                ::execl(KESTD_PATH, "kestd", "--socket", sock.c_str(), "--state", state.c_str(), nullptr);
-            else
-                ::execl(KESTD_PATH, "kestd", "--socket", sock.c_str(), nullptr);
-            ::_exit(127);
+                args.insert(args.end(), {"--state", state});
+            exec_program(KESTD_PATH, args);
         }
         ::close(out[1]);
         ::close(err[1]);

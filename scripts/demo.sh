@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# The main job, end to end on a PC: builds the library, the host platform,
+# kestd and vg-mgmt, starts kestd with a fresh state on a private socket,
+# runs a short session through vg-mgmt and stops the service again.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+. scripts/deps.sh
+vg_install_deps
+
+build=${VG_DEMO_BUILD:-build/demo}
+if [ -z "${VG_DEMO_BUILD:-}" ]; then
+    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVG_BUILD_TESTS=OFF >/dev/null
+    cmake --build "$build" -j "$(nproc)" --target kestd kestctl vg-mgmt
+fi
+kestd=$build/host/kestd/kestd
+vgm=$build/tools/vg-mgmt
+
+work=$(mktemp -d)
+events_pid=""
+kestd_pid=""
+cleanup() {
+    [ -n "$events_pid" ] && kill "$events_pid" 2>/dev/null && wait "$events_pid" 2>/dev/null
+    [ -n "$kestd_pid" ] && kill "$kestd_pid" 2>/dev/null && wait "$kestd_pid" 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+export VG_KEST_SOCKET=$work/kest.sock
+"$kestd" --socket "$VG_KEST_SOCKET" --state "$work/state" >"$work/kestd.out" 2>"$work/kestd.err" &
+kestd_pid=$!
+for _ in $(seq 100); do
+    grep -q listening "$work/kestd.out" 2>/dev/null && break
+    sleep 0.05
+done
+echo "== $(cat "$work/kestd.out")"
+
+step() {
+    echo "\$ vg-mgmt $*"
+    "$vgm" "$@"
+}
+
+# Events arrive on their own connection, printed as they come.
+"$vgm" events >"$work/events.out" &
+events_pid=$!
+sleep 0.5
+
+echo "== an access point with WPA"
+step wifi enable set on
+step wifi ssid set 1 DemoAP
+step wifi channel set 1 6
+step wifi auth set 1 wpa-psk-2 --pairwise 2 --password demo-passphrase --group-rekey 3600
+step wifi ssid get 1
+step wifi channel get 1
+step wifi auth get 1
+
+echo "== an APN profile and a data call"
+index=$("$vgm" --json datacall apn add 0 --apn internet | sed -n 's/.*"profile_index": \([0-9]*\).*/\1/p')
+echo "\$ vg-mgmt datacall apn add 0 --apn internet   -> profile index $index"
+step datacall apn get 0 "$index"
+step datacall up "$index" --ip-type ipv4v6
+step datacall info "$index"
+
+echo "== an SNAT rule"
+step network snat add 192.168.225.20 8080 80 tcp
+step network snat list
+
+echo "== the USB configuration"
+step usb config get
+
+echo "== a value the library refuses, and one the service refuses"
+step wifi channel set 1 15 || true
+step wifi channel set 1 36 || true
+
+step datacall down "$index"
+sleep 0.5
+echo "== events seen meanwhile"
+cat "$work/events.out"
+grep -q "data call status" "$work/events.out"
+echo "== done; stopping kestd"
