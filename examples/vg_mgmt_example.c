@@ -33,7 +33,7 @@ int main(void)
     memset(wifi, 0, sizeof wifi);
     wifi_channel_params *channel = (wifi_channel_params *)wifi;
     channel->index = 1;
-    channel->channel = 36;
+    channel->channel = 6;
     int ok = check("set channel",
                    vg_mgmt_client_set(handle, MGMT_COMMAND(MGMT_DOMAIN_WIFI, WIFI_CMD_CHANNEL), wifi,
                                       sizeof wifi));

@@ -55,8 +55,8 @@ step wifi channel get 1
 step wifi auth get 1
 
 echo "== an APN profile and a data call"
-index=$("$vgm" --json datacall apn add 0 --apn internet | sed -n 's/.*"profile_index": \([0-9]*\).*/\1/p')
-echo "\$ vg-mgmt datacall apn add 0 --apn internet   -> profile index $index"
+index=$("$vgm" --json datacall apn add 0 --apn demo.example --pdp-type 2 | sed -n 's/.*"index": \([0-9]*\).*/\1/p')
+echo "\$ vg-mgmt datacall apn add 0 --apn demo.example --pdp-type 2   -> profile index $index"
 step datacall apn get 0 "$index"
 step datacall up "$index" --ip-type ipv4v6
 step datacall info "$index"
