@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fake_platform.h"
+#include "domain_test.h"
 
 using fake::g;
 
@@ -261,27 +261,10 @@ const handler_row kHandlers[] = {
      "Can not get default profile: error 9"},
 };
 
-class DataCallTest : public ::testing::Test {
+class DataCallTest : public DomainTest<MGMT_DOMAIN_DATA_CALL, MGMT_DATA_CALL_VALUE_SIZE> {
 protected:
-    void SetUp() override
-    {
-        h = fake::open_handle();
-        g().logs.clear();
-        vg_mgmt_set_errno(1234);
-    }
-    void TearDown() override { vg_mgmt_client_close(h); }
-
-    int32_t run(uint32_t flag, uint32_t id, void *value)
-    {
-        const uint32_t cmd = MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, id);
-        return flag == kSet ? vg_mgmt_client_set(h, cmd, value, 416)
-                            : vg_mgmt_client_get(h, cmd, value, 416);
-    }
+    using DomainTest::run;
     int32_t run(const handler_row &r) { return run(r.flag, r.id, buf.data()); }
-    int32_t set(uint32_t id) { return run(kSet, id, buf.data()); }
-    int32_t get(uint32_t id) { return run(kGet, id, buf.data()); }
-    template <class T>
-    T &record() { return as<T>(buf.data()); }
 
     // The lines of the handler itself, past the router's and the dispatcher's.
     static std::vector<fake::log_line> handler_lines()
@@ -292,9 +275,6 @@ protected:
                 out.push_back(l);
         return out;
     }
-
-    mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = fake::patterned(416);
 };
 
 std::string transport(const char *label, int rc, int result)

@@ -1,7 +1,7 @@
 // Network handlers.
 #include <gtest/gtest.h>
 
-#include "fake_platform.h"
+#include "domain_test.h"
 
 using fake::g;
 
@@ -10,26 +10,8 @@ namespace {
 constexpr uint32_t kSet = MGMT_OPT_SET;
 constexpr uint32_t kGet = MGMT_OPT_GET;
 
-class NetworkTest : public ::testing::Test {
+class NetworkTest : public DomainTest<MGMT_DOMAIN_NETWORK, MGMT_NETWORK_VALUE_SIZE> {
 protected:
-    void SetUp() override
-    {
-        h = fake::open_handle();
-        g().logs.clear();
-        vg_mgmt_set_errno(1234);
-    }
-    void TearDown() override { vg_mgmt_client_close(h); }
-
-    int32_t run(uint32_t flag, uint32_t id, void *value)
-    {
-        const uint32_t cmd = MGMT_COMMAND(MGMT_DOMAIN_NETWORK, id);
-        return flag == kSet ? vg_mgmt_client_set(h, cmd, value, 392)
-                            : vg_mgmt_client_get(h, cmd, value, 392);
-    }
-    int32_t set(uint32_t id) { return run(kSet, id, buf.data()); }
-    int32_t get(uint32_t id) { return run(kGet, id, buf.data()); }
-    template <class T>
-    T &record() { return *reinterpret_cast<T *>(buf.data()); }
     // The lines written after the transport line of the last send.
     static std::vector<fake::log_line> lines_after_transport()
     {
@@ -39,9 +21,6 @@ protected:
         });
         return {it.base(), all.end()};
     }
-
-    mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = fake::patterned(392);
 };
 
 // ---------------------------------------------------------------------------

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "fake_platform.h"
+#include "domain_test.h"
 
 using fake::g;
 
@@ -11,28 +11,16 @@ namespace {
 
 using bytes = std::vector<uint8_t>;
 
-class UsbTest : public ::testing::Test {
+class UsbTest : public DomainTest<MGMT_DOMAIN_USB, MGMT_USB_VALUE_SIZE> {
 protected:
     void SetUp() override
     {
-        h = fake::open_handle();
-        g().logs.clear();
-        vg_mgmt_set_errno(1234);
+        DomainTest::SetUp();
         record<uint32_t>() = 0; // usb_num
     }
-    void TearDown() override { vg_mgmt_client_close(h); }
 
-    int32_t set(uint32_t id, void *value)
-    {
-        return vg_mgmt_client_set(h, MGMT_COMMAND(7, id), value, 92);
-    }
-    int32_t set(uint32_t id) { return set(id, buf.data()); }
-    int32_t get(uint32_t id) { return vg_mgmt_client_get(h, MGMT_COMMAND(7, id), buf.data(), 92); }
-    template <class T>
-    T &record() { return *reinterpret_cast<T *>(buf.data()); }
-
-    mgmt_client *h = nullptr;
-    bytes buf = fake::patterned(92);
+    using DomainTest::set;
+    int32_t set(uint32_t id, void *value) { return run(MGMT_OPT_SET, id, value); }
 };
 
 bytes le32(uint32_t v)

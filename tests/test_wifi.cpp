@@ -3,28 +3,22 @@
 
 #include <tuple>
 
-#include "fake_platform.h"
+#include "domain_test.h"
 
 using fake::g;
 
 namespace {
 
-class WifiTest : public ::testing::Test {
+class WifiTest : public DomainTest<MGMT_DOMAIN_WIFI, MGMT_WIFI_VALUE_SIZE> {
 protected:
+    WifiTest() : DomainTest(capture) {}
     void SetUp() override
     {
-        h = fake::open_handle(capture);
-        g().logs.clear();
+        DomainTest::SetUp();
         events().clear();
-        vg_mgmt_set_errno(1234);
     }
-    void TearDown() override { vg_mgmt_client_close(h); }
 
-    int32_t set(uint32_t id) { return vg_mgmt_client_set(h, MGMT_COMMAND(1, id), buf.data(), 5000); }
-    int32_t get(uint32_t id) { return vg_mgmt_client_get(h, MGMT_COMMAND(1, id), buf.data(), 5000); }
     int32_t run(uint32_t id, uint32_t flag) { return flag == MGMT_OPT_SET ? set(id) : get(id); }
-    template <class T>
-    T &record() { return *reinterpret_cast<T *>(buf.data()); }
     template <class T>
     void put(size_t at, T v) { memcpy(buf.data() + at, &v, sizeof v); }
     void put_text(size_t at, const std::string &s) { memcpy(buf.data() + at, s.data(), s.size()); }
@@ -50,8 +44,6 @@ protected:
         return 0;
     }
 
-    mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = fake::patterned(5000);
 };
 
 // ---------------------------------------------------------------------------
