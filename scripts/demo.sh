@@ -14,6 +14,7 @@ if [ -z "${VG_DEMO_BUILD:-}" ]; then
     cmake --build "$build" -j "$(nproc)" --target kestd kestctl vg-mgmt
 fi
 kestd=$build/host/kestd/kestd
+kestctl=$build/host/kestd/kestctl
 vgm=$build/tools/vg-mgmt
 
 work=$(mktemp -d)
@@ -53,6 +54,9 @@ step wifi auth set 1 wpa-psk-2 --pairwise 2 --password demo-passphrase --group-r
 step wifi ssid get 1
 step wifi channel get 1
 step wifi auth get 1
+echo "(a phone joins the access point)"
+"$kestctl" --socket "$VG_KEST_SOCKET" sta-join 1 aa:bb:cc:dd:ee:01 phone >/dev/null
+step wifi stations get
 
 echo "== an APN profile and a data call"
 index=$("$vgm" --json datacall apn add 0 --apn demo.example --pdp-type 2 | sed -n 's/.*"index": \([0-9]*\).*/\1/p')
@@ -72,9 +76,10 @@ echo "== a value the library refuses, and one the service refuses"
 step wifi channel set 1 15 || true
 step wifi channel set 1 36 || true
 
-step datacall down "$index"
+step datacall down "$index" --ip-type ipv4v6
 sleep 0.5
 echo "== events seen meanwhile"
 cat "$work/events.out"
 grep -q "data call status" "$work/events.out"
+grep -q "wifi ap station" "$work/events.out"
 echo "== done; stopping kestd"
