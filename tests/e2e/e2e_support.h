@@ -9,6 +9,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,6 +101,12 @@ public:
             return false;
         pid_ = ::fork();
         if (pid_ == 0) {
+            // A test that crashes takes its kestd along, rather than leave it
+            // holding the test runner's output open. The signal comes when
+            // the forking thread ends: start from a thread that outlives it.
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (::getppid() == 1)
+                ::_exit(127);
             ::dup2(out[1], 1);
             ::close(out[0]);
             exec_program(KESTD_PATH, {"--socket", sock_});
@@ -239,7 +246,8 @@ inline int32_t call(mgmt_client *handle, uint32_t opt, uint32_t command, bytes &
 {
     const uint32_t size = domain_size(command);
     bytes buf(size, kTail);
-    std::memcpy(buf.data(), record.data(), std::min<size_t>(record.size(), size));
+    if (!record.empty())
+        std::memcpy(buf.data(), record.data(), std::min<size_t>(record.size(), size));
     const int32_t rc = opt == MGMT_OPT_SET
                            ? vg_mgmt_client_set(handle, command, buf.data(), size)
                            : vg_mgmt_client_get(handle, command, buf.data(), size);

@@ -20,22 +20,30 @@ TEST(Open, WaitsForAServiceThatStartsLate)
 {
     kestd_process kestd;
     ::setenv(KEST_SOCKET_ENV, kestd.socket_path().c_str(), 1);
-    std::future<bool> started = std::async(std::launch::async, [&] {
+    // The starting thread stays until kestd has stopped: kestd ends with it.
+    std::promise<bool> started;
+    std::promise<void> stopped;
+    std::thread starter([&] {
         std::this_thread::sleep_for(2s);
-        return kestd.start();
+        started.set_value(kestd.start());
+        stopped.get_future().wait();
     });
     mgmt_client *handle = nullptr;
     const auto t0 = steady::now();
     const int32_t opened = vg_mgmt_client_open(&handle, nullptr);
     const long waited = ms_since(t0);
-    ASSERT_TRUE(started.get());
-    ASSERT_EQ(0, opened) << "error " << vg_mgmt_get_errno();
+    EXPECT_TRUE(started.get_future().get());
+    EXPECT_EQ(0, opened) << "error " << vg_mgmt_get_errno();
     EXPECT_GE(waited, 1900);
     EXPECT_LT(waited, 4500) << "open took the whole wait";
-    bytes mode = work_mode_record();
-    EXPECT_EQ(0, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode));
-    vg_mgmt_client_close(handle);
+    if (opened == 0) {
+        bytes mode = work_mode_record();
+        EXPECT_EQ(0, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode));
+        vg_mgmt_client_close(handle);
+    }
     EXPECT_EQ(0, kestd.stop());
+    stopped.set_value();
+    starter.join();
 }
 
 TEST(Open, FailsWithErrorFiveWhenNoServiceComes)
