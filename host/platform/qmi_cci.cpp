@@ -281,7 +281,11 @@ struct host_client {
     pthread_cond_t ind_ready;
     pthread_cond_t sends_done;
 
-    uint8_t rx[KEST_FRAME_MAX_PAYLOAD]; // the reader's alone
+    // The reader's alone: what came off the socket and is not taken yet.
+    // Room for two whole frames, so that one read can take a frame and the
+    // start of the next.
+    uint8_t rx[2 * (sizeof(kest_frame_header) + KEST_FRAME_MAX_PAYLOAD)];
+    size_t rx_used;
 };
 
 uint8_t *indication_bytes(queued_indication *q)
@@ -303,7 +307,7 @@ void fail_pending(host_client &c, int rc)
 
 // An answer reaches the send with its txn; one nobody waits for any more
 // is dropped.
-void take_response(host_client &c, const kest_frame_header &h)
+void take_response(host_client &c, const kest_frame_header &h, const uint8_t *payload)
 {
     pthread_mutex_lock(&c.lock);
     pending_send *p = c.pending;
@@ -314,7 +318,7 @@ void take_response(host_client &c, const kest_frame_header &h)
         // An answer to another message than the one sent counts as refused.
         const bool ok = h.msg_id == p->msg_id && h.status == 0;
         if (ok && n > 0)
-            memcpy(p->resp, c.rx, n);
+            memcpy(p->resp, payload, n);
         p->rc = ok ? 0 : QMI_HOST_ERR_REFUSED;
         p->done = true;
         pthread_cond_signal(&p->answered);
@@ -322,7 +326,7 @@ void take_response(host_client &c, const kest_frame_header &h)
     pthread_mutex_unlock(&c.lock);
 }
 
-void take_indication(host_client &c, const kest_frame_header &h)
+void take_indication(host_client &c, const kest_frame_header &h, const uint8_t *payload)
 {
     if (c.ind_cb == nullptr)
         return;
@@ -330,7 +334,7 @@ void take_indication(host_client &c, const kest_frame_header &h)
     if (q == nullptr)
         return;
     *q = {nullptr, h.msg_id, h.len};
-    memcpy(indication_bytes(q), c.rx, h.len);
+    memcpy(indication_bytes(q), payload, h.len);
     pthread_mutex_lock(&c.lock);
     if (c.releasing || c.ind_count >= QMI_HOST_MAX_QUEUED_INDICATIONS) {
         pthread_mutex_unlock(&c.lock);
@@ -359,19 +363,47 @@ void end_connection(host_client &c)
     shutdown(c.fd, SHUT_RDWR);
 }
 
+// Hands on every whole frame at the start of rx; false on a header that
+// ends the connection.
+bool take_frames(host_client &c)
+{
+    size_t off = 0;
+    for (;;) {
+        kest_frame_header h;
+        if (c.rx_used - off < sizeof h)
+            break;
+        memcpy(&h, c.rx + off, sizeof h);
+        if (!kest_frame_header_ok(h))
+            return false;
+        if (c.rx_used - off - sizeof h < h.len)
+            break;
+        const uint8_t *payload = c.rx + off + sizeof h;
+        if (h.kind == KEST_FRAME_RESPONSE)
+            take_response(c, h, payload);
+        else if (h.kind == KEST_FRAME_INDICATION)
+            take_indication(c, h, payload);
+        // Control answers and other kinds are not the client's: skipped.
+        off += sizeof h + h.len;
+    }
+    memmove(c.rx, c.rx + off, c.rx_used - off);
+    c.rx_used -= off;
+    return true;
+}
+
+// One read takes whatever the socket holds, often several frames: no read
+// per header and per payload.
 void *read_frames(void *arg)
 {
     auto &c = *static_cast<host_client *>(arg);
     for (;;) {
-        kest_frame_header h{};
-        if (!kest_read_full(c.fd, &h, sizeof h) || !kest_frame_header_ok(h) ||
-            !kest_read_full(c.fd, c.rx, h.len))
+        const ssize_t got = recv(c.fd, c.rx + c.rx_used, sizeof c.rx - c.rx_used, 0);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
             break;
-        if (h.kind == KEST_FRAME_RESPONSE)
-            take_response(c, h);
-        else if (h.kind == KEST_FRAME_INDICATION)
-            take_indication(c, h);
-        // Control answers and other kinds are not the client's: skipped.
+        c.rx_used += static_cast<size_t>(got);
+        if (!take_frames(c))
+            break;
     }
     end_connection(c);
     return nullptr;
