@@ -11,10 +11,7 @@
 //     each.
 // kestd is started on a socket in a private folder and stopped at the end.
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,6 +27,7 @@
 #include <vector>
 
 #include "kest_proto.h"
+#include "kestd_launch.h"
 #include "kest_msg.h"
 #include "kest_wifi_msg.h"
 #include "vg_mgmt_client.h"
@@ -67,30 +65,9 @@ struct service {
             return false;
         dir = tmpl;
         sock = dir + "/kest.sock";
-        int out[2];
-        if (::pipe(out) != 0)
-            return false;
-        pid = ::fork();
-        if (pid == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::dup2(out[1], 1);
-            ::close(out[0]);
-            const char *argv[] = {kestd, "--socket", sock.c_str(), nullptr};
-            ::execv(kestd, const_cast<char **>(argv));
-            ::_exit(127);
-        }
-        ::close(out[1]);
-        std::string line;
-        pollfd p{out[0], POLLIN, 0};
-        while (line.find('\n') == std::string::npos && ::poll(&p, 1, 10000) == 1) {
-            char buf[256];
-            const ssize_t r = ::read(out[0], buf, sizeof buf);
-            if (r <= 0)
-                break;
-            line.append(buf, static_cast<size_t>(r));
-        }
-        ::close(out[0]);
-        return line.rfind("kestd listening on ", 0) == 0;
+        const kestd_launch launched = launch_kestd(kestd, sock);
+        pid = launched.pid;
+        return launched.listening;
     }
 
     ~service()

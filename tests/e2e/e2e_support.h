@@ -4,12 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "exec_program.h"
+#include "kestd_launch.h"
 
 #include <arpa/inet.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,33 +94,9 @@ public:
     // Starts kestd; true once it says it listens.
     bool start()
     {
-        int out[2];
-        if (::pipe(out) != 0)
-            return false;
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            // A test that crashes takes its kestd along, rather than leave it
-            // holding the test runner's output open. The signal comes when
-            // the forking thread ends: start from a thread that outlives it.
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (::getppid() == 1)
-                ::_exit(127);
-            ::dup2(out[1], 1);
-            ::close(out[0]);
-            exec_program(KESTD_PATH, {"--socket", sock_});
-        }
-        ::close(out[1]);
-        pollfd p{out[0], POLLIN, 0};
-        std::string line;
-        while (line.find('\n') == std::string::npos && ::poll(&p, 1, 10000) == 1) {
-            char buf[256];
-            const ssize_t r = ::read(out[0], buf, sizeof buf);
-            if (r <= 0)
-                break;
-            line.append(buf, static_cast<size_t>(r));
-        }
-        ::close(out[0]);
-        return line == "kestd listening on " + sock_ + "\n";
+        const kestd_launch launched = launch_kestd(KESTD_PATH, sock_);
+        pid_ = launched.pid;
+        return launched.listening;
     }
 
     // Sends sig and waits; the exit status, or -1 when a signal ended it.
