@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs what a fresh Debian machine lacks, then builds and runs every test:
 # a normal build and a build under AddressSanitizer and
-# UndefinedBehaviorSanitizer. Warnings are errors in both. Last, the cross
-# build for the module's 32-bit ARM Linux with every test under qemu-arm.
+# UndefinedBehaviorSanitizer. Warnings are errors in both. Then the threaded
+# parts (host transport and end-to-end tests) under ThreadSanitizer. Last, the
+# cross build for the module's 32-bit ARM Linux with every test under qemu-arm.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,15 +13,20 @@ vg_install_deps
 jobs=$(nproc)
 run_build() {
     local dir=$1; shift
+    local only=${VG_TEST_ONLY:-}
     cmake -S . -B "$dir" -G Ninja "$@"
     cmake --build "$dir" -j "$jobs"
-    ctest --test-dir "$dir" --output-on-failure -j "$jobs"
+    ctest --test-dir "$dir" --output-on-failure -j "$jobs" ${only:+-R "$only"}
 }
 
 echo "== normal build"
 run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
 echo "== sanitizer build (ASan + UBSan)"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
+# Only the tests with threads of their own: the transport's reader and
+# delivery threads, and many callers on one handle.
+echo "== ThreadSanitizer build (host transport and end-to-end tests)"
+VG_TEST_ONLY='^test_(host|e2e)_' run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVG_TSAN=ON
 
 # ---------------------------------------------------------------------------
 # 32-bit ARM: the module's target, built with the cross compiler and tested

@@ -140,7 +140,9 @@ void receive(server &s, connection &c)
         if (r > 0) {
             c.in.insert(c.in.end(), buf, buf + r);
             parse(s, c);
-            if (c.dead)
+            // A short read took all there was: the next poll tells of more,
+            // without a read that only says "nothing now".
+            if (c.dead || static_cast<size_t>(r) < sizeof buf)
                 return;
             continue;
         }

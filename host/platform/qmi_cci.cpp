@@ -4,10 +4,15 @@
 // Threads of the transport:
 //  - a notifier has one watcher thread, from init until it has signalled
 //    the service or is released;
-//  - a client has a reader thread, which takes answers and indications off
-//    the socket, and a delivery thread, which calls the indication callback
-//    one indication at a time in arrival order. Because the callback runs
-//    apart from the reader, it may itself send on the client.
+//  - a client has a reader thread and a delivery thread. One thread at a
+//    time reads the socket (it holds the "reading" turn): while sends are
+//    under way, a waiting sender reads for itself and hands on the answers
+//    of others, so that a lone caller gets its answer without waking
+//    another thread; once no send has begun for kIdleReadMs, the reader
+//    thread takes the turn and reads the indications that come while the
+//    client is idle. The delivery thread calls the indication callback one
+//    indication at a time in arrival order. Because the callback runs apart
+//    from whoever reads, it may itself send on the client.
 // qmi_client_release of a client joins both of its threads, so once it has
 // returned no callback runs or will run. It may be called from any thread
 // except the client's delivery thread (from inside the indication
@@ -48,6 +53,10 @@ constexpr uint32_t kClientKind = 0x544e4c43;
 // listening), the watcher looks again this often, this many times.
 constexpr int kRecheckMs = 20;
 constexpr int kRechecks = 100;
+
+// The reader thread leaves the socket to the senders until none has begun
+// for this long; an indication that comes in such a pause waits at most this.
+constexpr uint32_t kIdleReadMs = 2;
 
 // ---------------------------------------------------------------------------
 // Helpers
@@ -280,8 +289,15 @@ struct host_client {
     uint32_t ind_count;
     pthread_cond_t ind_ready;
     pthread_cond_t sends_done;
+    bool reading;             // a thread has the reading turn
+    timespec last_send;       // when a send last began (monotonic)
+    pthread_cond_t reader_idle; // the reader thread waits here for its turn
 
-    uint8_t rx[KEST_FRAME_MAX_PAYLOAD]; // the reader's alone
+    // The reading turn's alone: what came off the socket and is not taken yet.
+    // Room for two whole frames, so that one read can take a frame and the
+    // start of the next.
+    uint8_t rx[2 * (sizeof(kest_frame_header) + KEST_FRAME_MAX_PAYLOAD)];
+    size_t rx_used;
 };
 
 uint8_t *indication_bytes(queued_indication *q)
@@ -303,7 +319,7 @@ void fail_pending(host_client &c, int rc)
 
 // An answer reaches the send with its txn; one nobody waits for any more
 // is dropped.
-void take_response(host_client &c, const kest_frame_header &h)
+void take_response(host_client &c, const kest_frame_header &h, const uint8_t *payload)
 {
     pthread_mutex_lock(&c.lock);
     pending_send *p = c.pending;
@@ -314,7 +330,7 @@ void take_response(host_client &c, const kest_frame_header &h)
         // An answer to another message than the one sent counts as refused.
         const bool ok = h.msg_id == p->msg_id && h.status == 0;
         if (ok && n > 0)
-            memcpy(p->resp, c.rx, n);
+            memcpy(p->resp, payload, n);
         p->rc = ok ? 0 : QMI_HOST_ERR_REFUSED;
         p->done = true;
         pthread_cond_signal(&p->answered);
@@ -322,7 +338,7 @@ void take_response(host_client &c, const kest_frame_header &h)
     pthread_mutex_unlock(&c.lock);
 }
 
-void take_indication(host_client &c, const kest_frame_header &h)
+void take_indication(host_client &c, const kest_frame_header &h, const uint8_t *payload)
 {
     if (c.ind_cb == nullptr)
         return;
@@ -330,7 +346,7 @@ void take_indication(host_client &c, const kest_frame_header &h)
     if (q == nullptr)
         return;
     *q = {nullptr, h.msg_id, h.len};
-    memcpy(indication_bytes(q), c.rx, h.len);
+    memcpy(indication_bytes(q), payload, h.len);
     pthread_mutex_lock(&c.lock);
     if (c.releasing || c.ind_count >= QMI_HOST_MAX_QUEUED_INDICATIONS) {
         pthread_mutex_unlock(&c.lock);
@@ -359,21 +375,108 @@ void end_connection(host_client &c)
     shutdown(c.fd, SHUT_RDWR);
 }
 
+// Hands on every whole frame at the start of rx; false on a header that
+// ends the connection.
+bool take_frames(host_client &c)
+{
+    size_t off = 0;
+    for (;;) {
+        kest_frame_header h;
+        if (c.rx_used - off < sizeof h)
+            break;
+        memcpy(&h, c.rx + off, sizeof h);
+        if (!kest_frame_header_ok(h))
+            return false;
+        if (c.rx_used - off - sizeof h < h.len)
+            break;
+        const uint8_t *payload = c.rx + off + sizeof h;
+        if (h.kind == KEST_FRAME_RESPONSE)
+            take_response(c, h, payload);
+        else if (h.kind == KEST_FRAME_INDICATION)
+            take_indication(c, h, payload);
+        // Control answers and other kinds are not the client's: skipped.
+        off += sizeof h + h.len;
+    }
+    memmove(c.rx, c.rx + off, c.rx_used - off);
+    c.rx_used -= off;
+    return true;
+}
+
+// With the reading turn, without lock: one read of whatever the socket
+// holds (often several frames, never a read per header and per payload),
+// waiting for data at most until deadline (null: as long as it takes).
+// False once the connection has ended.
+bool read_some(host_client &c, const timespec *deadline)
+{
+    pollfd p{c.fd, POLLIN, 0};
+    const int ready = poll(&p, 1, kest_ms_until(deadline));
+    if (ready == 0 || (ready < 0 && errno == EINTR))
+        return true;
+    if (ready < 0)
+        return false;
+    const ssize_t got = recv(c.fd, c.rx + c.rx_used, sizeof c.rx - c.rx_used, MSG_DONTWAIT);
+    if (got < 0 && (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK))
+        return true;
+    if (got <= 0)
+        return false;
+    c.rx_used += static_cast<size_t>(got);
+    return take_frames(c);
+}
+
+// Under lock, with the turn: reads once, the lock let go meanwhile.
+void read_with_turn(host_client &c, const timespec *deadline)
+{
+    pthread_mutex_unlock(&c.lock);
+    const bool alive = read_some(c, deadline);
+    if (!alive)
+        end_connection(c);
+    pthread_mutex_lock(&c.lock);
+}
+
+// Under lock: gives up the turn; a send still waiting for its answer takes
+// it on, so that somebody reads for it.
+void pass_turn(host_client &c)
+{
+    c.reading = false;
+    for (pending_send *p = c.pending; p != nullptr; p = p->next) {
+        if (!p->done) {
+            pthread_cond_signal(&p->answered);
+            break;
+        }
+    }
+}
+
+bool idle_since(const host_client &c, uint32_t ms, timespec &until)
+{
+    until = c.last_send;
+    until.tv_sec += static_cast<time_t>(ms / 1000);
+    until.tv_nsec += static_cast<long>(ms % 1000) * 1000000L;
+    if (until.tv_nsec >= 1000000000L) {
+        until.tv_sec += 1;
+        until.tv_nsec -= 1000000000L;
+    }
+    return c.active_sends == 0 && kest_ms_until(&until) == 0;
+}
+
+// The reader thread: takes the turn once the client is idle, and reads
+// until a send begins.
 void *read_frames(void *arg)
 {
     auto &c = *static_cast<host_client *>(arg);
-    for (;;) {
-        kest_frame_header h{};
-        if (!kest_read_full(c.fd, &h, sizeof h) || !kest_frame_header_ok(h) ||
-            !kest_read_full(c.fd, c.rx, h.len))
-            break;
-        if (h.kind == KEST_FRAME_RESPONSE)
-            take_response(c, h);
-        else if (h.kind == KEST_FRAME_INDICATION)
-            take_indication(c, h);
-        // Control answers and other kinds are not the client's: skipped.
+    pthread_mutex_lock(&c.lock);
+    while (!c.releasing && c.connected) {
+        timespec until{};
+        if (c.reading || !idle_since(c, kIdleReadMs, until)) {
+            if (c.active_sends > 0 || c.reading)
+                until = monotonic_after_ms(kIdleReadMs);
+            pthread_cond_timedwait(&c.reader_idle, &c.lock, &until);
+            continue;
+        }
+        c.reading = true;
+        read_with_turn(c, nullptr);
+        pass_turn(c);
     }
-    end_connection(c);
+    pthread_mutex_unlock(&c.lock);
     return nullptr;
 }
 
@@ -410,6 +513,7 @@ void free_client(host_client *c)
     close(c->fd);
     pthread_cond_destroy(&c->ind_ready);
     pthread_cond_destroy(&c->sends_done);
+    pthread_cond_destroy(&c->reader_idle);
     pthread_mutex_destroy(&c->lock);
     pthread_mutex_destroy(&c->write_lock);
     free(c);
@@ -422,9 +526,10 @@ qmi_client_error_type release_client(host_client *c)
     pthread_mutex_lock(&c->lock);
     c->releasing = true;
     pthread_cond_signal(&c->ind_ready);
+    pthread_cond_signal(&c->reader_idle);
     pthread_mutex_unlock(&c->lock);
 
-    shutdown(c->fd, SHUT_RDWR); // the reader sees the end and fails every waiting send
+    shutdown(c->fd, SHUT_RDWR); // whoever reads sees the end and fails every waiting send
     pthread_join(c->reader, nullptr);
     pthread_join(c->delivery, nullptr); // returns once a running callback has returned
 
@@ -573,6 +678,8 @@ VG_HOST_API qmi_client_error_type qmi_client_init(qmi_service_info *service_info
     pthread_mutex_init(&c->lock, nullptr);
     pthread_cond_init(&c->ind_ready, nullptr);
     pthread_cond_init(&c->sends_done, nullptr);
+    init_monotonic_cond(c->reader_idle);
+    clock_gettime(CLOCK_MONOTONIC, &c->last_send);
     if (!start_thread(c->delivery, "qmi_delivery", deliver_indications, c)) {
         free_client(c);
         return QMI_HOST_ERR_RESOURCE;
@@ -623,6 +730,7 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
     p.next = c->pending;
     c->pending = &p;
     ++c->active_sends;
+    clock_gettime(CLOCK_MONOTONIC, &c->last_send);
     pthread_mutex_unlock(&c->lock);
 
     const kest_frame_header h =
@@ -635,6 +743,17 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
         p.rc = written;
     }
     while (!p.done) {
+        if (!c->reading && c->connected) {
+            // Nobody reads: read for ourselves, and for the others.
+            c->reading = true;
+            read_with_turn(*c, deadline);
+            c->reading = false;
+            if (!p.done && deadline != nullptr && kest_ms_until(deadline) == 0) {
+                p.done = true;
+                p.rc = QMI_HOST_ERR_TIMEOUT;
+            }
+            continue;
+        }
         const int rc = deadline != nullptr
                            ? pthread_cond_timedwait(&p.answered, &c->lock, deadline)
                            : pthread_cond_wait(&p.answered, &c->lock);
@@ -647,6 +766,8 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
     while (*link != &p)
         link = &(*link)->next;
     *link = p.next;
+    if (!c->reading)
+        pass_turn(*c);
     if (--c->active_sends == 0)
         pthread_cond_broadcast(&c->sends_done);
     pthread_mutex_unlock(&c->lock);
