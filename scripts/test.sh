@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what a fresh Debian machine lacks, then builds and runs every test:
 # a normal build and a build under AddressSanitizer and
-# UndefinedBehaviorSanitizer. Warnings are errors in both. Last, the cross
+# UndefinedBehaviorSanitizer. Warnings are errors in both. Then the fuzzers
+# over their committed inputs and a short run each. Last, the cross
 # build for the module's 32-bit ARM Linux with every test under qemu-arm.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -21,6 +22,12 @@ echo "== normal build"
 run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
 echo "== sanitizer build (ASan + UBSan)"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
+
+# ---------------------------------------------------------------------------
+# Fuzzers (clang, libFuzzer, ASan + UBSan): every committed input once, then a
+# short run of each.
+echo "== fuzzers: committed inputs and a short run each"
+./scripts/fuzz.sh --regress
 
 # ---------------------------------------------------------------------------
 # 32-bit ARM: the module's target, built with the cross compiler and tested
