@@ -2,8 +2,9 @@
 # Installs what a fresh Debian machine lacks, then builds and runs every test:
 # a normal build and a build under AddressSanitizer and
 # UndefinedBehaviorSanitizer. Warnings are errors in both. Then the threaded
-# parts (host transport and end-to-end tests) under ThreadSanitizer. Last, the
-# cross build for the module's 32-bit ARM Linux with every test under qemu-arm.
+# parts (host transport and end-to-end tests) under ThreadSanitizer, and the
+# fuzzers over their committed inputs with a short run each. Last, the cross
+# build for the module's 32-bit ARM Linux with every test under qemu-arm.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -27,6 +28,12 @@ run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
 # delivery threads, and many callers on one handle.
 echo "== ThreadSanitizer build (host transport and end-to-end tests)"
 VG_TEST_ONLY='^test_(host|e2e)_' run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVG_TSAN=ON
+
+# ---------------------------------------------------------------------------
+# Fuzzers (clang, libFuzzer, ASan + UBSan): every committed input once, then a
+# short run of each.
+echo "== fuzzers: committed inputs and a short run each"
+./scripts/fuzz.sh --regress
 
 # ---------------------------------------------------------------------------
 # 32-bit ARM: the module's target, built with the cross compiler and tested

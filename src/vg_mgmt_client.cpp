@@ -243,16 +243,28 @@ extern "C" int32_t vg_mgmt_client_get(mgmt_client *handle, uint32_t command, voi
 // ---------------------------------------------------------------------------
 // Shared steps of the handlers
 
+// Tables list their ids nearly in order from 1, so the search starts at the
+// id's own place and widens from there. Ids are unique in a table: the row
+// found is the one a search from the top would find.
+static const mgmt_command_row *vg_find_row(const vg_dispatcher &d, uint32_t command_id)
+{
+    const size_t n = d.count;
+    if (n == 0)
+        return nullptr;
+    const size_t home = command_id == 0 ? 0 : command_id - 1 < n ? command_id - 1 : n - 1;
+    for (size_t k = 0; k < n; ++k) {
+        if (home + k < n && d.rows[home + k].id == command_id)
+            return &d.rows[home + k];
+        if (k != 0 && k <= home && d.rows[home - k].id == command_id)
+            return &d.rows[home - k];
+    }
+    return nullptr;
+}
+
 int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag,
                     uint32_t command_id, void *value)
 {
-    const mgmt_command_row *row = nullptr;
-    for (size_t i = 0; i < d.count; ++i) {
-        if (d.rows[i].id == command_id) {
-            row = &d.rows[i];
-            break;
-        }
-    }
+    const mgmt_command_row *row = vg_find_row(d, command_id);
     if (row == nullptr) {
         vg_log_fmt(d.site, __LINE__, 2, d.not_found, command_id);
         return vg_fail(MGMT_ERR_NOT_SUPPORTED);
@@ -294,10 +306,11 @@ bool vg_judged_ok(int rc, const void *resp, vg_judge judge)
     return false;
 }
 
-bool vg_exchange_raw(const vg_site &site, const mgmt_client *h, const kest_call &call,
-                     const void *req, uint32_t req_len, void *resp, uint32_t resp_len)
+bool vg_exchange_zeroed(const vg_site &site, const mgmt_client *h, const kest_call &call,
+                        const void *req, uint32_t req_len, void *resp, uint32_t resp_len)
 {
-    const int rc = vg_send(h, call.msg_id, req, req_len, resp, resp_len, call.timeout_ms);
+    const int rc = qmi_client_send_msg_sync(h->client, call.msg_id, req, req_len, resp, resp_len,
+                                            call.timeout_ms);
     resp_status st;
     memcpy(&st, resp, sizeof st);
     vg_log_fmt(site, __LINE__, 4, call.transport, rc, st.result);

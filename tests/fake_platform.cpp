@@ -1,6 +1,7 @@
 #include "fake_platform.h"
 
 #include <algorithm>
+#include <atomic>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdarg>
@@ -34,6 +35,24 @@ struct pending_pair {
     log_line line;
 };
 thread_local pending_pair t_pending;
+
+std::atomic<bool> g_count_heap{false};
+std::atomic<size_t> g_heap_calls{0};
+thread_local int t_in_platform = 0;
+
+// Marks the fake platform's own work, whose heap use is not counted.
+struct platform_scope {
+    platform_scope() { ++t_in_platform; }
+    ~platform_scope() { --t_in_platform; }
+    platform_scope(const platform_scope &) = delete;
+    platform_scope &operator=(const platform_scope &) = delete;
+};
+
+void note_heap_call()
+{
+    if (g_count_heap.load(std::memory_order_relaxed) && t_in_platform == 0)
+        g_heap_calls.fetch_add(1, std::memory_order_relaxed);
+}
 
 int severity_of(int level)
 {
@@ -140,6 +159,18 @@ sent_msg last_sent()
     return g().sent.empty() ? sent_msg{} : g().sent.back();
 }
 
+void count_heap(bool on)
+{
+    if (on)
+        g_heap_calls = 0;
+    g_count_heap = on;
+}
+
+size_t heap_calls()
+{
+    return g_heap_calls;
+}
+
 std::vector<uint8_t> patterned(size_t size, uint8_t seed)
 {
     std::vector<uint8_t> v(size);
@@ -237,6 +268,7 @@ extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_h
                                                           uint32_t resp_len,
                                                           uint32_t timeout_msecs)
 {
+    const fake::platform_scope scope;
     auto &s = g();
     fake::reply r;
     {
@@ -261,6 +293,7 @@ extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type user_
                                                            uint32_t src_len, void *dst,
                                                            uint32_t dst_len)
 {
+    const fake::platform_scope scope;
     auto &s = g();
     fake::reply r;
     {
@@ -292,6 +325,7 @@ extern "C" qmi_client_error_type qmi_client_release(qmi_client_type user_handle)
 extern "C" void __vg_log(const char *file, int line, const char *func, int level, const char *fmt,
                          ...)
 {
+    const fake::platform_scope scope;
     if (fake::t_pending.open)
         ADD_FAILURE() << "file sink line \"" << fake::t_pending.line.text
                       << "\" has no system sink twin";
@@ -304,6 +338,7 @@ extern "C" void __vg_log(const char *file, int line, const char *func, int level
 
 extern "C" void vg_sys_log_print(int kind, int severity, const char *tag, const char *fmt, ...)
 {
+    const fake::platform_scope scope;
     va_list ap;
     va_start(ap, fmt);
     const std::string twin_text = fake::vformat(fmt, ap);
@@ -326,6 +361,7 @@ extern "C" void vg_sys_log_print(int kind, int severity, const char *tag, const 
 
 extern "C" const char *vg_ipv4_ntoa(uint32_t addr)
 {
+    const fake::platform_scope scope;
     {
         std::lock_guard lock(g().mu);
         ++g().ntoa_calls;
@@ -342,9 +378,32 @@ extern "C" const char *vg_ipv4_ntoa(uint32_t addr)
 // for the service without waiting.
 
 extern "C" void *__real_malloc(size_t);
+extern "C" void *__real_calloc(size_t, size_t);
+extern "C" void *__real_realloc(void *, size_t);
+extern "C" void __real_free(void *);
+
+extern "C" void *__wrap_calloc(size_t n, size_t size)
+{
+    fake::note_heap_call();
+    return __real_calloc(n, size);
+}
+
+extern "C" void *__wrap_realloc(void *p, size_t n)
+{
+    fake::note_heap_call();
+    return __real_realloc(p, n);
+}
+
+extern "C" void __wrap_free(void *p)
+{
+    fake::note_heap_call();
+    __real_free(p);
+}
+
 extern "C" void *__wrap_malloc(size_t n)
 {
-    if (g().fail_next_malloc) {
+    fake::note_heap_call();
+    if (fake::g_state != nullptr && g().fail_next_malloc) { // null while it is being made
         g().fail_next_malloc = false;
         errno = ENOMEM;
         return nullptr;

@@ -150,6 +150,11 @@ bool logged(const std::string &text_part);
 size_t sent_count();
 sent_msg last_sent();
 
+// Heap calls (malloc, calloc, realloc, free) made by the code under test
+// while counting is on; the fake platform's own calls are not counted.
+void count_heap(bool on);
+size_t heap_calls();
+
 // Guards a value record inside a buffer of the domain's size: fills the
 // buffer with a pattern so that tests can see which bytes a call touched.
 std::vector<uint8_t> patterned(size_t size, uint8_t seed = 0xa5);
