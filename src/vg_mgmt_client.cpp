@@ -248,16 +248,14 @@ extern "C" int32_t vg_mgmt_client_get(mgmt_client *handle, uint32_t command, voi
 // found is the one a search from the top would find.
 static const mgmt_command_row *vg_find_row(const vg_dispatcher &d, uint32_t command_id)
 {
-    const size_t n = d.count;
-    if (n == 0)
-        return nullptr;
-    const size_t home = command_id == 0 ? 0 : command_id - 1 < n ? command_id - 1 : n - 1;
-    for (size_t k = 0; k < n; ++k) {
-        if (home + k < n && d.rows[home + k].id == command_id)
-            return &d.rows[home + k];
-        if (k != 0 && k <= home && d.rows[home - k].id == command_id)
-            return &d.rows[home - k];
+    if (command_id < VG_ROW_INDEX_IDS) {
+        const uint8_t row = (*d.index)[command_id];
+        return row == VG_NO_ROW ? nullptr : &d.rows[row];
     }
+    // Only the last row's -1 lies beyond the index.
+    for (size_t i = 0; i < d.count; ++i)
+        if (d.rows[i].id == command_id)
+            return &d.rows[i];
     return nullptr;
 }
 

@@ -2,6 +2,7 @@
 // number, the log pair, the handler pattern and the dispatch of a table.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -229,10 +230,34 @@ struct mgmt_command_row {
 };
 inline constexpr uint32_t VG_LAST_ROW_ID = 0xffffffffu; // the -1 row that ends some tables
 
+// The row of each command id, worked out from a table at compile time, so a
+// dispatch costs one look-up wherever its row stands. Ids are unique in a
+// table, so this finds the row that a search in table order finds.
+inline constexpr size_t VG_ROW_INDEX_IDS = 32;
+inline constexpr uint8_t VG_NO_ROW = 0xff;
+using vg_row_index = std::array<uint8_t, VG_ROW_INDEX_IDS>;
+
+template <size_t N>
+consteval vg_row_index vg_index_rows(const mgmt_command_row (&rows)[N])
+{
+    static_assert(N < VG_NO_ROW);
+    vg_row_index index{};
+    index.fill(VG_NO_ROW);
+    for (size_t i = 0; i < N; ++i) {
+        if (rows[i].id == VG_LAST_ROW_ID)
+            continue;
+        if (rows[i].id >= VG_ROW_INDEX_IDS || index[rows[i].id] != VG_NO_ROW)
+            vg_format_mismatch(); // an id too large for the index, or twice in one table
+        index[rows[i].id] = static_cast<uint8_t>(i);
+    }
+    return index;
+}
+
 struct vg_dispatcher {
     vg_site site;
     const mgmt_command_row *rows;
     size_t count;
+    const vg_row_index *index; // rows of the ids below VG_ROW_INDEX_IDS
     vg_fmt not_found; // "cannot found %d ... command"
     vg_fmt found;     // "found ... command %d, command flag %d"
     bool null_handler_sets_errno;

@@ -439,10 +439,12 @@ constexpr uint8_t kStateConnected = 1;
 extern "C" int32_t data_call_command_handle(mgmt_client *handle, uint32_t flag,
                                             uint32_t command_id, void *value)
 {
+    static constexpr vg_row_index kIndex = vg_index_rows(data_call_command_table);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
         data_call_command_table,
         std::size(data_call_command_table),
+        &kIndex,
         VG_FMT("cannot found %d Data Call command", "d"),
         VG_FMT("found Data Call command %d, command flag %d", "dd"),
         true,

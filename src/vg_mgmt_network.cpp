@@ -386,10 +386,12 @@ static_assert(std::size(network_command_table) == 11);
 extern "C" int32_t network_command_handle(mgmt_client *handle, uint32_t flag,
                                           uint32_t command_id, void *value)
 {
+    static constexpr vg_row_index kIndex = vg_index_rows(network_command_table);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
         network_command_table,
         std::size(network_command_table),
+        &kIndex,
         VG_FMT("cannot found %d network command", "d"),
         VG_FMT("found network command %d, command flag %d", "dd"),
         true,

@@ -308,10 +308,12 @@ static_assert(std::size(usb_command_table) == 10);
 extern "C" int32_t usb_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                       void *value)
 {
+    static constexpr vg_row_index kIndex = vg_index_rows(usb_command_table);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
         usb_command_table,
         std::size(usb_command_table),
+        &kIndex,
         VG_FMT("cannot found %d Usb command", "d"),
         VG_FMT("found Usb command %d, command flag %d", "dd"),
         false,

@@ -817,10 +817,12 @@ static_assert(std::size(wifi_command_table) == 24);
 extern "C" int32_t wifi_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                        void *value)
 {
+    static constexpr vg_row_index kIndex = vg_index_rows(wifi_command_table);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
         wifi_command_table,
         std::size(wifi_command_table),
+        &kIndex,
         VG_FMT("cannot found %d WiFi command", "d"),
         VG_FMT("found WiFi command %d, command flag %d", "dd"),
         false,
