@@ -141,16 +141,16 @@ struct kest_call {
 #define VG_TRANSPORT(label) VG_FMT("qmi_client_send_msg_sync(" label "): error %d result %d", "dd")
 #define KEST_CALL(id, label) kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::result}
 
-// The send of step 4 alone: zeroes the response and sends; the transport's
-// return code. For handlers whose transport line is not the common one.
+// The send alone: zeroes the response and sends; the transport's return code.
+// For a handler whose transport line is not the common one.
 int vg_send(const mgmt_client *h, uint32_t msg_id, const void *req, uint32_t req_len, void *resp,
             uint32_t resp_len, uint32_t timeout_ms);
 
-// Step 6 and the error number of step 8: true when rc is 0 and the judged
-// field is 0; otherwise stores the response's error and returns false.
+// The test of an answer: true when rc is 0 and the judged field is 0;
+// otherwise stores the response's error as the error number and returns false.
 bool vg_judged_ok(int rc, const void *resp, vg_judge judge);
 
-// Steps 4 to 6 on a response that the caller has zeroed.
+// Send, transport line and test, on a response that the caller has zeroed.
 bool vg_exchange_zeroed(const vg_site &site, const mgmt_client *h, const kest_call &call,
                         const void *req, uint32_t req_len, void *resp, uint32_t resp_len);
 
