@@ -2,7 +2,7 @@
 // and speaks the frame format directly.
 #include <gtest/gtest.h>
 
-#include "exec_program.h"
+#include "kestd_launch.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -78,34 +78,12 @@ struct service {
     // Starts kestd; true once it said where it listens.
     bool start(bool with_state = false)
     {
-        int out[2], err[2];
-        if (::pipe(out) != 0 || ::pipe(err) != 0)
-            return false;
-        pid = ::fork();
-        if (pid == 0) {
-            ::dup2(out[1], 1);
-            ::dup2(err[1], 2);
-            ::close(out[0]);
-            ::close(err[0]);
-            std::vector<std::string> args{"--socket", sock};
-            if (with_state)
-                args.insert(args.end(), {"--state", state});
-            exec_program(KESTD_PATH, args);
-        }
-        ::close(out[1]);
-        ::close(err[1]);
-        err_fd = err[0];
-        pollfd p{out[0], POLLIN, 0};
-        std::string line;
-        while (line.find('\n') == std::string::npos && ::poll(&p, 1, 5000) == 1) {
-            char buf[256];
-            const ssize_t r = ::read(out[0], buf, sizeof buf);
-            if (r <= 0)
-                break;
-            line.append(buf, static_cast<size_t>(r));
-        }
-        ::close(out[0]);
-        return line == "kestd listening on " + sock + "\n";
+        std::vector<std::string> more;
+        if (with_state)
+            more = {"--state", state};
+        const kestd_launch l = launch_kestd(KESTD_PATH, sock, more, 5000, &err_fd);
+        pid = l.pid;
+        return l.listening;
     }
 
     // Sends `sig` and returns the exit status (-1 if killed by a signal).

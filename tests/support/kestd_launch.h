@@ -21,12 +21,14 @@ struct kestd_launch {
     bool listening;
 };
 
+// With err_fd, the child's stderr goes to a pipe whose reading end is stored
+// there.
 inline kestd_launch launch_kestd(const std::string &kestd, const std::string &sock,
                                  const std::vector<std::string> &more_args = {},
-                                 int timeout_ms = 10000)
+                                 int timeout_ms = 10000, int *err_fd = nullptr)
 {
-    int out[2];
-    if (::pipe(out) != 0)
+    int out[2], err[2] = {-1, -1};
+    if (::pipe(out) != 0 || (err_fd != nullptr && ::pipe(err) != 0))
         return {-1, false};
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -35,11 +37,19 @@ inline kestd_launch launch_kestd(const std::string &kestd, const std::string &so
             ::_exit(127);
         ::dup2(out[1], 1);
         ::close(out[0]);
+        if (err_fd != nullptr) {
+            ::dup2(err[1], 2);
+            ::close(err[0]);
+        }
         std::vector<std::string> args{"--socket", sock};
         args.insert(args.end(), more_args.begin(), more_args.end());
         exec_program(kestd, args);
     }
     ::close(out[1]);
+    if (err_fd != nullptr) {
+        ::close(err[1]);
+        *err_fd = err[0];
+    }
     std::string line;
     pollfd p{out[0], POLLIN, 0};
     while (pid > 0 && line.find('\n') == std::string::npos && ::poll(&p, 1, timeout_ms) == 1) {
