@@ -488,7 +488,8 @@ TEST(Indications, NoneAfterReleaseAndNoThreadLeft)
     Service service(indications_after_answer(0));
     Recorder rec;
     qmi_client_type client = connect_client(Recorder::cb, &rec);
-    EXPECT_EQ(2, transport_threads());
+    // Counted from /proc/self/task, which may lag a moment behind the start.
+    EXPECT_TRUE(service.wait_until([] { return transport_threads() == 2; }));
     ASSERT_EQ(0, qmi_client_send_msg_sync(client, 1, nullptr, 0, nullptr, 0, 5000));
     ASSERT_TRUE(service.wait_until([&] { return rec.count() >= 50; }));
     EXPECT_EQ(0, qmi_client_release(client));
