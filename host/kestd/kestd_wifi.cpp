@@ -590,8 +590,10 @@ uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6
     if (!acl_admits(st.cfg.iface[iface - 1], mac))
         return KESTD_ERR_ACL_DENIED;
     // The lowest DHCP address that no other station holds.
+    // The whole field goes to clients, so no byte of it is left unset.
     char ip[16];
     for (uint32_t host = kestd_ipv4_host(st.cfg.lan.lan_word_c);; ++host) {
+        std::memset(ip, 0, sizeof ip);
         ipv4_text(ip, host);
         bool taken = false;
         for (uint32_t i = 0; i < st.rt.sta_count; ++i)
