@@ -2,8 +2,8 @@
 # Cross builds everything the tree builds (library, host platform, tools,
 # tests) for the module's 32-bit ARM Linux and runs every test under qemu-arm,
 # then prints the library's footprint on the target. Built for size, as the
-# module's image is: at -O2 GCC word-aligns every string literal on ARM, which
-# keeps the linker from folding each log format into its "[%s  %d]: " twin.
+# module's image is: at -O2 the library's code grows by half (about 41 KB of
+# text against 26 KB) and the whole passes the 64 KiB budget.
 # Extra arguments go to the CMake configure step.
 set -euo pipefail
 cd "$(dirname "$0")/.."
