@@ -49,7 +49,7 @@ uint32_t indication_size(uint32_t msg_id)
 // One frame that kestd sent.
 void check_frame(const kest_frame_header &h, client_view &v)
 {
-    require(kest_header_ok(h), "kestd sends good headers");
+    require(kest_frame_header_ok(h), "kestd sends good headers");
     switch (h.kind) {
     case KEST_FRAME_RESPONSE: {
         ++v.responses;
@@ -75,7 +75,7 @@ void take_frames(std::vector<uint8_t> &bytes, client_view &v)
     while (bytes.size() - at >= kHead) {
         kest_frame_header h;
         std::memcpy(&h, bytes.data() + at, kHead);
-        require(kest_header_ok(h), "kestd sends good headers");
+        require(kest_frame_header_ok(h), "kestd sends good headers");
         if (bytes.size() - at - kHead < h.len)
             break;
         check_frame(h, v);
@@ -112,7 +112,7 @@ sent_view walk(const std::vector<uint8_t> &stream)
     while (stream.size() - at >= kHead) {
         kest_frame_header h;
         std::memcpy(&h, stream.data() + at, kHead);
-        if (!kest_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
+        if (!kest_frame_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
             s.bad = true;
             break;
         }

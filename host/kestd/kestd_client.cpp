@@ -83,7 +83,7 @@ bool read_exact(int fd, uint8_t *p, size_t len, std::chrono::steady_clock::time_
 bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    if (!read_exact(fd, reinterpret_cast<uint8_t *>(&h), sizeof h, deadline) || !kest_header_ok(h))
+    if (!read_exact(fd, reinterpret_cast<uint8_t *>(&h), sizeof h, deadline) || !kest_frame_header_ok(h))
         return false;
     payload.resize(h.len);
     return read_exact(fd, payload.data(), h.len, deadline);

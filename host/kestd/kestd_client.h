@@ -17,7 +17,7 @@ int kestd_connect(const std::string &path);
 bool kest_write_all(int fd, const void *data, size_t len);
 
 // Reads one whole frame within `timeout_ms`. False on time-out, end of
-// stream, error or a header that kest_header_ok refuses.
+// stream, error or a header that kest_frame_header_ok refuses.
 bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms);
 
 // Sends one control command and waits for its answer, skipping indications.

@@ -118,7 +118,7 @@ void parse(server &s, connection &c)
     while (!c.dead && c.in.size() - used >= sizeof(kest_frame_header)) {
         kest_frame_header h;
         std::memcpy(&h, c.in.data() + used, sizeof h);
-        if (!kest_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
+        if (!kest_frame_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
             c.dead = true;
             break;
         }
