@@ -209,6 +209,21 @@ inline int transport_threads()
     return n;
 }
 
+// /proc/self/task lags the threads themselves: a thread shows a moment after
+// it starts, and a joined thread's entry goes a moment after pthread_join
+// returned (the kernel reaps it after waking the joiner). So a count is
+// awaited, briefly, rather than read once.
+inline bool transport_threads_become(int n)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1000);
+    while (transport_threads() != n) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
 // A fresh folder for the socket, named to the transport by the environment.
 class SocketFolder {
 public:
