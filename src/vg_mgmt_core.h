@@ -201,16 +201,26 @@ inline void vg_copy_text(char *dst, const char *src, size_t n)
     memset(dst + i, 0, n - i);
 }
 
-// A text field printed in a log line: at most N - 1 bytes of the field, so a
-// field without a terminator is never read past its end.
+// A text field printed in a log line or converted: the field itself when it
+// holds a terminator, else a terminated copy of all N - 1 bytes of it, so a
+// field without a terminator is never read past its end. Returned only as a
+// temporary (the pointer may point into it), so it is never copied.
 template <size_t N>
 struct vg_text {
-    char s[N];
+    const char *s;
+    char spare[N];
     explicit vg_text(const char *field)
     {
-        vg_copy_text(s, field, N - 1);
-        s[N - 1] = '\0';
+        if (memchr(field, '\0', N - 1) != nullptr) {
+            s = field;
+            return;
+        }
+        memcpy(spare, field, N - 1);
+        spare[N - 1] = '\0';
+        s = spare;
     }
+    vg_text(const vg_text &) = delete;
+    vg_text &operator=(const vg_text &) = delete;
 };
 template <size_t W>
 inline vg_text<W + 1> vg_field_text(const char (&field)[W])
