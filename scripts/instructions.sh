@@ -17,7 +17,7 @@ cmake --build "$build" --target bench_instructions -j "$(nproc)"
 
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
-valgrind --tool=callgrind --collect-atstart=no --toggle-collect=bench_command \
+valgrind --tool=callgrind --collect-atstart=no --toggle-collect=vg_mgmt_client_set --toggle-collect=vg_mgmt_client_get \
     --toggle-collect=__vg_log --toggle-collect=vg_sys_log_print \
     --callgrind-out-file="$out/cg.out" -q "$build/bench/instructions/bench_instructions"
 
@@ -36,8 +36,9 @@ done | sort -V | awk '
     }'
 
 if [ "${VG_INSTR_ANNOTATE:-0}" = 1 ]; then
-    valgrind --tool=callgrind --collect-atstart=no --toggle-collect=bench_command \
+    valgrind --tool=callgrind --collect-atstart=no --toggle-collect=vg_mgmt_client_set --toggle-collect=vg_mgmt_client_get \
         --toggle-collect=__vg_log --toggle-collect=vg_sys_log_print \
         --callgrind-out-file="$out/all.out" -q "$build/bench/instructions/bench_instructions" --aggregate
-    callgrind_annotate "$out/all.out" | sed -n '/file:function/,$p' | head -40
+    callgrind_annotate --inclusive=no --threshold=100 "$out/all.out" |
+        sed -n '/file:function/,/^$/p' | grep -v '(below main)\|libc_start\|ld-linux' | head -40
 fi
