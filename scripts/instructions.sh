@@ -15,11 +15,14 @@ cmake -S . -B "$build" -G Ninja -DVG_BENCH_INSTRUCTIONS=ON -DVG_BUILD_TESTS=OFF 
     -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build" --target bench_instructions -j "$(nproc)"
 
+# Counted: the library's two entry points; not counted: the two log sinks.
+toggles=(--toggle-collect=vg_mgmt_client_set --toggle-collect=vg_mgmt_client_get
+         --toggle-collect=__vg_log --toggle-collect=vg_sys_log_print)
+
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
-valgrind --tool=callgrind --collect-atstart=no --toggle-collect=vg_mgmt_client_set --toggle-collect=vg_mgmt_client_get \
-    --toggle-collect=__vg_log --toggle-collect=vg_sys_log_print \
-    --callgrind-out-file="$out/cg.out" -q "$build/bench/instructions/bench_instructions"
+bench=$build/bench/instructions/bench_instructions
+valgrind --tool=callgrind --collect-atstart=no "${toggles[@]}" --callgrind-out-file="$out/cg.out" -q "$bench"
 
 # One dump per command: its name and its total.
 for f in "$out"/cg.out.*; do
@@ -36,9 +39,8 @@ done | sort -V | awk '
     }'
 
 if [ "${VG_INSTR_ANNOTATE:-0}" = 1 ]; then
-    valgrind --tool=callgrind --collect-atstart=no --toggle-collect=vg_mgmt_client_set --toggle-collect=vg_mgmt_client_get \
-        --toggle-collect=__vg_log --toggle-collect=vg_sys_log_print \
-        --callgrind-out-file="$out/all.out" -q "$build/bench/instructions/bench_instructions" --aggregate
+    valgrind --tool=callgrind --collect-atstart=no "${toggles[@]}" --callgrind-out-file="$out/all.out" -q \
+        "$bench" --aggregate
     callgrind_annotate --inclusive=no --threshold=100 "$out/all.out" |
         sed -n '/file:function/,/^$/p' | grep -v '(below main)\|libc_start\|ld-linux' | head -40
 fi

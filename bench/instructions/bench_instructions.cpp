@@ -83,8 +83,7 @@ extern "C" const char *vg_ipv4_ntoa(uint32_t)
 // ---------------------------------------------------------------------------
 
 // One command, in the direction of its row.
-static int32_t bench_command(mgmt_client *h, const command_row &r, void *value,
-                                                     uint32_t size)
+static int32_t bench_command(mgmt_client *h, const command_row &r, void *value, uint32_t size)
 {
     const uint32_t command = MGMT_COMMAND(r.domain, r.id);
     return r.flag == MGMT_OPT_SET ? vg_mgmt_client_set(h, command, value, size)
