@@ -10,12 +10,14 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "kest_socket_path.h"
+
 std::string kestd_socket_path(const char *arg)
 {
     if (arg && *arg)
         return arg;
-    const char *env = std::getenv(KEST_SOCKET_ENV);
-    return env && *env ? env : KEST_SOCKET_DEFAULT;
+    char path[4096];
+    return kest_socket_path(path, sizeof path) ? path : std::string();
 }
 
 int kestd_connect(const std::string &path)

@@ -36,6 +36,7 @@
 #include <unistd.h>
 
 #include "kest_frame_io.h"
+#include "kest_socket_path.h"
 #include "qmi_cci_host.h"
 
 #define VG_HOST_API extern "C" __attribute__((visibility("default")))
@@ -69,15 +70,11 @@ struct service_address {
 // The service's socket, from the environment or the default.
 bool resolve_service(service_address &out)
 {
-    const char *path = getenv(KEST_SOCKET_ENV);
-    if (path == nullptr || path[0] == '\0')
-        path = KEST_SOCKET_DEFAULT;
-    const size_t n = strlen(path);
     out = {};
-    if (n >= sizeof out.addr.sun_path)
+    if (!kest_socket_path(out.addr.sun_path, sizeof out.addr.sun_path))
         return false;
     out.addr.sun_family = AF_UNIX;
-    memcpy(out.addr.sun_path, path, n + 1);
+    const size_t n = strlen(out.addr.sun_path);
     out.len = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + n + 1);
     return true;
 }
