@@ -274,11 +274,11 @@ int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag,
     } else if (flag == MGMT_OPT_GET) {
         handler = row->get;
     } else {
-        VG_LOG_AS(d.site.func, 2, "%d invalid command flag", flag);
+        VG_LOG_AT(d.site, 2, "%d invalid command flag", flag);
         return vg_fail(MGMT_ERR_NOT_SUPPORTED);
     }
     if (handler == nullptr) {
-        VG_LOG_AS(d.site.func, 2, "command %d function is null", command_id);
+        VG_LOG_AT(d.site, 2, "command %d function is null", command_id);
         if (d.null_handler_sets_errno)
             vg_errno = MGMT_ERR_NOT_SUPPORTED;
         return -1;

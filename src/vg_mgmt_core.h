@@ -42,7 +42,8 @@ inline int32_t vg_fail(int32_t err)
 // Every log point is a pair: the file sink, then the system sink with kind 3,
 // the level's severity, the tag and the twin format "[%s  %d]: " + format,
 // which takes the function's name and the line before the values. Each
-// source file names itself in a constant vg_log_file.
+// source file names itself in a constant vg_log_file, and a line carries the
+// file and the name of the function it belongs to, together, as a vg_site.
 
 inline constexpr int VG_SYS_LOG_KIND = 3;
 #define VG_LOG_TAG "vg_mgmt_cli"
@@ -56,15 +57,27 @@ constexpr int vg_severity(int level)
 // The short format is the tail of its twin, so each text is stored once.
 #define VG_LOG_SHORT(lit) (VG_LOG_PREFIX lit + (sizeof(VG_LOG_PREFIX) - 1))
 
-#define VG_LOG_AS(func, level, fmt, ...)                                                           \
+// Where a line is logged: the source file and the function that the line
+// belongs to, which for a shared helper is the function it works for. A
+// helper that logs for another function takes its site, never a bare name,
+// so the file cannot be that of the helper.
+struct vg_site {
+    const char *file;
+    const char *func;
+};
+#define VG_SITE (vg_site{vg_log_file, __func__})
+
+#define VG_LOG_AT(site, level, fmt, ...)                                                           \
     do {                                                                                           \
-        __vg_log(vg_log_file, __LINE__, func, level, VG_LOG_SHORT(fmt) __VA_OPT__(, ) __VA_ARGS__); \
-        vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt, func, \
-                         __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                     \
+        const vg_site &vg_at_ = (site);                                                            \
+        __vg_log(vg_at_.file, __LINE__, vg_at_.func, level,                                        \
+                 VG_LOG_SHORT(fmt) __VA_OPT__(, ) __VA_ARGS__);                                    \
+        vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt,       \
+                         vg_at_.func, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                        \
     } while (0)
 
 // A log line of the calling function.
-#define VG_LOG(level, fmt, ...) VG_LOG_AS(__func__, level, fmt __VA_OPT__(, ) __VA_ARGS__)
+#define VG_LOG(level, fmt, ...) VG_LOG_AT(VG_SITE, level, fmt __VA_OPT__(, ) __VA_ARGS__)
 
 // A format and its twin, for lines whose text comes from a table.
 struct vg_fmt {
@@ -101,14 +114,6 @@ consteval vg_fmt vg_checked_fmt(vg_fmt f, const char *conversions)
 }
 #define VG_FMT(lit, conversions) \
     vg_checked_fmt(vg_fmt{VG_LOG_SHORT(lit), VG_LOG_PREFIX lit}, conversions)
-
-// Where a line is logged: the source file and the function that the line
-// belongs to, which for a shared helper is the handler it works for.
-struct vg_site {
-    const char *file;
-    const char *func;
-};
-#define VG_SITE (vg_site{vg_log_file, __func__})
 
 // The log pair of a table format.
 template <class... Args>

@@ -10,9 +10,9 @@
 namespace {
 constexpr char vg_log_file[] = "vg_mgmt_data_call";
 
-int32_t data_call_null_params(const char *func)
+int32_t data_call_null_params(const vg_site &site)
 {
-    VG_LOG_AS(func, 1, "the data call params is null");
+    VG_LOG_AT(site, 1, "the data call params is null");
     return vg_fail(MGMT_ERR_INVALID);
 }
 
@@ -28,11 +28,11 @@ constexpr uint32_t kIpFamilyMax = 2;
 constexpr uint8_t kPdpAuthAny = 255;
 
 // The profile and IP type test that up, down and info share.
-bool data_call_profile_ok(const char *func, uint8_t profile_id, uint32_t ip_type)
+bool data_call_profile_ok(const vg_site &site, uint8_t profile_id, uint32_t ip_type)
 {
     if (profile_id <= DATA_CALL_PROFILE_MAX && ip_type <= kIpTypeMax)
         return true;
-    VG_LOG_AS(func, 1, "Invalid profile id %d, ip type %d", profile_id, ip_type);
+    VG_LOG_AT(site, 1, "Invalid profile id %d, ip type %d", profile_id, ip_type);
     vg_fail(MGMT_ERR_INVALID);
     return false;
 }
@@ -63,8 +63,8 @@ int32_t data_call_up_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const data_call_up_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
-    if (!data_call_profile_ok(__func__, p->profile_id, p->ip_type))
+        return data_call_null_params(VG_SITE);
+    if (!data_call_profile_ok(VG_SITE, p->profile_id, p->ip_type))
         return -1;
     data_call_up_set_req req{};
     req.profile_id = p->profile_id;
@@ -94,8 +94,8 @@ int32_t data_call_down_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const data_call_down_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
-    if (!data_call_profile_ok(__func__, p->profile_id, p->ip_type))
+        return data_call_null_params(VG_SITE);
+    if (!data_call_profile_ok(VG_SITE, p->profile_id, p->ip_type))
         return -1;
     const data_call_down_set_req req{p->profile_id, static_cast<uint8_t>(p->ip_type)};
     VG_LOG(4, "data_call down: profile id %d, ip type %d", req.profile_id, req.ip_type);
@@ -136,7 +136,7 @@ bool data_call_info_pass(const vg_site &site, mgmt_client *handle, uint8_t profi
     if (!vg_exchange(site, handle,
                      KEST_CALL_BY_ERROR(KEST_DATA_CALL_INFO_GET, "get data_call info"), req,
                      resp)) {
-        VG_LOG_AS(site.func, 1, "Can not get data_call info(profile id %d): error %d", profile_id,
+        VG_LOG_AT(site, 1, "Can not get data_call info(profile id %d): error %d", profile_id,
                   resp.status.error);
         return false;
     }
@@ -158,8 +158,8 @@ int32_t data_call_info_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_info_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
-    if (!data_call_profile_ok(__func__, p->profile_id, p->ip_type))
+        return data_call_null_params(VG_SITE);
+    if (!data_call_profile_ok(VG_SITE, p->profile_id, p->ip_type))
         return -1;
     VG_LOG(4, "data_call get info: profile id %d", p->profile_id);
     // With both families a failed IPv6 pass keeps what the IPv4 pass wrote.
@@ -205,7 +205,7 @@ int32_t data_call_apn_add_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_apn_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (!data_call_profile_type_ok(p->profile_type) || !data_call_pdp_auth_ok(p->pdp_type) ||
         !data_call_pdp_auth_ok(p->auth_protocol)) {
         VG_LOG(1, "add apn failure: invalid profile type %d, pdp type %d, auth protocol %d",
@@ -236,7 +236,7 @@ int32_t data_call_apn_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const data_call_apn_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (!data_call_profile_type_ok(p->profile_type) ||
         !data_call_profile_index_ok(p->profile_index) || !data_call_pdp_auth_ok(p->pdp_type) ||
         !data_call_pdp_auth_ok(p->auth_protocol)) {
@@ -285,7 +285,7 @@ int32_t data_call_apn_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_apn_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (!data_call_apn_selector_ok(
             VG_SITE, *p,
             VG_FMT("get apn failure: invalid profile type %d, profile index %d", "dd")))
@@ -318,7 +318,7 @@ int32_t data_call_apn_del_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const data_call_apn_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (!data_call_apn_selector_ok(
             VG_SITE, *p,
             VG_FMT("delete apn failure: invalid profile type %d, profile index %d", "dd")))
@@ -340,7 +340,7 @@ int32_t data_call_get_apn_list_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_apn_list_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (!data_call_profile_type_ok(p->profile_type)) {
         VG_LOG(1, "get apn list failure: invalid profile type %d", p->profile_type);
         return vg_fail(MGMT_ERR_INVALID);
@@ -376,7 +376,7 @@ int32_t data_call_default_profile_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const data_call_default_profile_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     if (p->default_id > DATA_CALL_PROFILE_MAX || p->tech_pref > kTechPrefMax ||
         p->ip_family > kIpFamilyMax) {
         VG_LOG(1, "Invalid profile id %d, tech pref %d ip type %d", p->default_id, p->tech_pref,
@@ -402,7 +402,7 @@ int32_t data_call_default_profile_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<data_call_default_profile_params *>(value);
     if (p == nullptr)
-        return data_call_null_params(__func__);
+        return data_call_null_params(VG_SITE);
     VG_LOG(4, "get default profile");
     data_call_default_profile_get_resp resp;
     if (!vg_exchange(VG_SITE, handle,

@@ -8,9 +8,9 @@
 namespace {
 constexpr char vg_log_file[] = "vg_mgmt_network";
 
-int32_t network_null_params(const char *func)
+int32_t network_null_params(const vg_site &site)
 {
-    VG_LOG_AS(func, 1, "the network params is null");
+    VG_LOG_AT(site, 1, "the network params is null");
     return vg_fail(MGMT_ERR_INVALID);
 }
 
@@ -25,7 +25,7 @@ int32_t network_dmz_add_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_dmz_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     const network_dmz_add_set_req req{p->ipv4_addr};
     VG_LOG(4, "network add dmz: IPv4 address %s", vg_ipv4_ntoa(p->ipv4_addr));
     resp_status resp;
@@ -54,7 +54,7 @@ int32_t network_dmz_get_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_dmz_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_dmz_get_get_resp resp;
     VG_LOG(4, "network get dmz");
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_DMZ_GET_GET, "get dmz"), resp)) {
@@ -120,12 +120,12 @@ int32_t network_snat_change(const vg_site &site, const network_snat_change_row &
 {
     auto *p = static_cast<const network_snat_params *>(value);
     if (p == nullptr)
-        return network_null_params(site.func);
+        return network_null_params(site);
     network_snat_rule req{};
     resp_status resp;
     if (p->private_port == 0 || p->global_port == 0 || p->protocol < kSnatProtocolMin ||
         p->protocol > kSnatProtocolMax) {
-        VG_LOG_AS(site.func, 1, "invalid private port %d global port %d protocol %d",
+        VG_LOG_AT(site, 1, "invalid private port %d global port %d protocol %d",
                   p->private_port, p->global_port, p->protocol);
         return vg_fail(MGMT_ERR_INVALID);
     }
@@ -152,7 +152,7 @@ int32_t network_snat_get_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_snat_list_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_snat_get_get_resp resp;
     VG_LOG(4, "get snat config information");
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_SNAT_GET_GET, "get snat"), resp)) {
@@ -191,7 +191,7 @@ int32_t network_lan_config_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_lan_config_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_lan_config_set_req req{};
     network_lan_copy(req, *p);
     resp_status resp;
@@ -208,7 +208,7 @@ int32_t network_lan_config_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_lan_config_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_lan_config_get_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_LAN_CONFIG_GET, "get lan config"),
                      resp)) {
@@ -230,7 +230,7 @@ int32_t network_ethernet_mode_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_ethernet_mode_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     if (p->mode > kEthernetModeMax) {
         VG_LOG(1, "invalid ethernet mode %d", p->mode);
         return vg_fail(MGMT_ERR_INVALID);
@@ -250,7 +250,7 @@ int32_t network_ethernet_mode_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_ethernet_mode_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_ethernet_mode_get_resp resp;
     if (!vg_exchange(VG_SITE, handle,
                      KEST_CALL(KEST_NETWORK_ETHERNET_MODE_GET, "get ethernet mode"), resp)) {
@@ -267,7 +267,7 @@ int32_t network_sgmii_enable_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_sgmii_enable_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     const network_sgmii_enable_set_req req{p->enable};
     VG_LOG(4, "network sgmii ethernet enable %d", req.enable);
     resp_status resp;
@@ -284,7 +284,7 @@ int32_t network_sgmii_enable_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_sgmii_enable_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_sgmii_enable_get_resp resp;
     if (!vg_exchange(VG_SITE, handle,
                      KEST_CALL(KEST_NETWORK_SGMII_ENABLE_GET, "get sgmii enable"), resp)) {
@@ -302,7 +302,7 @@ int32_t network_sgmii_config_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_sgmii_config_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     if (p->speed > kSgmiiSpeedMax || p->duplex > kSgmiiDuplexMax) {
         VG_LOG(1, "invalid speed(%d) and duplex(%d) params", p->speed, p->duplex);
         return vg_fail(MGMT_ERR_INVALID);
@@ -324,7 +324,7 @@ int32_t network_sgmii_config_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_sgmii_config_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_sgmii_config_get_resp resp;
     if (!vg_exchange(VG_SITE, handle,
                      KEST_CALL(KEST_NETWORK_SGMII_CONFIG_GET, "config sgmii get"), resp)) {
@@ -344,7 +344,7 @@ int32_t network_sgmii_info_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<network_sgmii_info_params *>(value);
     if (p == nullptr)
-        return network_null_params(__func__);
+        return network_null_params(VG_SITE);
     network_sgmii_info_get_resp resp;
     VG_LOG(4, "network sgmii info get");
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_SGMII_INFO_GET, "get sgmii info"),

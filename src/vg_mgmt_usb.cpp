@@ -22,11 +22,11 @@ bool check_usb_num(uint32_t usb_num)
 // the instance check, before any other field is read. Null when either
 // fails; the error number is then set.
 template <class Params>
-Params *usb_params(const char *func, void *value)
+Params *usb_params(const vg_site &site, void *value)
 {
     auto *p = static_cast<Params *>(value);
     if (p == nullptr) {
-        VG_LOG_AS(func, 1, "NULL params");
+        VG_LOG_AT(site, 1, "NULL params");
         vg_fail(MGMT_ERR_INVALID);
         return nullptr;
     }
@@ -82,7 +82,7 @@ struct usb_u32_setting {
 int32_t usb_u32_set(const vg_site &site, const usb_u32_setting &s, mgmt_client *handle,
                     void *value)
 {
-    const auto *p = usb_params<const usb_u32_params>(site.func, value);
+    const auto *p = usb_params<const usb_u32_params>(site, value);
     if (p == nullptr)
         return -1;
     if (p->setting > s.max) {
@@ -153,7 +153,7 @@ struct usb_info_setting {
 int32_t usb_info_set(const vg_site &site, const usb_info_setting &s, mgmt_client *handle,
                      void *value)
 {
-    const auto *p = usb_params<const usb_info_params>(site.func, value);
+    const auto *p = usb_params<const usb_info_params>(site, value);
     if (p == nullptr)
         return -1;
     usb_info_set_req req{};
@@ -186,7 +186,7 @@ int32_t usb_manufac_info_set(mgmt_client *handle, void *value)
 // Product and vendor ids: any pair goes out.
 int32_t usb_id_set(mgmt_client *handle, void *value)
 {
-    const auto *p = usb_params<const usb_id_params>(__func__, value);
+    const auto *p = usb_params<const usb_id_params>(VG_SITE, value);
     if (p == nullptr)
         return -1;
     const usb_id_set_req req{p->usb_num, p->pid, p->vid};
@@ -201,7 +201,7 @@ int32_t usb_id_set(mgmt_client *handle, void *value)
 // The seven function switches go out as the caller gave them, not reduced.
 int32_t usb_func_set(mgmt_client *handle, void *value)
 {
-    const auto *p = usb_params<const usb_func_params>(__func__, value);
+    const auto *p = usb_params<const usb_func_params>(VG_SITE, value);
     if (p == nullptr)
         return -1;
     usb_func_set_req req{};
@@ -243,7 +243,7 @@ void usb_config_text(char (&dst)[W], const char (&src)[W])
 
 int32_t usb_config_get(mgmt_client *handle, void *value)
 {
-    auto *p = usb_params<usb_config_params>(__func__, value);
+    auto *p = usb_params<usb_config_params>(VG_SITE, value);
     if (p == nullptr)
         return -1;
     const usb_config_get_req req{p->usb_num};

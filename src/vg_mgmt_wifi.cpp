@@ -10,9 +10,9 @@
 namespace {
 constexpr char vg_log_file[] = "vg_mgmt_wifi";
 
-int32_t wifi_null_params(const char *func)
+int32_t wifi_null_params(const vg_site &site)
 {
-    VG_LOG_AS(func, 1, "the wifi params is null");
+    VG_LOG_AT(site, 1, "the wifi params is null");
     return vg_fail(MGMT_ERR_INVALID);
 }
 
@@ -25,7 +25,7 @@ int32_t wifi_work_mode_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_work_mode_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     if (p->work_mode > kWorkModeMax) {
         VG_LOG(1, "Invalid WiFi work mode parameter %d", p->work_mode);
         return vg_fail(MGMT_ERR_INVALID);
@@ -45,7 +45,7 @@ int32_t wifi_work_mode_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<wifi_work_mode_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     wifi_work_mode_get_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_WORK_MODE_GET, "get WiFi work mode"),
                      resp)) {
@@ -68,10 +68,10 @@ constexpr bool wifi_index_ok(uint32_t index)
 // pointer (logged) or an interface outside 1 to 3 (silent); both store
 // error number 2.
 template <class P>
-P *wifi_interface_record(void *value, const char *func)
+P *wifi_interface_record(void *value, const vg_site &site)
 {
     if (value == nullptr) {
-        wifi_null_params(func);
+        wifi_null_params(site);
         return nullptr;
     }
     auto *p = static_cast<P *>(value);
@@ -98,7 +98,7 @@ int32_t wifi_enable_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_enable_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     // Switching the radio on or off takes the service far longer than any
     // other command.
     static constexpr kest_call kCall{KEST_WIFI_ENABLE_SET, VG_TRANSPORT("set WiFi enable"),
@@ -117,7 +117,7 @@ int32_t wifi_enable_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<wifi_enable_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     wifi_enable_get_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_ENABLE_GET, "get WiFi enable"), resp)) {
         VG_LOG(1, "Can not get WiFi enable: error %d", resp.status.error);
@@ -132,7 +132,7 @@ int32_t wifi_country_code_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_country_code_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     // A field without a terminator measures 3 and is refused like any other
     // text that is not two characters long.
     if (wifi_text_len(p->country_code) != sizeof(wifi_country_code_set_req::country_code)) {
@@ -156,7 +156,7 @@ int32_t wifi_country_code_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<wifi_country_code_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     wifi_country_code_get_resp resp;
     if (!vg_exchange(VG_SITE, handle,
                      KEST_CALL(KEST_WIFI_COUNTRY_CODE_GET, "get WiFi country code"), resp)) {
@@ -178,7 +178,7 @@ constexpr uint8_t kActiveMax = 2;
 
 int32_t wifi_essid_set(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<const wifi_essid_params>(value, __func__);
+    auto *p = wifi_interface_record<const wifi_essid_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     if (p->format_type > kSsidFormatMax) {
@@ -209,7 +209,7 @@ int32_t wifi_essid_set(mgmt_client *handle, void *value)
 
 int32_t wifi_essid_get(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<wifi_essid_params>(value, __func__);
+    auto *p = wifi_interface_record<wifi_essid_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     const wifi_essid_get_req req{static_cast<uint8_t>(p->index)};
@@ -233,7 +233,7 @@ int32_t wifi_essid_get(mgmt_client *handle, void *value)
 
 int32_t wifi_active_set(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<const wifi_active_params>(value, __func__);
+    auto *p = wifi_interface_record<const wifi_active_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     if (p->active > kActiveMax)
@@ -261,7 +261,7 @@ constexpr bool wifi_auth_is_wpa(uint32_t auth)
 
 int32_t wifi_auth_set(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<const wifi_auth_params>(value, __func__);
+    auto *p = wifi_interface_record<const wifi_auth_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     // Keys and the password go out bounded by their 64-byte fields: 64
@@ -315,7 +315,7 @@ int32_t wifi_auth_set(mgmt_client *handle, void *value)
 // answer leaves the record as it was.
 int32_t wifi_auth_get(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<wifi_auth_params>(value, __func__);
+    auto *p = wifi_interface_record<wifi_auth_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     const wifi_auth_get_req req{static_cast<uint8_t>(p->index)};
@@ -497,10 +497,9 @@ bool wifi_setting_ok(const wifi_setting_row &row, uint32_t setting)
 }
 
 int32_t wifi_setting_set(mgmt_client *handle, void *value, const wifi_setting_row &row,
-                         const char *func)
+                         const vg_site &site)
 {
-    const vg_site site{vg_log_file, func};
-    auto *p = wifi_interface_record<const wifi_interface_head>(value, func);
+    auto *p = wifi_interface_record<const wifi_interface_head>(value, site);
     if (p == nullptr)
         return -1;
     const uint32_t setting = wifi_setting_read(value, row.kind);
@@ -527,10 +526,9 @@ int32_t wifi_setting_set(mgmt_client *handle, void *value, const wifi_setting_ro
 }
 
 int32_t wifi_setting_get(mgmt_client *handle, void *value, const wifi_setting_row &row,
-                         const char *func)
+                         const vg_site &site)
 {
-    const vg_site site{vg_log_file, func};
-    auto *p = wifi_interface_record<const wifi_interface_head>(value, func);
+    auto *p = wifi_interface_record<const wifi_interface_head>(value, site);
     if (p == nullptr)
         return -1;
     const wifi_setting_get_req req{static_cast<uint8_t>(p->index)};
@@ -559,26 +557,26 @@ int32_t wifi_setting_get(mgmt_client *handle, void *value, const wifi_setting_ro
 
 // One handler per command and direction, so that each log line names it.
 // clang-format off
-int32_t wifi_mode_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kModeRow, __func__); }
-int32_t wifi_mode_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kModeRow, __func__); }
-int32_t wifi_channel_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kChannelRow, __func__); }
-int32_t wifi_channel_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kChannelRow, __func__); }
-int32_t wifi_bandwidth_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kBandwidthRow, __func__); }
-int32_t wifi_bandwidth_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kBandwidthRow, __func__); }
-int32_t wifi_max_num_sta_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kMaxNumStaRow, __func__); }
-int32_t wifi_max_num_sta_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kMaxNumStaRow, __func__); }
-int32_t wifi_rssi_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kRssiRow, __func__); }
-int32_t wifi_rssi_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kRssiRow, __func__); }
-int32_t wifi_ssid_hide_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kSsidHideRow, __func__); }
-int32_t wifi_ssid_hide_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kSsidHideRow, __func__); }
-int32_t wifi_11n_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11nOnlyRow, __func__); }
-int32_t wifi_11n_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11nOnlyRow, __func__); }
-int32_t wifi_11ac_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11acOnlyRow, __func__); }
-int32_t wifi_11ac_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11acOnlyRow, __func__); }
-int32_t wifi_ap_isolate_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kApIsolateRow, __func__); }
-int32_t wifi_ap_isolate_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kApIsolateRow, __func__); }
-int32_t wifi_dfs_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kDfsRow, __func__); }
-int32_t wifi_dfs_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kDfsRow, __func__); }
+int32_t wifi_mode_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kModeRow, VG_SITE); }
+int32_t wifi_mode_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kModeRow, VG_SITE); }
+int32_t wifi_channel_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kChannelRow, VG_SITE); }
+int32_t wifi_channel_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kChannelRow, VG_SITE); }
+int32_t wifi_bandwidth_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kBandwidthRow, VG_SITE); }
+int32_t wifi_bandwidth_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kBandwidthRow, VG_SITE); }
+int32_t wifi_max_num_sta_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kMaxNumStaRow, VG_SITE); }
+int32_t wifi_max_num_sta_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kMaxNumStaRow, VG_SITE); }
+int32_t wifi_rssi_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kRssiRow, VG_SITE); }
+int32_t wifi_rssi_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kRssiRow, VG_SITE); }
+int32_t wifi_ssid_hide_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kSsidHideRow, VG_SITE); }
+int32_t wifi_ssid_hide_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kSsidHideRow, VG_SITE); }
+int32_t wifi_11n_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11nOnlyRow, VG_SITE); }
+int32_t wifi_11n_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11nOnlyRow, VG_SITE); }
+int32_t wifi_11ac_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11acOnlyRow, VG_SITE); }
+int32_t wifi_11ac_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11acOnlyRow, VG_SITE); }
+int32_t wifi_ap_isolate_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kApIsolateRow, VG_SITE); }
+int32_t wifi_ap_isolate_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kApIsolateRow, VG_SITE); }
+int32_t wifi_dfs_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kDfsRow, VG_SITE); }
+int32_t wifi_dfs_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kDfsRow, VG_SITE); }
 // clang-format on
 
 // ---------------------------------------------------------------------------
@@ -588,7 +586,7 @@ constexpr uint32_t kMacAclRuleMax = 2;
 
 int32_t wifi_mac_acl_rule_set(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<const wifi_mac_acl_rule_params>(value, __func__);
+    auto *p = wifi_interface_record<const wifi_mac_acl_rule_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     if (p->rule > kMacAclRuleMax) {
@@ -609,7 +607,7 @@ int32_t wifi_mac_acl_rule_set(mgmt_client *handle, void *value)
 
 int32_t wifi_mac_acl_rule_get(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<wifi_mac_acl_rule_params>(value, __func__);
+    auto *p = wifi_interface_record<wifi_mac_acl_rule_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     const wifi_mac_acl_rule_get_req req{static_cast<uint8_t>(p->index)};
@@ -642,10 +640,9 @@ constexpr wifi_mac_acl_change kMacAclDel = WIFI_MAC_ACL_CHANGE(KEST_WIFI_MAC_ACL
 // The address is the service's to judge: all zeros, a group address or a
 // duplicate go out as they are.
 int32_t wifi_mac_acl_change_set(mgmt_client *handle, void *value, const wifi_mac_acl_change &row,
-                                const char *func)
+                                const vg_site &site)
 {
-    const vg_site site{vg_log_file, func};
-    auto *p = wifi_interface_record<const wifi_mac_acl_params>(value, func);
+    auto *p = wifi_interface_record<const wifi_mac_acl_params>(value, site);
     if (p == nullptr)
         return -1;
     wifi_mac_acl_set_req req;
@@ -663,17 +660,17 @@ int32_t wifi_mac_acl_change_set(mgmt_client *handle, void *value, const wifi_mac
 
 int32_t wifi_mac_acl_add_set(mgmt_client *handle, void *value)
 {
-    return wifi_mac_acl_change_set(handle, value, kMacAclAdd, __func__);
+    return wifi_mac_acl_change_set(handle, value, kMacAclAdd, VG_SITE);
 }
 
 int32_t wifi_mac_acl_del_set(mgmt_client *handle, void *value)
 {
-    return wifi_mac_acl_change_set(handle, value, kMacAclDel, __func__);
+    return wifi_mac_acl_change_set(handle, value, kMacAclDel, VG_SITE);
 }
 
 int32_t wifi_mac_acl_info_get(mgmt_client *handle, void *value)
 {
-    auto *p = wifi_interface_record<wifi_mac_acl_info_params>(value, __func__);
+    auto *p = wifi_interface_record<wifi_mac_acl_info_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
     const wifi_mac_acl_info_get_req req{static_cast<uint8_t>(p->index)};
@@ -709,7 +706,7 @@ int32_t wifi_sta_info_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<wifi_sta_info_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     wifi_sta_info_get_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_STA_INFO_GET, "get WiFi ap sta info"),
                      resp)) {
@@ -737,7 +734,7 @@ int32_t wifi_station_status_get(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<wifi_station_status_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     if (p->index != kStationInterface) {
         // The one refusal that leaves the error number as it was.
         VG_LOG(1, "invalid WiFi station index");
@@ -764,7 +761,7 @@ int32_t wifi_restore_default_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_restore_default_params *>(value);
     if (p == nullptr)
-        return wifi_null_params(__func__);
+        return wifi_null_params(VG_SITE);
     wifi_restore_default_set_req req{};
     if (wifi_index_ok(p->index)) {
         req.id_valid = 1;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 
+#include "log_sources.h"
 #include "vg_log.h"
 #include "vg_manager_msgr.h"
 
@@ -355,6 +356,11 @@ extern "C" void vg_sys_log_print(int kind, int severity, const char *tag, const 
     EXPECT_STREQ(tag, "vg_mgmt_cli") << l.text;
     EXPECT_EQ(std::string(fmt), "[%s  %d]: " + l.fmt);
     EXPECT_EQ(twin_text, "[" + l.func + "  " + std::to_string(l.line) + "]: " + l.text);
+    const std::string_view source = fake::log_source_file(l.func);
+    if (source.empty())
+        ADD_FAILURE() << l.func << " logs \"" << l.text << "\" but has no source file in log_sources.h";
+    else
+        EXPECT_EQ(l.file, source) << l.func << ": " << l.text;
     std::lock_guard lock(g().mu);
     g().logs.push_back(std::move(l));
 }

@@ -402,6 +402,12 @@ struct DomainInfo {
     bool has_last_row;
 };
 
+// Failures name the domain, not the bytes of its row.
+void PrintTo(const DomainInfo &d, std::ostream *os)
+{
+    *os << d.name;
+}
+
 const DomainInfo kDomainsInfo[] = {
     {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi", 23, false,
      {{15, 1}, {17, 2}, {18, 2}, {20, 2}, {21, 2}, {22, 1}, {23, 1}}, true},
@@ -462,6 +468,7 @@ TEST_P(Dispatchers, KnownIdWithABadFlagLogsTheFindFirst)
             EXPECT_EQ(lines[1].text, std::to_string(flag) + " invalid command flag");
             EXPECT_EQ(lines[1].level, 2);
             EXPECT_EQ(lines[1].func, d.func);
+            EXPECT_EQ(lines[1].file, d.file);
         }
     EXPECT_EQ(fake::sent_count(), 0u);
 }
@@ -478,6 +485,8 @@ TEST_P(Dispatchers, MissingDirectionEndsInTheDispatcher)
         ASSERT_EQ(lines.size(), 2u);
         EXPECT_EQ(lines[1].text, "command " + std::to_string(id) + " function is null");
         EXPECT_EQ(lines[1].level, 2);
+        EXPECT_EQ(lines[1].func, d.func);
+        EXPECT_EQ(lines[1].file, d.file);
     }
     EXPECT_EQ(fake::sent_count(), 0u);
 }
@@ -495,6 +504,7 @@ TEST_P(Dispatchers, TheMinusOneRowIsARowLikeTheOthers)
             EXPECT_EQ(lines[0].text, "found " + std::string(d.word) + " command -1, command flag " +
                                          std::to_string(flag));
             EXPECT_EQ(lines[1].text, "command -1 function is null");
+            EXPECT_EQ(lines[1].file, d.file);
             EXPECT_EQ(vg_mgmt_get_errno(), 0);
         } else {
             ASSERT_EQ(lines.size(), 1u);
