@@ -14,7 +14,7 @@ vg_install_deps g++-arm-linux-gnueabihf qemu-user
 dir=${VG_ARM_BUILD_DIR:-build/arm}
 jobs=$(nproc)
 cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
-      -DCMAKE_BUILD_TYPE=MinSizeRel "$@"
+      -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INSTALL_PREFIX=/usr "$@"
 cmake --build "$dir" -j "$jobs"
 
 # The figures first (a failing budget shows again in the full run below), so
