@@ -1,6 +1,10 @@
 # Installs the Debian packages that the build and the tests need, when any
 # is missing. Sourced by the other scripts.
-VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf)
+# Packaging and documentation: scdoc (manual pages), dpkg-dev and file
+# (cpack and dpkg-shlibdeps), lintian, man-db and groff-base (man -l),
+# bash-completion.
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf
+                 scdoc dpkg-dev file lintian man-db groff-base bash-completion)
 
 vg_install_deps() {
     local missing=()
