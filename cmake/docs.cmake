@@ -7,7 +7,13 @@
 # vg_mgmt_completion (tools/vg-mgmt.bash-completion), they are built and
 # installed; until then the page is made from `vg-mgmt --help` and no
 # completion is installed.
-option(VG_BUILD_DOCS "Build and install the manual pages" ON)
+# Not in the sanitizer and fuzzer builds, which only run tests.
+if(VG_SANITIZE OR VG_TSAN OR VG_FUZZ)
+  set(vg_docs_default OFF)
+else()
+  set(vg_docs_default ON)
+endif()
+option(VG_BUILD_DOCS "Build and install the manual pages" ${vg_docs_default})
 set(VG_MAN_PAGES "" CACHE INTERNAL "Built manual pages (roff)")
 if(NOT VG_BUILD_DOCS)
   return()

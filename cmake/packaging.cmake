@@ -8,7 +8,7 @@
 # Depends comes from dpkg-shlibdeps. A cross build finds the target's C and
 # C++ libraries in the cross toolchain's folder (libc6-armhf-cross ships
 # their shlibs files), and the package names those files give are mapped to
-# the target's own: see cmake/deb_cross_shlibdeps.sh.
+# the target's own: see cmake/deb_cross_shlibdeps.in.
 
 # The Debian architecture of the build's target.
 if(NOT VG_DEB_ARCH)
@@ -68,6 +68,16 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 if(VG_BUILD_HOST)
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/host/platform)
 endif()
+if(CMAKE_CROSSCOMPILING)
+  foreach(root IN LISTS CMAKE_FIND_ROOT_PATH)
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${root}/lib)
+  endforeach()
+  configure_file(cmake/deb_cross_shlibdeps.in ${vg_pkg_doc}/dpkg-shlibdeps @ONLY
+                 FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+                                  GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  configure_file(cmake/cpack_cross.cmake.in ${vg_pkg_doc}/cpack_cross.cmake @ONLY)
+  set(CPACK_PROJECT_CONFIG_FILE ${vg_pkg_doc}/cpack_cross.cmake)
+endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvg-mgmt-client1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
@@ -77,7 +87,9 @@ set(vg_runtime_control ${PROJECT_SOURCE_DIR}/packaging/libvg-mgmt-client1)
 set(vg_runtime_gen ${vg_pkg_doc}/libvg-mgmt-client1)
 configure_file(${vg_runtime_control}/shlibs.in ${vg_runtime_gen}/shlibs @ONLY)
 foreach(script postinst postrm)
-  file(COPY_FILE ${vg_runtime_control}/maintscript ${vg_runtime_gen}/${script})
+  configure_file(${vg_runtime_control}/maintscript ${vg_runtime_gen}/${script} COPYONLY
+                 FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+                                  GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${vg_runtime_gen}/shlibs
     ${vg_runtime_control}/triggers ${vg_runtime_gen}/postinst ${vg_runtime_gen}/postrm)
