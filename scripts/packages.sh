@@ -22,13 +22,19 @@ source_dir=$PWD
 vg_install_deps
 
 build=$(readlink -f "${1:-build/test}")
+cache() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+arch=$(cache VG_DEB_ARCH)
+multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH -a "$arch" 2>/dev/null)
+if [ "$(cache CMAKE_INSTALL_PREFIX)" != /usr ] || [ "$(cache CMAKE_INSTALL_LIBDIR)" != "lib/$multiarch" ]; then
+    echo "packages.sh: configure $build with -DCMAKE_INSTALL_PREFIX=/usr" \
+         "(and in a cross build -DCMAKE_INSTALL_LIBDIR=lib/$multiarch), as test.sh and arm.sh do" >&2
+    exit 2
+fi
 out=$build/packages
 rm -rf "$out"
 mkdir -p "$out"
 (cd "$build" && cpack -G DEB -B "$out" >"$out/cpack.log" 2>&1) || { cat "$out/cpack.log"; exit 1; }
 mapfile -t debs < <(ls "$out"/*.deb)
-arch=$(dpkg-deb -f "${debs[0]}" Architecture)
-multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH -a "$arch" 2>/dev/null)
 failed=0
 fail() { echo "FAIL: $*"; failed=1; }
 
