@@ -81,7 +81,7 @@ endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvg-mgmt-client1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-# The shlibs file, and the ldconfig trigger in place of the ldconfig calls that
+# The shlibs and symbols files, and the ldconfig trigger in place of the ldconfig calls that
 # CPack would write into postinst and postrm (which therefore do nothing).
 set(vg_runtime_control ${PROJECT_SOURCE_DIR}/packaging/libvg-mgmt-client1)
 set(vg_runtime_gen ${vg_pkg_doc}/libvg-mgmt-client1)
@@ -91,7 +91,17 @@ foreach(script postinst postrm)
                  FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
                                   GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endforeach()
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${vg_runtime_gen}/shlibs
+# The symbols file: every name of the version script, there since 1.0.0.
+file(STRINGS src/vg_mgmt_client.map vg_map_lines REGEX "^ +[a-z_]+;$")
+set(vg_symbols "libvg_mgmt_client.so.${PROJECT_VERSION_MAJOR} libvg-mgmt-client1 #MINVER#\n")
+string(APPEND vg_symbols "* Build-Depends-Package: libvg-mgmt-client-dev\n")
+foreach(line IN LISTS vg_map_lines)
+  string(STRIP "${line}" line)
+  string(REPLACE ";" "" symbol "${line}")
+  string(APPEND vg_symbols " ${symbol}@Base 1.0.0\n")
+endforeach()
+file(CONFIGURE OUTPUT ${vg_runtime_gen}/symbols CONTENT "${vg_symbols}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${vg_runtime_gen}/shlibs ${vg_runtime_gen}/symbols
     ${vg_runtime_control}/triggers ${vg_runtime_gen}/postinst ${vg_runtime_gen}/postrm)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
 "client library of a cellular router module's KEST management service

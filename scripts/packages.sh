@@ -92,6 +92,14 @@ runpath=$(readelf -d "$root/usr/bin/vg-mgmt" | sed -n 's/.*(RUNPATH).*\[\(.*\)\]
 [[ ":$runpath:" == *":\$ORIGIN/../lib/$multiarch/vg_mgmt/host:"* ]] \
     || fail "vg-mgmt's RUNPATH ($runpath) does not lead to the host platform"
 
+# The symbols file names exactly what the library exports.
+library=$root/usr/lib/$multiarch/libvg_mgmt_client.so.1
+exported=$(readelf -W --dyn-syms "$library" | awk '$5 == "GLOBAL" && $7 != "UND" {print $8}' | sort)
+declared=$(dpkg-deb --ctrl-tarfile "$out"/libvg-mgmt-client1_*.deb | tar -xO ./symbols \
+           | sed -n 's/^ \([^@ ]*\)@Base .*/\1/p' | sort)
+[ -n "$exported" ] && [ "$exported" = "$declared" ] \
+    || fail "the symbols file does not list the library's exports: $(diff <(echo "$exported") <(echo "$declared") | tr '\n' ' ')"
+
 echo "== manual pages"
 mapfile -t pages < <(find "$root/usr/share/man" -type f -name '*.gz' | sort)
 [ "${#pages[@]}" -ge 5 ] || fail "only ${#pages[@]} manual pages"
