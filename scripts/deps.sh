@@ -1,10 +1,11 @@
 # Installs the Debian packages that the build and the tests need, when any
 # is missing. Sourced by the other scripts.
-# Packaging and documentation: scdoc (manual pages), dpkg-dev and file
-# (cpack and dpkg-shlibdeps), lintian, man-db and groff-base (man -l),
-# bash-completion.
+# Manual pages and their tests: scdoc, man-db and groff-base (man -l),
+# bash-completion. scripts/packages.sh adds what packaging needs.
 VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf
-                 scdoc dpkg-dev file lintian man-db groff-base bash-completion)
+                 scdoc man-db groff-base bash-completion)
+# cpack and dpkg-shlibdeps (dpkg-dev, file), lintian.
+VG_DEB_PACKAGING=(dpkg-dev file lintian)
 
 vg_install_deps() {
     local missing=()
