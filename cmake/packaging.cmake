@@ -10,15 +10,23 @@
 # their shlibs files), and the package names those files give are mapped to
 # the target's own: see cmake/deb_cross_shlibdeps.in.
 
-# The Debian architecture of the build's target.
+# The Debian architecture of the build's target, from the compiler's triplet.
 if(NOT VG_DEB_ARCH)
-  find_program(VG_DPKG_ARCHITECTURE dpkg-architecture)
+  execute_process(COMMAND ${CMAKE_C_COMPILER} -dumpmachine
+                  OUTPUT_VARIABLE vg_triplet OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(vg_deb_arches x86_64-linux-gnu=amd64 arm-linux-gnueabihf=armhf aarch64-linux-gnu=arm64
+                    i686-linux-gnu=i386)
   set(vg_arch "")
-  if(VG_DPKG_ARCHITECTURE AND CMAKE_LIBRARY_ARCHITECTURE)
-    execute_process(COMMAND ${VG_DPKG_ARCHITECTURE} -qDEB_HOST_ARCH -t ${CMAKE_LIBRARY_ARCHITECTURE}
-                    OUTPUT_VARIABLE vg_arch OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  foreach(row IN LISTS vg_deb_arches)
+    if(row MATCHES "^${vg_triplet}=(.*)$")
+      set(vg_arch ${CMAKE_MATCH_1})
+    endif()
+  endforeach()
+  if(vg_arch)
+    set(VG_DEB_ARCH ${vg_arch} CACHE STRING "Debian architecture of the packages")
+  else()
+    message(STATUS "No Debian architecture known for ${vg_triplet}: set VG_DEB_ARCH to package")
   endif()
-  set(VG_DEB_ARCH ${vg_arch} CACHE STRING "Debian architecture of the packages")
 endif()
 
 set(vg_pkg_doc ${CMAKE_BINARY_DIR}/packaging)
