@@ -89,8 +89,9 @@ endif()
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvg-mgmt-client1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-# The shlibs and symbols files, and the ldconfig trigger in place of the ldconfig calls that
-# CPack would write into postinst and postrm (which therefore do nothing).
+# The shlibs and symbols files, and the ldconfig trigger in place of the
+# ldconfig calls that CPack would write into postinst and postrm (which
+# therefore do nothing).
 set(vg_runtime_control ${PROJECT_SOURCE_DIR}/packaging/libvg-mgmt-client1)
 set(vg_runtime_gen ${vg_pkg_doc}/libvg-mgmt-client1)
 configure_file(${vg_runtime_control}/shlibs.in ${vg_runtime_gen}/shlibs @ONLY)
