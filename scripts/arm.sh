@@ -13,8 +13,12 @@ vg_install_deps g++-arm-linux-gnueabihf qemu-user
 
 dir=${VG_ARM_BUILD_DIR:-build/arm}
 jobs=$(nproc)
+# Installed as the armhf packages are (scripts/packages.sh): to /usr, the
+# library to the multiarch folder, which GNUInstallDirs does not choose in a
+# cross build.
 cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
-      -DCMAKE_BUILD_TYPE=MinSizeRel "$@"
+      -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INSTALL_PREFIX=/usr \
+      -DCMAKE_INSTALL_LIBDIR=lib/arm-linux-gnueabihf "$@"
 cmake --build "$dir" -j "$jobs"
 
 # The figures first (a failing budget shows again in the full run below), so

@@ -4,7 +4,10 @@
 # UndefinedBehaviorSanitizer. Warnings are errors in both. Then the threaded
 # parts (host transport and end-to-end tests) under ThreadSanitizer, and the
 # fuzzers over their committed inputs with a short run each. Last, the cross
-# build for the module's 32-bit ARM Linux with every test under qemu-arm.
+# build for the module's 32-bit ARM Linux with every test under qemu-arm. The
+# normal and the ARM build each give their Debian packages (amd64, armhf),
+# which are linted, installed into a scratch root and used there
+# (scripts/packages.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,8 +23,12 @@ run_build() {
     ctest --test-dir "$dir" --output-on-failure -j "$jobs" ${only:+-R "$only"}
 }
 
+# Installed to /usr, as the packages are: the library goes to the multiarch
+# folder.
 echo "== normal build"
-run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo
+run_build build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
+echo "== Debian packages (amd64)"
+./scripts/packages.sh build/test
 echo "== sanitizer build (ASan + UBSan)"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
 # Only the tests with threads of their own: the transport's reader and
@@ -39,4 +46,6 @@ echo "== fuzzers: committed inputs and a short run each"
 # 32-bit ARM: the module's target, built with the cross compiler and tested
 # under qemu-arm (installs both when missing).
 echo "== 32-bit ARM build (tests under qemu-arm)"
-./scripts/arm.sh
+VG_ARM_BUILD_DIR=build/arm ./scripts/arm.sh
+echo "== Debian packages (armhf)"
+./scripts/packages.sh build/arm
