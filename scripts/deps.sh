@@ -1,6 +1,6 @@
 # Installs the Debian packages that the build and the tests need, when any
 # is missing. Sourced by the other scripts.
-VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf)
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev libcli11-dev pkgconf)
 
 vg_install_deps() {
     local missing=()
