@@ -183,6 +183,8 @@ int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const C
     } else {
         prefix = chosen_words(app);
         msg = e.what();
+        if (const size_t colon = msg.find(": "); e.get_name() == "ExtrasError" && colon != std::string::npos)
+            msg = "unexpected word(s): " + msg.substr(colon + 2);
         const binding *row = nullptr;
         for (const binding &b : p.rows)
             if (command_name(*b.cmd) == [&] {

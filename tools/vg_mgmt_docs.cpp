@@ -98,7 +98,7 @@ std::string field_text(const field &f, bool with_default)
 
 void print_row_help(FILE *out, const command &c)
 {
-    std::fprintf(out, "usage: %s\n", usage_line(c).c_str());
+    wrapped(out, "usage:", 7, usage_line(c));
     wrapped(out, "", 0, c.help);
     if (c.note != nullptr)
         wrapped(out, "", 0, c.note);
