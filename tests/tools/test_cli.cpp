@@ -274,8 +274,10 @@ TEST(EveryGet, JsonHasTheKeysOfTheText)
             at = end + 1;
         }
         std::set<std::string> json_keys;
-        for (const auto &[k, v] : j.items())
+        for (const auto &[k, v] : j.items()) {
             json_keys.insert(k);
+            EXPECT_EQ(std::string::npos, k.find('_')) << "keys are words joined by '-': " << k;
+        }
         EXPECT_EQ(text_keys, json_keys) << vgm::command_name(c);
     }
 }

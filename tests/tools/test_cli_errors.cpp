@@ -154,6 +154,17 @@ TEST(Help, EveryRowsHelpFitsAndSaysWhatItsValuesAre)
     }
 }
 
+TEST(Help, ListsFitToo)
+{
+    for (const std::vector<std::string> &args : {std::vector<std::string>{"--help"}, {"wifi", "--help"},
+                                                 {"datacall", "--help"}, {"network", "--help"}, {"usb", "--help"}}) {
+        const auto r = run(args);
+        EXPECT_EQ(0, r.status);
+        for (const auto &line : lines(r.out))
+            EXPECT_LE(line.size(), 100u) << line;
+    }
+}
+
 TEST(Help, ManualPageNamesEveryCommand)
 {
     const auto r = run({"help", "--man"});
@@ -192,3 +203,33 @@ TEST(Help, BashCompletionFollowsTheModel)
 }
 
 } // namespace
+
+// ---------------------------------------------------------------------------
+// The model holds together: what a whole-configuration document will read.
+
+TEST(Model, EveryRowNamesItsRecordsAndItsFieldsLieInThem)
+{
+    for (const vgm::command &c : vgm::commands()) {
+        for (const uint16_t id : {c.read_id, c.write_id})
+            if (id != 0) {
+                EXPECT_NE(nullptr, vgm::record_name(c.domain, id)) << vgm::command_name(c);
+            }
+        for (const vgm::field &f : c.fields) {
+            EXPECT_LE(f.off + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
+            EXPECT_LE(f.woff + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
+        }
+    }
+}
+
+TEST(Model, EverySettingWithAReadHasItsGet)
+{
+    for (const vgm::command &c : vgm::commands()) {
+        if (c.k != vgm::kind::set || c.read_id == 0)
+            continue;
+        const auto get = std::find_if(vgm::commands().begin(), vgm::commands().end(), [&](const vgm::command &g) {
+            return g.k == vgm::kind::get && std::string(g.domain_word) == c.domain_word &&
+                   std::string(g.subject) == c.subject;
+        });
+        EXPECT_NE(vgm::commands().end(), get) << vgm::command_name(c);
+    }
+}
