@@ -2,7 +2,7 @@
 # is missing. Sourced by the other scripts.
 # Manual pages and their tests: scdoc, man-db and groff-base (man -l),
 # bash-completion. scripts/packages.sh adds what packaging needs.
-VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev libcli11-dev pkgconf
                  scdoc man-db groff-base bash-completion)
 # cpack and dpkg-shlibdeps (dpkg-dev, file), lintian.
 VG_DEB_PACKAGING=(dpkg-dev file lintian)

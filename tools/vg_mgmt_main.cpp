@@ -1,3 +1,5 @@
+#include <cstdio>
+
 #include "vg_mgmt_cli.h"
 
 int main(int argc, char **argv)
