@@ -20,7 +20,7 @@ rows=(
     "vg-mgmt network sn|snat|dmz"
     "vg-mgmt network snat |add del list|get"
     "vg-mgmt datacall apn |add set get del list|up"
-    "vg-mgmt usb |config bootup net action id product manufacturer func|wifi"
+    "vg-mgmt usb |config bootup net-mode action id product manufacturer func|wifi"
     "vg-mgmt --json wifi ss|ssid ssid-hide|channel"
 )
 
