@@ -683,7 +683,7 @@ TEST(KestdState, ADamagedFileIsRefusedAndKept)
         void (*damage)(std::string &file);
     };
     const row rows[] = {
-        {"flipped_byte", [](std::string &f) { f[f.size() / 2] ^= 0x40; }},
+        {"refused_value", [](std::string &f) { f[16] = 9; }}, // work mode 9, first byte of the record
         {"truncated", [](std::string &f) { f.resize(f.size() - 10); }},
         {"other_version", [](std::string &f) { f[8] = 9; }},
         {"not_a_state_file", [](std::string &f) { f = "work_mode=2\n"; }},
