@@ -34,24 +34,30 @@ uid_t peer_uid(int fd)
     return cred.uid;
 }
 
+enum class shed { one, none_waiting, pause };
+
 // Out of descriptors: one waiting client is accepted through the reserve
-// and closed. False when accepting must pause.
-bool shed_one(server &s, int listen_fd, int err)
+// and closed. (The kernel finds no descriptor before it looks at the queue:
+// EMFILE may come when nobody waits at all.)
+shed shed_one(server &s, int listen_fd, int err)
 {
     if (s.reserve_fd < 0) {
         note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
-        return false;
+        return shed::pause;
     }
     ::close(s.reserve_fd);
     s.reserve_fd = -1;
     const int fd = ::accept4(listen_fd, nullptr, nullptr, SOCK_CLOEXEC);
+    const int accept_err = errno;
     if (fd >= 0) {
         ::close(fd);
         note(s.refused_fds, std::string("refused a client: ") + std::strerror(err) + " (" +
                                 std::to_string(s.conns.size()) + " clients connected)");
     }
     keep_reserve(s);
-    return s.reserve_fd >= 0;
+    if (s.reserve_fd < 0)
+        return shed::pause;
+    return fd >= 0 || accept_err == EINTR || accept_err == ECONNABORTED ? shed::one : shed::none_waiting;
 }
 
 void add_connection(server &s, int fd)
@@ -104,10 +110,15 @@ void accept_all(server &s, int listen_fd)
             continue;
         if (err == EAGAIN || err == EWOULDBLOCK)
             return;
-        if ((err == EMFILE || err == ENFILE) && shed_one(s, listen_fd, err))
-            continue;
-        if (err != EMFILE && err != ENFILE)
+        if (err == EMFILE || err == ENFILE) {
+            const shed done = shed_one(s, listen_fd, err);
+            if (done == shed::one)
+                continue;
+            if (done == shed::none_waiting)
+                return;
+        } else {
             note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
+        }
         s.accept_resume = clock_type::now() + ACCEPT_PAUSE;
         return;
     }
