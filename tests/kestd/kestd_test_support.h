@@ -20,6 +20,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kest_msg.h"
@@ -60,7 +61,8 @@ struct service {
     std::string dir, sock, state;
     pid_t pid = -1;
     int err_fd = -1;
-    std::string err_text;
+    std::string err_text; // all the service wrote on stderr, once it has ended
+    std::thread drain;    // reads stderr while the service runs, so that it never blocks on it
 
     service()
     {
@@ -73,6 +75,8 @@ struct service {
     {
         if (pid > 0)
             stop();
+        if (drain.joinable())
+            collect_stderr();
         std::string cmd = "rm -rf '" + dir + "'";
         if (std::system(cmd.c_str()) != 0)
             ADD_FAILURE() << "cannot remove " << dir;
@@ -92,20 +96,39 @@ struct service {
     bool start_with(const std::vector<std::string> &more, rlim_t nofile = 0)
     {
         const kestd_launch l = launch_kestd(KESTD_PATH, sock, more, 5000, &err_fd, nofile);
+        if (err_fd >= 0)
+            drain = std::thread([this] { err_text = read_all(err_fd); });
         pid = l.pid;
         return l.listening;
     }
 
-    // Sends `sig` and returns the exit status (-1 if killed by a signal).
+    // Sends `sig` and returns the exit status (-1 if killed by a signal). A
+    // service that has not ended 10 s later is killed.
     int stop(int sig = SIGTERM)
     {
         ::kill(pid, sig);
         int status = 0;
-        ::waitpid(pid, &status, 0);
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (::waitpid(pid, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > until) {
+                ADD_FAILURE() << "kestd did not stop";
+                ::kill(pid, SIGKILL);
+                ::waitpid(pid, &status, 0);
+                break;
+            }
+            ::poll(nullptr, 0, 10);
+        }
         pid = -1;
-        err_text = read_all(err_fd);
-        ::close(err_fd);
+        collect_stderr();
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    void collect_stderr()
+    {
+        if (drain.joinable())
+            drain.join();
+        ::close(err_fd);
+        err_fd = -1;
     }
 
     // For a start that fails: the exit status once the process ended.
@@ -114,8 +137,7 @@ struct service {
         int status = 0;
         ::waitpid(pid, &status, 0);
         pid = -1;
-        err_text = read_all(err_fd);
-        ::close(err_fd);
+        collect_stderr();
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 };

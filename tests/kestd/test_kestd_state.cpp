@@ -108,7 +108,7 @@ TEST(KestdState, FilesPlantedBesideTheStateAreLeftAlone)
         EXPECT_EQ(s.stop(), 0);
         EXPECT_EQ(s.err_text, "");
 
-        EXPECT_EQ(file_text(r.link ? victim : planted), "not yours\n");
+        EXPECT_TRUE(file_text(r.link ? victim : planted) == "not yours\n") << "the planted file was written";
         struct stat sb;
         ASSERT_EQ(::lstat(planted.c_str(), &sb), 0);
         EXPECT_EQ(S_ISLNK(sb.st_mode), r.link);
@@ -130,6 +130,8 @@ TEST(KestdState, ASecondServiceOnTheSameFileRefusesToStart)
     const kestd_launch second =
         launch_kestd(KESTD_PATH, first.dir + "/second.sock", {"--state", first.state}, 5000, &err_fd);
     EXPECT_FALSE(second.listening);
+    if (second.listening)
+        ::kill(second.pid, SIGTERM);
     int status = 0;
     ASSERT_EQ(::waitpid(second.pid, &status, 0), second.pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 0);
