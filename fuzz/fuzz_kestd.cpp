@@ -14,6 +14,8 @@
 
 namespace {
 
+using namespace kestd_loop;
+
 [[noreturn]] void fail(const char *what)
 {
     std::fprintf(stderr, "fuzz check failed: %s\n", what);
@@ -141,9 +143,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string why;
     require(kestd_service_start(svc, "", why), "kestd starts with the defaults");
 
-    server s{svc, {}, {}};
-    s.conns.push_back(std::make_unique<connection>(connection{1, sock[0], {}, {}, {}, false}));
+    server s(svc, kestd_limits{});
+    // The fuzzer runs as the service's user: its control commands are taken.
+    s.conns.push_back(std::make_unique<connection>());
     connection &c = *s.conns.front();
+    c.id = 1;
+    c.fd = sock[0];
+    c.uid = ::geteuid();
     std::vector<uint8_t> stream; // everything the client sent
     client_view view;
     uint32_t txn = 1;

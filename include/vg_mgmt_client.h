@@ -172,7 +172,16 @@ VG_MGMT_API int32_t vg_mgmt_get_errno(void);
 VG_MGMT_API void vg_mgmt_set_errno(int32_t err);
 
 /* value points at the command's record at the start of a buffer of the
- * domain's size; size is that size, or 0. 0 on success, -1 on failure. */
+ * domain's size; size is that size, or 0. 0 on success, -1 on failure.
+ *
+ * -1 with error number 0 means that no answer came from the service: it
+ * has gone away (stopped, restarted, crashed) or did not answer within the
+ * command's time-out. Whether the service carried the request out is then
+ * unknown. A handle whose service went away stays unusable: it does not
+ * reconnect, and every later call fails the same way at once. The
+ * application closes the handle, opens a new one (open waits about 5 s for
+ * the service and fails with MGMT_ERR_NO_SERVICE if none comes), and, when
+ * it still wants the change, reads the state or repeats the call. */
 VG_MGMT_API int32_t vg_mgmt_client_set(mgmt_client *handle, uint32_t command, void *value,
                                        uint32_t size);
 VG_MGMT_API int32_t vg_mgmt_client_get(mgmt_client *handle, uint32_t command, void *value,

@@ -1,6 +1,6 @@
-// kestd [--socket PATH] [--state FILE]: the simulated KEST management service.
-// Prints "kestd listening on PATH" once it accepts clients, stops on SIGINT
-// or SIGTERM and removes its socket.
+// kestd [--socket PATH] [--state FILE] [--max-clients N]: the simulated KEST
+// management service. Prints "kestd listening on PATH" once it accepts
+// clients, stops on SIGINT or SIGTERM and removes its socket.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -21,7 +22,11 @@
 
 namespace {
 
-constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE]\n";
+constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE] [--max-clients N]\n";
+
+// The socket's mode: the service's user and its group may connect, nobody
+// else, whatever the umask.
+constexpr mode_t SOCKET_MODE = 0660;
 
 int die(const std::string &why)
 {
@@ -71,12 +76,30 @@ int listen_on(const std::string &path, std::string &why)
         why = sys("cannot create socket for", path);
         return -1;
     }
-    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 64) != 0) {
+    // The file is born with no more than SOCKET_MODE allows (the umask is
+    // the process's, and no other thread runs yet), then set to it exactly.
+    const mode_t old_mask = ::umask(0777 & ~SOCKET_MODE);
+    const int bound = ::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr);
+    ::umask(old_mask);
+    if (bound != 0 || ::chmod(path.c_str(), SOCKET_MODE) != 0 || ::listen(fd, 64) != 0) {
         why = sys("cannot listen on", path);
+        if (bound == 0)
+            ::unlink(path.c_str());
         ::close(fd);
         return -1;
     }
     return fd;
+}
+
+bool parse_count(const char *text, size_t &out)
+{
+    char *end = nullptr;
+    errno = 0;
+    const unsigned long n = std::strtoul(text, &end, 10);
+    if (errno != 0 || end == text || *end != '\0' || n < 1 || n > 4096 || text[0] == '-')
+        return false;
+    out = n;
+    return true;
 }
 
 } // namespace
@@ -85,12 +108,15 @@ int main(int argc, char **argv)
 {
     const char *socket_arg = nullptr;
     std::string state_path;
+    kestd_limits limits;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--socket" && i + 1 < argc) {
             socket_arg = argv[++i];
         } else if (a == "--state" && i + 1 < argc) {
             state_path = argv[++i];
+        } else if (a == "--max-clients" && i + 1 < argc && parse_count(argv[i + 1], limits.max_clients)) {
+            ++i;
         } else if (a == "-h" || a == "--help") {
             std::fputs(USAGE, stdout);
             return 0;
@@ -126,7 +152,7 @@ int main(int argc, char **argv)
     std::printf("kestd listening on %s\n", path.c_str());
     std::fflush(stdout);
 
-    const int rc = kestd_serve(*svc, listen_fd, signal_fd);
+    const int rc = kestd_serve(*svc, listen_fd, signal_fd, limits);
     ::close(listen_fd);
     ::close(signal_fd);
     // Remove the socket only if it is still the one this service made.

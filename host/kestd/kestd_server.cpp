@@ -1,7 +1,9 @@
 // The event loop of kestd: one poll over the listening socket, the signal
 // descriptor and every client; non-blocking sockets with a buffer each way
-// per connection. A connection that sends a frame it may not send is closed
-// alone; the others go on.
+// per connection. A connection that sends a frame it may not send, leaves a
+// frame half-sent too long or stops reading is closed alone; the others go
+// on. Memory per client is bounded: its input buffer, its unsent output
+// (OUT_LIMIT) and its waiting answers (KESTD_MAX_DEFERRED).
 #include "kestd_server.h"
 
 #include <poll.h>
@@ -11,42 +13,20 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
-#include <memory>
+#include <cstring>
 
-#include "kestd_service.h"
+#include "kestd_errors.h"
+#include "kestd_loop.h"
+
+namespace kestd_loop {
 
 namespace {
-
-using clock_type = std::chrono::steady_clock;
 
 // Beyond this much unsent output a client is not reading: it is dropped.
 constexpr size_t OUT_LIMIT = 1u << 20;
 
-struct connection {
-    uint64_t id;
-    int fd;
-    std::vector<uint8_t> in;
-    std::vector<uint8_t> out;
-    clock_type::time_point last_due; // answers leave in the order of their requests
-    bool dead;
-};
-
-// An answer that waits for its time.
-struct deferred {
-    uint64_t conn;
-    clock_type::time_point due;
-    std::vector<uint8_t> response;
-    kestd_frames indications;
-};
-
-struct server {
-    kestd_service &svc;
-    std::vector<std::unique_ptr<connection>> conns;
-    std::vector<deferred> waiting;
-    uint64_t next_id = 1;
-};
+constexpr auto FRAME_TIME_LIMIT = std::chrono::milliseconds(KESTD_FRAME_TIME_LIMIT_MS);
 
 void flush(connection &c)
 {
@@ -90,31 +70,49 @@ connection *find(server &s, uint64_t id)
     return nullptr;
 }
 
-void take_frame(server &s, connection &c, const kest_frame_header &h, const uint8_t *payload)
+// Control commands change what every client sees and can read the secrets
+// of the state: only the service's own user and root may send them.
+bool may_control(const connection &c) { return c.uid == 0 || c.uid == ::geteuid(); }
+
+void take_control(server &s, connection &c, const kest_frame_header &h, const uint8_t *payload)
 {
-    if (h.kind == KEST_FRAME_CONTROL) {
-        kestd_control_answer a = kestd_control(s.svc, h, payload);
-        send_to(c, a.response);
-        broadcast(s, a.indications);
-        if (a.drop_others)
-            for (auto &other : s.conns)
-                other->dead = other->dead || other->id != c.id;
+    if (!may_control(c)) {
+        const std::string text = "control commands are taken only from uid " + std::to_string(::geteuid()) +
+                                 " (the service's user) or root";
+        send_to(c, kest_frame_bytes(KEST_FRAME_CONTROL_RESPONSE, h.txn, h.msg_id, KESTD_STATUS_CONTROL_REFUSED,
+                                    text.data(), static_cast<uint32_t>(text.size())));
+        note(s.control_refused, "refused a control command from uid " + std::to_string(c.uid));
         return;
     }
+    kestd_control_answer a = kestd_control(s.svc, h, payload);
+    send_to(c, a.response);
+    broadcast(s, a.indications);
+    if (a.drop_others)
+        for (auto &other : s.conns)
+            other->dead = other->dead || other->id != c.id;
+}
+
+void take_frame(server &s, connection &c, const kest_frame_header &h, const uint8_t *payload)
+{
+    if (h.kind == KEST_FRAME_CONTROL)
+        return take_control(s, c, h, payload);
     kestd_answer a = kestd_request(s.svc, h, payload);
     if (a.silent)
         return;
     const auto due = std::max(clock_type::now() + std::chrono::milliseconds(a.delay_ms), c.last_due);
     c.last_due = due;
+    ++c.deferred;
     s.waiting.push_back({c.id, due, std::move(a.response), std::move(a.indications)});
 }
 
-// Takes every whole frame from the input buffer. Clients send requests and
-// control commands only; anything else, a bad header or an oversized
-// payload ends the connection.
+// Takes every whole frame from the input buffer while the client's waiting
+// answers are below their bound. Clients send requests and control commands
+// only; anything else, a bad header or an oversized payload ends the
+// connection. An unfinished frame starts the clock of its time limit.
 void parse(server &s, connection &c)
 {
     size_t used = 0;
+    bool whole = false; // a whole frame is left, held back by the bound
     while (!c.dead && c.in.size() - used >= sizeof(kest_frame_header)) {
         kest_frame_header h;
         std::memcpy(&h, c.in.data() + used, sizeof h);
@@ -124,18 +122,30 @@ void parse(server &s, connection &c)
         }
         if (c.in.size() - used - sizeof h < h.len)
             break;
+        if (c.deferred >= KESTD_MAX_DEFERRED) {
+            whole = true;
+            break;
+        }
         take_frame(s, c, h, c.in.data() + used + sizeof h);
         used += sizeof h + h.len;
     }
     c.in.erase(c.in.begin(), c.in.begin() + static_cast<std::ptrdiff_t>(used));
+    if (c.in.empty() || whole)
+        c.partial_since = {};
+    else if (c.partial_since == clock_type::time_point{})
+        c.partial_since = clock_type::now();
 }
+
+// A client is read only while its waiting answers are below their bound;
+// beyond it, its requests wait in its socket.
+bool wants_input(const connection &c) { return !c.dead && c.deferred < KESTD_MAX_DEFERRED; }
 
 // Reads what is there, but at most a few buffers per round, so that one busy
 // client cannot keep the others waiting.
 void receive(server &s, connection &c)
 {
     uint8_t buf[16384];
-    for (int round = 0; round < 8; ++round) {
+    for (int round = 0; round < 8 && wants_input(c); ++round) {
         const ssize_t r = ::recv(c.fd, buf, sizeof buf, MSG_DONTWAIT);
         if (r > 0) {
             c.in.insert(c.in.end(), buf, buf + r);
@@ -155,21 +165,6 @@ void receive(server &s, connection &c)
     }
 }
 
-void accept_all(server &s, int listen_fd)
-{
-    for (;;) {
-        const int fd = ::accept4(listen_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (fd < 0) {
-            if (errno == EINTR)
-                continue;
-            if (errno != EAGAIN && errno != EWOULDBLOCK)
-                std::fprintf(stderr, "kestd: accept: %s\n", std::strerror(errno));
-            return;
-        }
-        s.conns.push_back(std::make_unique<connection>(connection{s.next_id++, fd, {}, {}, {}, false}));
-    }
-}
-
 // Sends every answer whose time has come, each followed by its indications.
 void release_due(server &s)
 {
@@ -178,72 +173,142 @@ void release_due(server &s)
                      [](const deferred &a, const deferred &b) { return a.due < b.due; });
     size_t n = 0;
     for (; n < s.waiting.size() && s.waiting[n].due <= now; ++n) {
-        if (connection *c = find(s, s.waiting[n].conn))
+        if (connection *c = find(s, s.waiting[n].conn)) {
             send_to(*c, s.waiting[n].response);
+            --c->deferred;
+        }
         broadcast(s, s.waiting[n].indications);
     }
     s.waiting.erase(s.waiting.begin(), s.waiting.begin() + static_cast<std::ptrdiff_t>(n));
 }
 
+// Frames held back by the bound are taken once answers have left.
+void resume_held(server &s)
+{
+    for (auto &c : s.conns)
+        if (!c->in.empty() && wants_input(*c))
+            parse(s, *c);
+}
+
+// A frame left half-sent beyond its time limit ends its connection.
+void expire_partial(server &s)
+{
+    const auto now = clock_type::now();
+    for (auto &c : s.conns)
+        if (!c->dead && c->partial_since != clock_type::time_point{} && now - c->partial_since >= FRAME_TIME_LIMIT) {
+            c->dead = true;
+            note(s.timed_out, "closed a client that left a frame unfinished for " +
+                                  std::to_string(KESTD_FRAME_TIME_LIMIT_MS) + " ms");
+        }
+}
+
+// When the loop must look again at the latest: the first waiting answer, the
+// first frame time limit, the end of an accept pause.
 int poll_timeout(const server &s)
 {
-    if (s.waiting.empty())
-        return -1;
-    auto first = s.waiting.front().due;
+    clock_type::time_point first = clock_type::time_point::max();
     for (const deferred &d : s.waiting)
         first = std::min(first, d.due);
+    for (const auto &c : s.conns)
+        if (c->partial_since != clock_type::time_point{})
+            first = std::min(first, c->partial_since + FRAME_TIME_LIMIT);
+    if (s.accept_resume != clock_type::time_point{})
+        first = std::min(first, s.accept_resume);
+    if (first == clock_type::time_point::max())
+        return -1;
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(first - clock_type::now()).count();
     return left <= 0 ? 0 : static_cast<int>(std::min<long long>(left + 1, 60000));
 }
 
+// Closes the dead connections and frees what waits for them: an answer for
+// a client that is gone is dropped, the indications that other clients
+// still need stay.
 void close_dead(server &s)
 {
+    const size_t before = s.conns.size();
     std::erase_if(s.conns, [](const std::unique_ptr<connection> &c) {
         if (c->dead)
             ::close(c->fd);
         return c->dead;
     });
+    if (s.conns.size() == before)
+        return;
+    std::erase_if(s.waiting, [&](deferred &d) {
+        if (find(s, d.conn) != nullptr)
+            return false;
+        std::vector<uint8_t>().swap(d.response);
+        return d.indications.empty();
+    });
+    // A slot is free: accept again, through a reserve that is whole again.
+    s.accept_resume = {};
+    keep_reserve(s);
+}
+
+bool accepting(const server &s)
+{
+    return s.accept_resume == clock_type::time_point{} || clock_type::now() >= s.accept_resume;
+}
+
+enum class round_end { go_on, stop, failed };
+
+// One round of the loop.
+round_end serve_round(server &s, int listen_fd, int signal_fd, std::vector<pollfd> &fds)
+{
+    fds.clear();
+    fds.push_back({signal_fd, POLLIN, 0});
+    fds.push_back({accepting(s) ? listen_fd : -1, POLLIN, 0});
+    for (const auto &c : s.conns)
+        fds.push_back({c->fd, static_cast<short>((wants_input(*c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
+    const int ready = ::poll(fds.data(), fds.size(), poll_timeout(s));
+    if (ready < 0 && errno != EINTR) {
+        std::fprintf(stderr, "kestd: poll: %s\n", std::strerror(errno));
+        return round_end::failed;
+    }
+    if (ready > 0 && (fds[0].revents & POLLIN)) {
+        signalfd_siginfo info;
+        if (::read(signal_fd, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
+            return round_end::stop;
+    }
+    // Connections accepted below were not polled yet: only the polled ones
+    // are looked at.
+    const size_t polled = s.conns.size();
+    if (accepting(s) && s.accept_resume != clock_type::time_point{})
+        s.accept_resume = {};
+    if (ready > 0 && (fds[1].revents & POLLIN))
+        accept_all(s, listen_fd);
+    for (size_t i = 0; ready > 0 && i < polled; ++i) {
+        connection &c = *s.conns[i];
+        const short ev = fds[i + 2].revents;
+        if ((ev & (POLLHUP | POLLERR)) && !wants_input(c))
+            c.dead = true; // gone while its requests were held: nobody to answer
+        else if (ev & (POLLIN | POLLHUP | POLLERR))
+            receive(s, c);
+        if ((ev & POLLOUT) && !c.dead)
+            flush(c);
+    }
+    release_due(s);
+    resume_held(s);
+    expire_partial(s);
+    close_dead(s);
+    return round_end::go_on;
 }
 
 } // namespace
 
-int kestd_serve(kestd_service &svc, int listen_fd, int signal_fd)
+} // namespace kestd_loop
+
+int kestd_serve(kestd_service &svc, int listen_fd, int signal_fd, const kestd_limits &limits)
 {
-    server s{svc, {}, {}};
+    using namespace kestd_loop;
+    server s(svc, limits);
+    keep_reserve(s);
     std::vector<pollfd> fds;
-    for (;;) {
-        fds.clear();
-        fds.push_back({signal_fd, POLLIN, 0});
-        fds.push_back({listen_fd, POLLIN, 0});
-        for (const auto &c : s.conns)
-            fds.push_back({c->fd, static_cast<short>(POLLIN | (c->out.empty() ? 0 : POLLOUT)), 0});
-        const int ready = ::poll(fds.data(), fds.size(), poll_timeout(s));
-        if (ready < 0 && errno != EINTR) {
-            std::fprintf(stderr, "kestd: poll: %s\n", std::strerror(errno));
-            return 1;
-        }
-        if (ready > 0 && (fds[0].revents & POLLIN)) {
-            signalfd_siginfo info;
-            if (::read(signal_fd, &info, sizeof info) == static_cast<ssize_t>(sizeof info))
-                break;
-        }
-        // Connections accepted below were not polled yet: only the polled
-        // ones are looked at.
-        const size_t polled = s.conns.size();
-        if (ready > 0 && (fds[1].revents & POLLIN))
-            accept_all(s, listen_fd);
-        for (size_t i = 0; ready > 0 && i < polled; ++i) {
-            connection &c = *s.conns[i];
-            const short ev = fds[i + 2].revents;
-            if (ev & (POLLIN | POLLHUP | POLLERR))
-                receive(s, c);
-            if ((ev & POLLOUT) && !c.dead)
-                flush(c);
-        }
-        release_due(s);
-        close_dead(s);
-    }
+    round_end end = round_end::go_on;
+    while (end == round_end::go_on)
+        end = serve_round(s, listen_fd, signal_fd, fds);
     for (const auto &c : s.conns)
         ::close(c->fd);
-    return 0;
+    if (s.reserve_fd >= 0)
+        ::close(s.reserve_fd);
+    return end == round_end::stop ? 0 : 1;
 }

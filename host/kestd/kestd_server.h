@@ -1,9 +1,24 @@
 // The event loop of kestd.
 #pragma once
 
+#include <cstddef>
+
 struct kestd_service;
+
+// Clients connected at once, unless --max-clients says otherwise; one more
+// is accepted and closed at once, with a line on stderr.
+inline constexpr size_t KESTD_MAX_CLIENTS = 64;
+// Answers that one client may have waiting for their time (delay): while it
+// has this many, its further requests stay unread in its socket.
+inline constexpr size_t KESTD_MAX_DEFERRED = 256;
+// A frame begun and not finished within this time ends its connection.
+inline constexpr int KESTD_FRAME_TIME_LIMIT_MS = 5000;
+
+struct kestd_limits {
+    size_t max_clients = KESTD_MAX_CLIENTS;
+};
 
 // Serves clients on `listen_fd` (non-blocking, listening) until `signal_fd`
 // (a signalfd of SIGINT and SIGTERM) reports a signal. Closes every client
 // connection before it returns; 0 on a clean stop.
-int kestd_serve(kestd_service &svc, int listen_fd, int signal_fd);
+int kestd_serve(kestd_service &svc, int listen_fd, int signal_fd, const kestd_limits &limits = {});

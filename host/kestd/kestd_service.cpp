@@ -313,9 +313,17 @@ bool kestd_service_start(kestd_service &svc, const std::string &state_path, std:
     svc.state_path = state_path;
     kestd_default_config(svc.st.cfg);
     if (!state_path.empty()) {
+        // One service per state file: a second one would overwrite the
+        // first one's changes.
+        svc.lock_fd = kestd_lock_state(state_path, why);
+        if (svc.lock_fd < 0)
+            return false;
         switch (kestd_load_config(state_path, svc.st.cfg, why)) {
         case kestd_load_result::damaged:
             why = "state file " + state_path + " is damaged (" + why + "); it is left as it is";
+            return false;
+        case kestd_load_result::unreadable:
+            why = "cannot use state file: " + why;
             return false;
         case kestd_load_result::missing:
             if (!kestd_save_config(state_path, svc.st.cfg, why))

@@ -24,11 +24,14 @@ struct kestd_service {
     kestd_state st;
     kestd_state before; // the state before the change in progress
     std::string state_path; // empty: nothing is kept across restarts
+    int lock_fd = -1;       // the state file's lock, held for the service's life
     kestd_faults faults;
 };
 
-// Starts with the defaults, or with the state file when there is one. False
-// with the reason when the file is damaged or cannot be written.
+// Starts with the defaults, or with the state file when there is one, whose
+// lock it takes for the rest of the process's life. False with the reason
+// when the file is in use by another service, damaged, unreadable or cannot
+// be written.
 bool kestd_service_start(kestd_service &svc, const std::string &state_path, std::string &why);
 
 struct kestd_answer {

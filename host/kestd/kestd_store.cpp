@@ -2,9 +2,12 @@
 #include "kestd_store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -14,7 +17,7 @@ namespace {
 
 constexpr char MAGIC[8] = {'K', 'E', 'S', 'T', 'D', 'C', 'F', 'G'};
 constexpr size_t HEAD = 16;
-constexpr size_t FILE_SIZE = HEAD + sizeof(kestd_config) + 4;
+constexpr size_t FILE_SIZE = HEAD + sizeof(kestd_config);
 
 bool write_all(int fd, const uint8_t *p, size_t n)
 {
@@ -41,18 +44,84 @@ std::string fail(const char *step, const std::string &path)
     return std::string(step) + " " + path + ": " + std::strerror(errno);
 }
 
-} // namespace
-
-uint32_t kestd_crc32(const uint8_t *data, size_t len)
+// Writes `bytes` to a new file beside `path`; its name, or empty with the
+// reason. mkostemp makes the file with O_CREAT|O_EXCL and mode 0600, so a
+// file or link planted under any name is never opened, and the file is the
+// service's own whatever the umask.
+std::string write_fresh(const std::string &path, const std::vector<uint8_t> &bytes, std::string &why)
 {
-    uint32_t crc = 0xffffffffu;
-    for (size_t i = 0; i < len; ++i) {
-        crc ^= data[i];
-        for (int b = 0; b < 8; ++b)
-            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    std::string name = path + ".XXXXXX";
+    const int fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (fd < 0) {
+        why = fail("cannot create a file beside", path);
+        return {};
     }
-    return ~crc;
+    const bool written = write_all(fd, bytes.data(), bytes.size()) && ::fsync(fd) == 0;
+    if (!written)
+        why = fail("cannot write", name);
+    if (::close(fd) != 0 && written)
+        why = fail("cannot close", name);
+    if (!why.empty()) {
+        ::unlink(name.c_str());
+        return {};
+    }
+    return name;
 }
+
+// Reads at most `room` bytes; the count, or -1 with errno set.
+ssize_t read_up_to(int fd, uint8_t *p, size_t room)
+{
+    size_t got = 0;
+    while (got < room) {
+        const ssize_t r = ::read(fd, p + got, room - got);
+        if (r < 0 && errno == EINTR)
+            continue;
+        if (r < 0)
+            return -1;
+        if (r == 0)
+            break;
+        got += static_cast<size_t>(r);
+    }
+    return static_cast<ssize_t>(got);
+}
+
+// What is wrong with the file's bytes, or empty.
+std::string problem_of(const std::vector<uint8_t> &bytes, size_t got)
+{
+    uint32_t version = 0, size = 0;
+    std::memcpy(&version, bytes.data() + 8, 4);
+    std::memcpy(&size, bytes.data() + 12, 4);
+    if (got < HEAD || std::memcmp(bytes.data(), MAGIC, 8) != 0)
+        return "not a kestd state file";
+    if (version != KESTD_STORE_VERSION)
+        return "format version " + std::to_string(version) + ", this kestd reads " +
+               std::to_string(KESTD_STORE_VERSION);
+    if (got != FILE_SIZE || size != sizeof(kestd_config))
+        return "length " + std::to_string(got) + " bytes, expected " + std::to_string(FILE_SIZE);
+    return {};
+}
+
+// False with the reason when `fd` is not a regular file.
+bool regular_file(int fd, const std::string &path, std::string &why)
+{
+    struct stat sb;
+    if (::fstat(fd, &sb) != 0) {
+        why = fail("cannot examine", path);
+        return false;
+    }
+    if (S_ISDIR(sb.st_mode)) {
+        errno = EISDIR;
+        why = fail("cannot read", path);
+        return false;
+    }
+    if (!S_ISREG(sb.st_mode)) {
+        why = path + " is not a regular file";
+        return false;
+    }
+    return true;
+}
+
+} // namespace
 
 bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::string &why)
 {
@@ -63,74 +132,52 @@ bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::st
     std::memcpy(bytes.data() + 8, &version, 4);
     std::memcpy(bytes.data() + 12, &size, 4);
     std::memcpy(bytes.data() + HEAD, &cfg, sizeof cfg);
-    const uint32_t crc = kestd_crc32(bytes.data(), FILE_SIZE - 4);
-    std::memcpy(bytes.data() + FILE_SIZE - 4, &crc, 4);
 
-    const std::string tmp = path + ".tmp";
-    const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        why = fail("cannot create", tmp);
+    why.clear();
+    const std::string fresh = write_fresh(path, bytes, why);
+    if (fresh.empty())
         return false;
-    }
-    const bool written = write_all(fd, bytes.data(), bytes.size()) && ::fsync(fd) == 0;
-    why = written ? "" : fail("cannot write", tmp);
-    if (::close(fd) != 0 && written) {
-        why = fail("cannot close", tmp);
-    }
-    if (!why.empty()) {
-        ::unlink(tmp.c_str());
-        return false;
-    }
-    if (::rename(tmp.c_str(), path.c_str()) != 0) {
+    if (::rename(fresh.c_str(), path.c_str()) != 0) {
         why = fail("cannot rename onto", path);
-        ::unlink(tmp.c_str());
+        ::unlink(fresh.c_str());
         return false;
     }
     // The rename itself lasts only once the folder is on disk.
     const std::string folder = folder_of(path);
     const int dfd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dfd >= 0) {
-        ::fsync(dfd);
-        ::close(dfd);
+    if (dfd < 0 || ::fsync(dfd) != 0) {
+        why = fail("cannot sync folder", folder);
+        if (dfd >= 0)
+            ::close(dfd);
+        return false;
     }
+    ::close(dfd);
     return true;
 }
 
 kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, std::string &why)
 {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // O_NONBLOCK: a FIFO planted under the name must not hang the start.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         if (errno == ENOENT)
             return kestd_load_result::missing;
         why = fail("cannot open", path);
-        return kestd_load_result::damaged;
+        return kestd_load_result::unreadable;
+    }
+    if (!regular_file(fd, path, why)) {
+        ::close(fd);
+        return kestd_load_result::unreadable;
     }
     std::vector<uint8_t> bytes(FILE_SIZE + 1);
-    size_t got = 0;
-    for (;;) {
-        const ssize_t r = ::read(fd, bytes.data() + got, bytes.size() - got);
-        if (r < 0 && errno == EINTR)
-            continue;
-        if (r <= 0)
-            break;
-        got += static_cast<size_t>(r);
-        if (got == bytes.size())
-            break;
+    const ssize_t got = read_up_to(fd, bytes.data(), bytes.size());
+    if (got < 0) {
+        why = fail("cannot read", path);
+        ::close(fd);
+        return kestd_load_result::unreadable;
     }
     ::close(fd);
-    uint32_t version = 0, size = 0, crc = 0;
-    std::memcpy(&version, bytes.data() + 8, 4);
-    std::memcpy(&size, bytes.data() + 12, 4);
-    std::memcpy(&crc, bytes.data() + FILE_SIZE - 4, 4);
-    if (got < HEAD || std::memcmp(bytes.data(), MAGIC, 8) != 0)
-        why = "not a kestd state file";
-    else if (version != KESTD_STORE_VERSION)
-        why = "format version " + std::to_string(version) + ", this kestd reads " +
-              std::to_string(KESTD_STORE_VERSION);
-    else if (got != FILE_SIZE || size != sizeof cfg)
-        why = "length " + std::to_string(got) + " bytes, expected " + std::to_string(FILE_SIZE);
-    else if (kestd_crc32(bytes.data(), FILE_SIZE - 4) != crc)
-        why = "checksum mismatch";
+    why = problem_of(bytes, static_cast<size_t>(got));
     if (!why.empty())
         return kestd_load_result::damaged;
     // Checked in place before it is taken: the service must never run on
@@ -143,4 +190,27 @@ kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, 
     }
     std::memcpy(&cfg, &copy, sizeof cfg);
     return kestd_load_result::loaded;
+}
+
+int kestd_lock_state(const std::string &path, std::string &why)
+{
+    const std::string lock = path + ".lock";
+    const int fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        why = fail("cannot open lock file", lock);
+        return -1;
+    }
+    if (!regular_file(fd, lock, why)) {
+        ::close(fd);
+        return -1;
+    }
+    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EINTR)
+            continue;
+        why = errno == EWOULDBLOCK ? "state file " + path + " is in use by another kestd (" + lock + " is locked)"
+                                   : fail("cannot lock", lock);
+        ::close(fd);
+        return -1;
+    }
+    return fd;
 }

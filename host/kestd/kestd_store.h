@@ -6,24 +6,35 @@
 //   offset 8   u32      format version, KESTD_STORE_VERSION
 //   offset 12  u32      length of the record that follows
 //   offset 16  ...      the kestd_config record
-//   end - 4    u32      CRC-32 (IEEE) of everything before it
 // A file that differs in any of these, or whose record holds values the
 // service would refuse, is damaged: kestd names the reason and stops, and
 // leaves the file as it is.
+//
+// The file carries no checksum: it is only ever replaced whole (a fresh
+// file, synced, renamed over the old one, folder synced), so a crash leaves
+// the old file or the new one and never a mix; what is left to catch is a
+// file of another kind or version, which magic, version, length and the
+// value checks do.
 #pragma once
 
 #include <string>
 
 #include "kestd_state.h"
 
-inline constexpr uint32_t KESTD_STORE_VERSION = 1;
+inline constexpr uint32_t KESTD_STORE_VERSION = 2;
 
-enum class kestd_load_result { loaded, missing, damaged };
+// unreadable: the file exists but cannot be opened or read (a directory, no
+// permission, a symbolic link...); `why` carries the system's reason.
+enum class kestd_load_result { loaded, missing, damaged, unreadable };
 
 kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, std::string &why);
 
-// Writes a temporary file beside `path`, syncs it, renames it over `path` and
-// syncs the folder. False with the reason when any step fails.
+// Writes a fresh file beside `path` (a new name, made with O_EXCL, mode 0600,
+// never a file or link that was there before), syncs it, renames it over
+// `path` and syncs the folder. False with the reason when any step fails.
 bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::string &why);
 
-uint32_t kestd_crc32(const uint8_t *data, size_t len);
+// Takes the lock of the state file, `path` + ".lock", for the life of the
+// process: a descriptor that is never closed, or -1 with the reason (another
+// kestd holds it, or the lock file cannot be made).
+int kestd_lock_state(const std::string &path, std::string &why);

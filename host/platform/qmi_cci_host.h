@@ -23,8 +23,11 @@ enum {
 #define QMI_HOST_KEST_SERVICE_ID 0x4b45u
 #define QMI_HOST_KEST_INSTANCE_ID 0u
 
-/* Indications waiting for delivery on one client at most; beyond this the
- * newest are dropped. */
+/* Indications waiting for delivery on one client at most (a callback that
+ * is slower than the service). Beyond this the newest are dropped: counted,
+ * and each run of drops reported with its count through the log sinks
+ * (level 1, severity 6) when the callback takes the next indication or the
+ * client is released. */
 #define QMI_HOST_MAX_QUEUED_INDICATIONS 1024u
 
 #endif

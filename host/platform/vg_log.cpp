@@ -1,11 +1,17 @@
 // Host log sinks and address formatter (libvg_log.so.1).
 //
-// Quiet unless told otherwise, by the environment at the first log call:
+// Quiet unless told otherwise, by the environment at the first log call
+// (ignored in a set-user-id or set-group-id process):
 //  VG_LOG_FILE=path  the file sink appends its lines to path;
 //  VG_LOG_SYSLOG=1   the system sink writes to syslog under the caller's tag;
-//  VG_LOG_LEVEL=N    keeps levels 1..N (default: all). The system sink reads
+//  VG_LOG_LEVEL=N    keeps levels 1..N (default 3). The system sink reads
 //                    a severity as the lowest level that logs at it (6: 1,
 //                    4: 2, 3: 4).
+// Level 4, the trace, prints what the commands carry, WEP keys, WPA
+// passphrases and APN passwords included: it is kept only when asked for.
+// The file is the user's alone: made with mode 0600, never reached through
+// a symbolic link, and one of another user is not written; an existing file
+// of the user loses the group's and others' access.
 // Each line is formatted whole and written with one call under a lock, so
 // lines of different threads never mix; a line break inside a value becomes
 // a blank, so one call is one line.
@@ -19,6 +25,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -36,21 +43,45 @@ struct log_settings {
     int max_level;
 };
 
-log_settings settings{-1, false, INT_MAX};
+// Level 4 carries credentials: only on request.
+constexpr int kDefaultMaxLevel = 3;
+
+log_settings settings{-1, false, kDefaultMaxLevel};
 pthread_once_t settings_once = PTHREAD_ONCE_INIT;
 pthread_mutex_t file_lock = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t syslog_lock = PTHREAD_MUTEX_INITIALIZER;
 bool syslog_open = false;
 char syslog_tag[64];
 
+// The log file, or -1: appended to, mode 0600, not through a link, not
+// another user's.
+int open_log_file(const char *path)
+{
+    const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return -1;
+    struct stat st{};
+    if (fstat(fd, &st) != 0) {
+        close(fd);
+        return -1;
+    }
+    if (S_ISREG(st.st_mode) && st.st_uid != geteuid()) {
+        close(fd);
+        return -1;
+    }
+    if (S_ISREG(st.st_mode) && (st.st_mode & 077) != 0)
+        fchmod(fd, st.st_mode & 0700);
+    return fd;
+}
+
 void load_settings()
 {
-    const char *file = getenv("VG_LOG_FILE");
+    const char *file = secure_getenv("VG_LOG_FILE");
     if (file != nullptr && file[0] != '\0')
-        settings.fd = open(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    const char *sys = getenv("VG_LOG_SYSLOG");
+        settings.fd = open_log_file(file);
+    const char *sys = secure_getenv("VG_LOG_SYSLOG");
     settings.to_syslog = sys != nullptr && strcmp(sys, "1") == 0;
-    const char *level = getenv("VG_LOG_LEVEL");
+    const char *level = secure_getenv("VG_LOG_LEVEL");
     if (level != nullptr && level[0] != '\0') {
         char *end = nullptr;
         const long n = strtol(level, &end, 10);

@@ -95,6 +95,34 @@ TEST_F(Service, ServiceKilledDuringACallFailsTheCallAtOnce)
     EXPECT_LT(ms_since(t0), 1000);
 }
 
+// What the header tells an application to do when a call fails with error
+// number 0 because the service went away: close the handle and open a new
+// one. The old handle never comes back; the new one works once the service
+// is there again.
+TEST(Recovery, CloseAndOpenAgainRecoversAfterTheServiceRestarts)
+{
+    kestd_process kestd;
+    ::setenv(KEST_SOCKET_ENV, kestd.socket_path().c_str(), 1);
+    ASSERT_TRUE(kestd.start());
+    mgmt_client *handle = nullptr;
+    ASSERT_EQ(0, vg_mgmt_client_open(&handle, record_event));
+    bytes mode = work_mode_record();
+    ASSERT_EQ(0, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode));
+
+    EXPECT_EQ(-1, kestd.stop(SIGKILL));
+    ASSERT_TRUE(kestd.start());
+    vg_mgmt_set_errno(77);
+    EXPECT_EQ(-1, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode)) << "the old handle stays dead";
+    EXPECT_EQ(0, vg_mgmt_get_errno()) << "no answer from the service";
+
+    vg_mgmt_client_close(handle);
+    handle = nullptr;
+    ASSERT_EQ(0, vg_mgmt_client_open(&handle, record_event)) << "error " << vg_mgmt_get_errno();
+    EXPECT_EQ(0, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode));
+    vg_mgmt_client_close(handle);
+    EXPECT_EQ(0, kestd.stop());
+}
+
 // ---------------------------------------------------------------------------
 // Many threads on one handle
 

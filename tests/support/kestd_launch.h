@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <string>
@@ -22,10 +23,10 @@ struct kestd_launch {
 };
 
 // With err_fd, the child's stderr goes to a pipe whose reading end is stored
-// there.
+// there. With nofile, the child may hold at most that many descriptors.
 inline kestd_launch launch_kestd(const std::string &kestd, const std::string &sock,
                                  const std::vector<std::string> &more_args = {},
-                                 int timeout_ms = 10000, int *err_fd = nullptr)
+                                 int timeout_ms = 10000, int *err_fd = nullptr, rlim_t nofile = 0)
 {
     int out[2], err[2] = {-1, -1};
     if (::pipe(out) != 0 || (err_fd != nullptr && ::pipe(err) != 0))
@@ -41,6 +42,9 @@ inline kestd_launch launch_kestd(const std::string &kestd, const std::string &so
             ::dup2(err[1], 2);
             ::close(err[0]);
         }
+        const rlimit limit{nofile, nofile};
+        if (nofile != 0 && ::setrlimit(RLIMIT_NOFILE, &limit) != 0)
+            ::_exit(126);
         std::vector<std::string> args{"--socket", sock};
         args.insert(args.end(), more_args.begin(), more_args.end());
         exec_program(kestd, args);

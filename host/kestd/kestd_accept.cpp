@@ -1,0 +1,127 @@
+// New clients of kestd: the cap on connections, descriptor exhaustion, and
+// the rate-limited lines that tell of both.
+//
+// When the process runs out of descriptors (EMFILE, ENFILE) the waiting
+// client cannot even be accepted, and the listening socket stays readable:
+// looping on it would burn the processor. A reserve descriptor is kept
+// open for that case; it is closed to make room, the client accepted and
+// closed at once (it sees the end of its connection, not a time-out), and
+// the reserve opened again. If that fails, accepting pauses until a
+// connection ends or a second has passed.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "kestd_loop.h"
+
+namespace kestd_loop {
+
+namespace {
+
+constexpr auto NOTE_INTERVAL = std::chrono::seconds(1);
+constexpr auto ACCEPT_PAUSE = std::chrono::seconds(1);
+
+uid_t peer_uid(int fd)
+{
+    ucred cred{};
+    socklen_t len = sizeof cred;
+    if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 || len != sizeof cred)
+        return static_cast<uid_t>(-1);
+    return cred.uid;
+}
+
+enum class shed { one, none_waiting, pause };
+
+// Out of descriptors: one waiting client is accepted through the reserve
+// and closed. (The kernel finds no descriptor before it looks at the queue:
+// EMFILE may come when nobody waits at all.)
+shed shed_one(server &s, int listen_fd, int err)
+{
+    if (s.reserve_fd < 0) {
+        note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
+        return shed::pause;
+    }
+    ::close(s.reserve_fd);
+    s.reserve_fd = -1;
+    const int fd = ::accept4(listen_fd, nullptr, nullptr, SOCK_CLOEXEC);
+    const int accept_err = errno;
+    if (fd >= 0) {
+        ::close(fd);
+        note(s.refused_fds, std::string("refused a client: ") + std::strerror(err) + " (" +
+                                std::to_string(s.conns.size()) + " clients connected)");
+    }
+    keep_reserve(s);
+    if (s.reserve_fd < 0)
+        return shed::pause;
+    return fd >= 0 || accept_err == EINTR || accept_err == ECONNABORTED ? shed::one : shed::none_waiting;
+}
+
+void add_connection(server &s, int fd)
+{
+    if (s.conns.size() >= s.limits.max_clients) {
+        ::close(fd);
+        note(s.refused_full, "refused a client: " + std::to_string(s.conns.size()) +
+                                 " clients connected, the limit (--max-clients)");
+        return;
+    }
+    auto c = std::make_unique<connection>();
+    c->id = s.next_id++;
+    c->fd = fd;
+    c->uid = peer_uid(fd);
+    s.conns.push_back(std::move(c));
+}
+
+} // namespace
+
+void note(rate_note &n, const std::string &text)
+{
+    const auto now = clock_type::now();
+    if (n.said && now - n.last < NOTE_INTERVAL) {
+        ++n.held;
+        return;
+    }
+    if (n.held > 0)
+        std::fprintf(stderr, "kestd: %s (and %u more like it)\n", text.c_str(), n.held);
+    else
+        std::fprintf(stderr, "kestd: %s\n", text.c_str());
+    n = {now, 0, true};
+}
+
+void keep_reserve(server &s)
+{
+    if (s.reserve_fd < 0)
+        s.reserve_fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+void accept_all(server &s, int listen_fd)
+{
+    for (;;) {
+        const int fd = ::accept4(listen_fd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd >= 0) {
+            add_connection(s, fd);
+            continue;
+        }
+        const int err = errno;
+        if (err == EINTR || err == ECONNABORTED)
+            continue;
+        if (err == EAGAIN || err == EWOULDBLOCK)
+            return;
+        if (err == EMFILE || err == ENFILE) {
+            const shed done = shed_one(s, listen_fd, err);
+            if (done == shed::one)
+                continue;
+            if (done == shed::none_waiting)
+                return;
+        } else {
+            note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
+        }
+        s.accept_resume = clock_type::now() + ACCEPT_PAUSE;
+        return;
+    }
+}
+
+} // namespace kestd_loop

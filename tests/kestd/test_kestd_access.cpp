@@ -1,0 +1,118 @@
+// Who may reach kestd: its socket is made with a fixed mode whatever the
+// umask, control commands are taken only from its own user or root, and
+// the default socket lives in the user's runtime folder when there is one.
+#include "kestd_test_support.h"
+
+#include <grp.h>
+
+#include <cstdlib>
+
+namespace {
+
+using namespace kestd_test;
+
+TEST(KestdAccess, TheSocketIsNotOpenToEveryoneUnderUmaskZero)
+{
+    service s;
+    const mode_t old_mask = ::umask(0);
+    const bool started = s.start();
+    ::umask(old_mask);
+    ASSERT_TRUE(started);
+    struct stat sb;
+    ASSERT_EQ(::stat(s.sock.c_str(), &sb), 0);
+    EXPECT_EQ(sb.st_mode & 07777, 0660u);
+    EXPECT_EQ(s.stop(), 0);
+}
+
+constexpr uid_t NOBODY = 65534;
+
+// In a child that has become user and group NOBODY: 0 when the service
+// refuses its control command and answers its request, else which step
+// went wrong.
+int as_another_user(const std::string &sock)
+{
+    if (::setgroups(0, nullptr) != 0 || ::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0)
+        return 10;
+    const int fd = kestd_connect(sock);
+    if (fd < 0)
+        return 11;
+    int32_t status = 0;
+    std::string text;
+    if (!kestd_control_call(fd, "mute", status, text, 5000))
+        return 12;
+    if (status != KESTD_STATUS_CONTROL_REFUSED || text.find("only from uid") == std::string::npos)
+        return 13;
+    const bytes req = kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+    kest_frame_header h{};
+    std::vector<uint8_t> payload;
+    if (!kest_write_all(fd, req.data(), req.size()) || !kest_read_frame(fd, h, payload, 5000) ||
+        h.kind != KEST_FRAME_RESPONSE || h.txn != 7)
+        return 14;
+    return 0;
+}
+
+// Requests are for everyone who may open the socket; faults, drops and the
+// dump (which shows the passphrases) are not.
+TEST(KestdAccess, ControlCommandsFromAnotherUserAreRefused)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as another user";
+    service s;
+    ASSERT_TRUE(s.start());
+    // Let the other user reach the socket: search on the folder, the group.
+    ASSERT_EQ(::chmod(s.dir.c_str(), 0711), 0);
+    ASSERT_EQ(::chown(s.sock.c_str(), static_cast<uid_t>(-1), NOBODY), 0);
+
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(as_another_user(s.sock));
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "step that failed (see as_another_user)";
+
+    client own(s.sock);
+    EXPECT_NE(own.control("dump faults").find("muted 0"), std::string::npos);
+    own.control("mute"); // the service's own user may
+    own.control("unmute");
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("refused a control command from uid 65534"), std::string::npos) << s.err_text;
+}
+
+TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
+{
+    struct row {
+        const char *name;
+        const char *socket_env; // null: unset
+        const char *runtime_dir;
+        const char *path;
+    };
+    const row rows[] = {
+        {"runtime_folder", nullptr, "/run/user/1000", "/run/user/1000/vg-kestd.sock"},
+        {"no_runtime_folder", nullptr, nullptr, "/tmp/vg-kestd.sock"},
+        {"empty_runtime_folder", nullptr, "", "/tmp/vg-kestd.sock"},
+        {"relative_runtime_folder", nullptr, "run", "/tmp/vg-kestd.sock"},
+        {"socket_named", "/srv/k.sock", "/run/user/1000", "/srv/k.sock"},
+    };
+    const auto put = [](const char *name, const char *value) {
+        if (value != nullptr)
+            ::setenv(name, value, 1);
+        else
+            ::unsetenv(name);
+    };
+    const char *saved_socket = std::getenv(KEST_SOCKET_ENV);
+    const std::string kept_socket = saved_socket ? saved_socket : "";
+    const char *saved_runtime = std::getenv("XDG_RUNTIME_DIR");
+    const std::string kept_runtime = saved_runtime ? saved_runtime : "";
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        put(KEST_SOCKET_ENV, r.socket_env);
+        put("XDG_RUNTIME_DIR", r.runtime_dir);
+        EXPECT_EQ(kestd_socket_path(nullptr), r.path);
+        EXPECT_EQ(kestd_socket_path("/given.sock"), "/given.sock");
+    }
+    put(KEST_SOCKET_ENV, saved_socket ? kept_socket.c_str() : nullptr);
+    put("XDG_RUNTIME_DIR", saved_runtime ? kept_runtime.c_str() : nullptr);
+}
+
+} // namespace

@@ -1,0 +1,210 @@
+// kestd under load from hostile or careless local clients: more clients than
+// descriptors, more than the cap, a flood of requests while answers are
+// delayed, a frame that is never finished. Each time the service must stay
+// responsive, idle when there is nothing to do, and bounded in memory.
+#include "kestd_test_support.h"
+
+#include "kestd_server.h"
+
+#include <sys/un.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+using namespace kestd_test;
+using steady = std::chrono::steady_clock;
+
+// Processor time the process has used so far (user and system), in ms.
+long cpu_ms(pid_t pid)
+{
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string skip;
+    for (int i = 3; i < 14; ++i) // fields 3 to 13
+        fields >> skip;
+    long utime = 0, stime = 0;
+    fields >> utime >> stime;
+    return (utime + stime) * 1000 / ::sysconf(_SC_CLK_TCK);
+}
+
+// Resident memory of the process, in kB.
+long rss_kb(pid_t pid)
+{
+    std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(in, line))
+        if (line.rfind("VmRSS:", 0) == 0)
+            return std::stol(line.substr(6));
+    return -1;
+}
+
+// A connection that never waits in connect: -1 when the service's queue of
+// waiting clients is full.
+int connect_at_once(const std::string &path)
+{
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path.c_str());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+enum class outcome { served, refused, silent };
+
+// What became of one request: answered, or its connection closed.
+outcome await(int fd, steady::time_point deadline)
+{
+    kest_frame_header h{};
+    std::vector<uint8_t> payload;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady::now()).count();
+    pollfd p{fd, POLLIN, 0};
+    if (::poll(&p, 1, static_cast<int>(std::max<long long>(left, 0))) != 1)
+        return outcome::silent;
+    uint8_t probe;
+    const ssize_t r = ::recv(fd, &probe, 1, MSG_PEEK);
+    if (r <= 0)
+        return outcome::refused;
+    return kest_read_frame(fd, h, payload, 2000) && h.kind == KEST_FRAME_RESPONSE ? outcome::served
+                                                                                   : outcome::refused;
+}
+
+// A new client gets its answer within the deadline, once the service has
+// seen the others go.
+bool served_again(const std::string &sock, int deadline_ms)
+{
+    const auto until = steady::now() + std::chrono::milliseconds(deadline_ms);
+    do {
+        client c(sock);
+        if (c.fd >= 0 && c.error_of(KEST_WIFI_WORK_MODE_GET, {}) == 0)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } while (steady::now() < until);
+    return false;
+}
+
+const bytes work_mode_get = kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+
+// 100 clients against a limit of 64 descriptors: each one is served or
+// refused at once, none waits out a time-out, and while every descriptor
+// is taken a further client is refused without the service spinning.
+TEST(KestdLimits, DescriptorExhaustionRefusesClientsWithoutSpinning)
+{
+    service s;
+    ASSERT_TRUE(s.start_with({}, 64));
+    std::vector<int> fds;
+    int refused = 0, served = 0, silent = 0;
+    for (int i = 0; i < 100; ++i) {
+        const int fd = connect_at_once(s.sock);
+        if (fd < 0 || !kest_write_all(fd, work_mode_get.data(), work_mode_get.size()))
+            ++refused;
+        if (fd >= 0)
+            fds.push_back(fd);
+    }
+    const auto deadline = steady::now() + std::chrono::seconds(10);
+    for (int fd : fds) {
+        const outcome o = await(fd, deadline);
+        served += o == outcome::served;
+        refused += o == outcome::refused;
+        silent += o == outcome::silent;
+    }
+    EXPECT_EQ(silent, 0) << "clients left waiting";
+    EXPECT_GT(served, 0);
+    EXPECT_GT(refused, 0);
+
+    // Every descriptor the service may have is taken: one more client.
+    const long cpu_before = cpu_ms(s.pid);
+    const auto window = steady::now();
+    const int extra = connect_at_once(s.sock);
+    if (extra >= 0) {
+        kest_write_all(extra, work_mode_get.data(), work_mode_get.size());
+        EXPECT_NE(await(extra, steady::now() + std::chrono::seconds(3)), outcome::silent);
+        ::close(extra);
+    }
+    std::this_thread::sleep_until(window + std::chrono::seconds(1)); // a window to measure idleness in
+    EXPECT_LT(cpu_ms(s.pid) - cpu_before, 300) << "the service spins";
+
+    for (int fd : fds)
+        ::close(fd);
+    EXPECT_TRUE(served_again(s.sock, 5000));
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("refused a client"), std::string::npos) << s.err_text;
+}
+
+TEST(KestdLimits, ClientsBeyondTheCapAreRefusedAtOnce)
+{
+    service s;
+    ASSERT_TRUE(s.start_with({"--max-clients", "2"}));
+    auto a = std::make_unique<client>(s.sock);
+    client b(s.sock);
+    EXPECT_EQ(a->error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    EXPECT_EQ(b.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    client third(s.sock);
+    EXPECT_TRUE(third.closed_by_peer(2000));
+    a.reset();
+    EXPECT_TRUE(served_again(s.sock, 5000)) << "a slot frees when a client goes";
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("2 clients connected, the limit"), std::string::npos) << s.err_text;
+}
+
+// 20000 requests whose answers are delayed by ten minutes: the service
+// takes a bounded number and leaves the rest in the client's socket, so its
+// memory stays small; other clients are still served.
+TEST(KestdLimits, DelayedAnswersStayBoundedPerClient)
+{
+    service s;
+    ASSERT_TRUE(s.start());
+    client ctl(s.sock);
+    ctl.control("delay 600000");
+    const long rss_before = rss_kb(s.pid);
+    auto flood = std::make_unique<client>(s.sock);
+    ::fcntl(flood->fd, F_SETFL, O_NONBLOCK);
+    const bytes one = kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_STA_INFO_GET, 0, nullptr, 0, 4616);
+    int sent = 0;
+    for (size_t off = 0; sent < 20000;) {
+        const ssize_t w = ::send(flood->fd, one.data() + off, one.size() - off, MSG_NOSIGNAL);
+        if (w > 0 && (off += static_cast<size_t>(w)) == one.size()) {
+            off = 0;
+            ++sent;
+        } else if (w < 0 && errno == EAGAIN) {
+            pollfd p{flood->fd, POLLOUT, 0};
+            if (::poll(&p, 1, 500) == 0)
+                break; // the service has stopped reading this client
+        } else if (w < 0) {
+            break;
+        }
+    }
+    ctl.control("ping"); // the service has gone round its loop since
+    const long grown_kb = rss_kb(s.pid) - rss_before;
+    EXPECT_LT(grown_kb, 16 * 1024) << sent << " requests sent";
+    EXPECT_LT(sent, 20000) << "the service read every request";
+
+    flood.reset();
+    ctl.control("clear");
+    EXPECT_TRUE(served_again(s.sock, 5000));
+    EXPECT_EQ(s.stop(), 0);
+}
+
+TEST(KestdLimits, AFrameLeftUnfinishedEndsItsConnection)
+{
+    service s;
+    ASSERT_TRUE(s.start());
+    client idle(s.sock), half(s.sock);
+    ASSERT_TRUE(half.send_raw(bytes(work_mode_get.begin(), work_mode_get.begin() + 10)));
+    const auto t0 = steady::now();
+    EXPECT_TRUE(half.closed_by_peer(KESTD_FRAME_TIME_LIMIT_MS + 3000));
+    EXPECT_GE(steady::now() - t0, std::chrono::milliseconds(KESTD_FRAME_TIME_LIMIT_MS - 500));
+    EXPECT_EQ(idle.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "a client between frames stays";
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("unfinished"), std::string::npos) << s.err_text;
+}
+
+} // namespace
