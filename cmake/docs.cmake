@@ -2,11 +2,10 @@
 #
 # The pages are scdoc sources under man/, built into gzipped roff and
 # installed with the component of the program they describe. vg-mgmt's page
-# and completion come from the tool's model of its commands: when tools/
-# provides the targets vg_mgmt_manpage_src (tools/vg-mgmt.1.scd) and
-# vg_mgmt_completion (tools/vg-mgmt.bash-completion), they are built and
-# installed; until then the page is made from `vg-mgmt --help` and no
-# completion is installed.
+# and completion come from the tool's model of its commands: tools/ makes
+# them (targets vg_mgmt_manpage_src, tools/vg-mgmt.1.scd, and
+# vg_mgmt_completion, tools/vg-mgmt.bash-completion) wherever the built tool
+# can run, natively or under the cross build's emulator.
 # Not in the sanitizer and fuzzer builds, which only run tests.
 if(VG_SANITIZE OR VG_TSAN OR VG_FUZZ)
   set(vg_docs_default OFF)
@@ -72,17 +71,6 @@ if(TARGET vg_mgmt_manpage_src)
   set(vg_tool_scd ${CMAKE_BINARY_DIR}/tools/vg-mgmt.1.scd)
   vg_man_page(${vg_tool_scd} vg-mgmt 1 tool DEPENDS vg_mgmt_manpage_src)
   list(APPEND vg_docs_depends vg_mgmt_manpage_src)
-elseif(NOT CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR)
-  # Until the tool's model writes its page: the page from `vg-mgmt --help`.
-  set(vg_tool_scd ${vg_man_dir}/vg-mgmt.1.scd)
-  add_custom_command(OUTPUT ${vg_tool_scd}
-      COMMAND ${CMAKE_COMMAND} "-DPROGRAM=${CMAKE_CROSSCOMPILING_EMULATOR};$<TARGET_FILE:vg-mgmt>"
-              -DTEMPLATE=${PROJECT_SOURCE_DIR}/man/vg-mgmt.1.scd.in -DOUTPUT=${vg_tool_scd}
-              -P ${PROJECT_SOURCE_DIR}/cmake/help_to_scd.cmake
-      DEPENDS vg-mgmt ${PROJECT_SOURCE_DIR}/man/vg-mgmt.1.scd.in
-              ${PROJECT_SOURCE_DIR}/cmake/help_to_scd.cmake
-      COMMENT "scdoc source of vg-mgmt(1) from its --help" VERBATIM)
-  vg_man_page(${vg_tool_scd} vg-mgmt 1 tool)
 endif()
 
 if(TARGET vg_mgmt_completion)
