@@ -38,6 +38,16 @@ bytes raw(const T &rec)
     return bytes(p, p + sizeof rec);
 }
 
+// The request that adds an APN profile of PDP type 2 with this name.
+inline bytes apn_add(uint8_t type, const char *apn)
+{
+    data_call_apn_add_set_req r{};
+    r.profile_type = type;
+    r.pdp_type = 2;
+    std::strcpy(r.apn_name, apn);
+    return raw(r);
+}
+
 inline uint32_t ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
 {
     const uint8_t v[4] = {a, b, c, d};

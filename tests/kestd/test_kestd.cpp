@@ -192,15 +192,6 @@ struct refusal {
 
 bytes acl_add(uint8_t index, uint8_t n) { return {index, 0x02, 0, 0, 0, 0, n}; }
 
-bytes apn_add(uint8_t type, const char *apn)
-{
-    data_call_apn_add_set_req r{};
-    r.profile_type = type;
-    r.pdp_type = 2;
-    std::strcpy(r.apn_name, apn);
-    return raw(r);
-}
-
 bytes call_up(uint8_t profile, uint8_t ip_type)
 {
     data_call_up_set_req r{};

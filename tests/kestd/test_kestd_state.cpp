@@ -13,15 +13,6 @@ namespace {
 
 using namespace kestd_test;
 
-bytes apn_add_req(uint8_t type, const char *apn)
-{
-    data_call_apn_add_set_req r{};
-    r.profile_type = type;
-    r.pdp_type = 2;
-    std::strcpy(r.apn_name, apn);
-    return raw(r);
-}
-
 std::string file_text(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -35,7 +26,7 @@ TEST(KestdState, SurvivesARestart)
     {
         client c(s.sock);
         EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_SET, {2}), 0);
-        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, apn_add_req(1, "kept")), 0);
+        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, apn_add(1, "kept")), 0);
     }
     EXPECT_EQ(s.stop(SIGINT), 0);
     ASSERT_TRUE(s.start(true));
