@@ -1,6 +1,8 @@
 # Installs the Debian packages that the build and the tests need, when any
 # is missing. Sourced by the other scripts.
-VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev pkgconf)
+# python3-jsonschema and ansible-core: the config commands' tests.
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev libcli11-dev pkgconf
+                 python3 python3-jsonschema ansible-core)
 
 vg_install_deps() {
     local missing=()

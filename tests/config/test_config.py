@@ -1,0 +1,230 @@
+"""vg-mgmt config export / schema / diff / apply against one kestd.
+
+Usage: test_config.py VG_MGMT KESTD. Every test starts from the service's
+defaults: setUp applies the export taken when the service started.
+"""
+import copy
+import json
+import sys
+import unittest
+
+import jsonschema
+
+from config_harness import Service
+
+VGM, KESTD = sys.argv[1], sys.argv[2]
+
+
+def set_path(doc, path, value):
+    keys = path.split(".")
+    for k in keys[:-1]:
+        doc = doc.setdefault(k, {})
+    doc[keys[-1]] = value
+
+
+def get_path(doc, path):
+    for k in path.split("."):
+        doc = doc[k]
+    return doc
+
+
+# One row per kind of setting: (path, new value).
+EDITS = [
+    ("wifi.interfaces.1.channel", 11),
+    ("wifi.interfaces.2.ssid", "Café AP ☕"),
+    ("wifi.interfaces.1.auth.password", "a-new-passphrase"),
+    ("wifi.interfaces.2.ap_isolate", True),
+    ("wifi.interfaces.1.mac_rule", "deny-listed"),
+    ("wifi.country", "DE"),
+    ("data_call.default_profile.tech_pref", 2),
+    ("network.lan.lease", 7200),
+    ("network.sgmii.speed", "100"),
+    ("network.ethernet_mode", "wan"),
+    ("network.dmz", "192.168.225.77"),
+    ("usb.product", "Fleet LTE"),
+    ("usb.adb", True),
+]
+
+# Two changes the service accepts (sent first), then one it refuses.
+ACCEPTED = [("wifi.interfaces.1.channel", 1), ("network.lan.lease", 7200)]
+REFUSED = [
+    ("usb.pid", "0x0000"),
+    ("network.dmz", "10.1.2.3"),
+    ("network.snat", [{"private_ip": "10.0.0.5", "private_port": 80, "global_port": 80, "protocol": "tcp"}]),
+    ("network.sgmii.duplex", "half"),
+]
+
+# Lists: (path, first content, second content); the second replaces the first exactly.
+LISTS = [
+    ("wifi.interfaces.2.mac_list", ["aa:bb:cc:00:00:01", "aa:bb:cc:00:00:02"],
+     ["aa:bb:cc:00:00:02", "aa:bb:cc:00:00:03"]),
+    ("network.snat",
+     [{"private_ip": "192.168.225.20", "private_port": 8080, "global_port": 80, "protocol": "tcp"},
+      {"private_ip": "192.168.225.21", "private_port": 53, "global_port": 5353, "protocol": "udp"}],
+     [{"private_ip": "192.168.225.21", "private_port": 53, "global_port": 5353, "protocol": "udp"},
+      {"private_ip": "192.168.225.30", "private_port": 22, "global_port": 2222, "protocol": "tcp+udp"}]),
+    ("data_call.profiles",
+     [{"type": 0, "index": 0, "pdp_type": 2, "auth_protocol": 0, "apn": "internet", "username": "", "password": ""},
+      {"type": 0, "index": 2, "pdp_type": 0, "auth_protocol": 1, "apn": "two", "username": "u", "password": "p2"},
+      {"type": 1, "index": 0, "pdp_type": 1, "auth_protocol": 0, "apn": "ims", "username": "", "password": ""}],
+     [{"type": 0, "index": 0, "pdp_type": 2, "auth_protocol": 0, "apn": "internet", "username": "", "password": ""},
+      {"type": 0, "index": 5, "pdp_type": 2, "auth_protocol": 2, "apn": "five", "username": "", "password": "p5"},
+      {"type": 2, "index": 1, "pdp_type": 3, "auth_protocol": 255, "apn": "mms", "username": "", "password": ""}]),
+]
+
+# Documents the schema and apply both refuse: (change to a valid document, path named).
+WRONG = [
+    ("wifi.interfaces.1.channel", 15, "wifi.interfaces.1.channel"),
+    ("wifi.interfaces.1.max_stations", 0, "wifi.interfaces.1.max_stations"),
+    ("wifi.enable", "yes", "wifi.enable"),
+    ("wifi.interfaces.1.auth.key0", "abcde", "wifi.interfaces.1.auth.key0"),
+    ("wifi.interfaces.4", {"channel": 1}, "wifi.interfaces.4"),
+    ("network.snat", [{"private_ip": "192.168.225.20", "private_port": 1, "global_port": 1, "protocol": 300}],
+     "network.snat[0].protocol"),
+    ("network.colour", "blue", "network.colour"),
+    ("usb.pid", "9025", "usb.pid"),
+    ("version", 2, "version"),
+]
+
+
+SERVICE = {}
+
+
+def setUpModule():
+    svc = SERVICE["svc"] = Service(KESTD, VGM)
+    SERVICE["baseline_text"] = svc.export()
+    rc, out, _ = svc.run("schema")
+    assert rc == 0
+    SERVICE["schema"] = json.loads(out)
+
+
+def tearDownModule():
+    SERVICE["svc"].stop()
+
+
+class ConfigTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.svc = SERVICE["svc"]
+        cls.baseline_text = SERVICE["baseline_text"]
+        cls.baseline = json.loads(cls.baseline_text)
+        jsonschema.Draft202012Validator.check_schema(SERVICE["schema"])
+        cls.validator = jsonschema.Draft202012Validator(SERVICE["schema"],
+                                                        format_checker=jsonschema.FormatChecker())
+
+    def setUp(self):
+        rc, _, err = self.svc.apply(self.baseline)
+        self.assertEqual(rc, 0, err)
+
+    def export(self):
+        doc = json.loads(self.svc.export())
+        self.validator.validate(doc)
+        return doc
+
+    def edited(self, *changes):
+        doc = copy.deepcopy(self.baseline)
+        for path, value in changes:
+            set_path(doc, path, value)
+        return doc
+
+
+class RoundTrip(ConfigTest):
+    def test_export_then_apply_changes_nothing_and_sends_no_set(self):
+        for secrets in (True, False):
+            with self.subTest(show_secrets=secrets):
+                doc = json.loads(self.svc.export(secrets))
+                rc, out, err = self.svc.run("--stats", "apply", self.svc.write(doc))
+                self.assertEqual(rc, 0, err)
+                self.assertIn("no change", out)
+                self.assertIn(" 0 set", err)
+                self.assertEqual(self.svc.export(), self.baseline_text)
+
+    def test_one_edit_is_one_diff_line_and_shows_in_the_export(self):
+        for path, value in EDITS:
+            with self.subTest(path=path):
+                self.setUp()
+                doc = self.edited((path, value))
+                rc, out, err = self.svc.run("diff", self.svc.write(doc))
+                self.assertEqual(rc, 0, err)
+                self.assertEqual(len(out.splitlines()), 1, out)
+                self.assertTrue(out.startswith(path + ": "), out)
+                rc, out, err = self.svc.run("diff", "--json", self.svc.write(doc))
+                self.assertEqual([c["path"] for c in json.loads(out)["changes"]], [path])
+                rc, _, err = self.svc.apply(doc)
+                self.assertEqual(rc, 0, err)
+                self.assertEqual(self.export(), doc)
+
+    def test_masked_secrets_apply_without_touching_them(self):
+        masked = json.loads(self.svc.export(secrets=False))
+        self.assertEqual(get_path(masked, "wifi.interfaces.1.auth.password"), "********")
+        set_path(masked, "wifi.interfaces.1.ssid", "Renamed")
+        rc, _, err = self.svc.apply(masked)
+        self.assertEqual(rc, 0, err)
+        self.assertEqual(self.export(), self.edited(("wifi.interfaces.1.ssid", "Renamed")))
+
+    def test_check_sends_nothing_and_says_whether_changes_are_pending(self):
+        rc, _, _ = self.svc.apply(self.baseline, "--check")
+        self.assertEqual(rc, 0)
+        rc, out, _ = self.svc.apply(self.edited(("usb.adb", True)), "--check")
+        self.assertEqual(rc, 4)
+        self.assertIn("usb.adb: false -> true", out)
+        self.assertEqual(self.svc.export(), self.baseline_text)
+
+
+class Refusal(ConfigTest):
+    def test_a_refused_value_after_two_accepted_changes_leaves_the_export_identical(self):
+        for path, value in REFUSED:
+            with self.subTest(path=path):
+                rc, out, err = self.svc.apply(self.edited(*ACCEPTED, (path, value)))
+                self.assertEqual(rc, 1, out + err)
+                self.assertIn("refused " + path.rsplit(".", 1)[0], err)
+                self.assertIn("the configuration is as it was", err)
+                self.assertEqual(self.svc.export(), self.baseline_text)
+
+
+class Partial(ConfigTest):
+    def test_a_partial_document_changes_only_its_keys(self):
+        for path, value in [("usb.adb", True), ("wifi.interfaces.2.channel", 40), ("network.lan.dhcp", False)]:
+            with self.subTest(path=path):
+                self.setUp()
+                partial = {"version": 1}
+                set_path(partial, path, value)
+                rc, _, err = self.svc.apply(partial)
+                self.assertEqual(rc, 0, err)
+                self.assertEqual(self.export(), self.edited((path, value)))
+
+    def test_every_list_is_made_exact(self):
+        key = {"data_call.profiles": lambda e: (e["type"], e["index"])}
+        for path, first, second in LISTS:
+            with self.subTest(path=path):
+                for content in (first, second):
+                    partial = {"version": 1}
+                    set_path(partial, path, content)
+                    rc, _, err = self.svc.apply(partial)
+                    self.assertEqual(rc, 0, err)
+                    got = get_path(self.export(), path)
+                    order = key.get(path, json.dumps)
+                    self.assertEqual(sorted(got, key=order), sorted(content, key=order))
+
+
+class Schema(ConfigTest):
+    def test_the_schema_and_apply_refuse_a_wrong_document_naming_its_path(self):
+        for path, value, named in WRONG:
+            with self.subTest(path=path):
+                doc = self.edited((path, value))
+                self.assertFalse(self.validator.is_valid(doc))
+                rc, _, err = self.svc.apply(doc)
+                self.assertEqual(rc, 2, err)
+                self.assertIn(named + ":", err)
+                self.assertEqual(self.svc.export(), self.baseline_text)
+
+    def test_every_problem_is_reported_at_once(self):
+        doc = self.edited(*[(p, v) for p, v, _ in WRONG[:4]])
+        rc, _, err = self.svc.apply(doc)
+        self.assertEqual(rc, 2)
+        for _, _, named in WRONG[:4]:
+            self.assertIn(named + ":", err)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
