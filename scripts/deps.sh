@@ -1,8 +1,8 @@
 # Installs the Debian packages that the build and the tests need, when any
 # is missing. Sourced by the other scripts.
-# python3-jsonschema and ansible-core: the config commands' tests.
-VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev libcli11-dev pkgconf
-                 python3 python3-jsonschema ansible-core)
+VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-dev libcli11-dev pkgconf)
+# The tests of vg-mgmt config: python3 with python3-jsonschema, and ansible-core.
+VG_DEB_PACKAGES+=(python3 python3-jsonschema ansible-core)
 
 vg_install_deps() {
     local missing=()

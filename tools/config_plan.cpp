@@ -1,5 +1,5 @@
 // Turning the differences between a document and the current records into
-// steps: the groups of settings (read, change the named fields, write back).
+// steps: the settings (read, change the named fields, write back).
 #include <algorithm>
 #include <cstring>
 
@@ -9,94 +9,105 @@ namespace vgcfg {
 
 namespace {
 
-// The shortest text each changed text setting takes (the SSID and the
-// country code); an unchanged empty one is left alone.
-size_t min_text(const group &g, const field &f)
+record write_record(const group &g, const record &rrec, int iface)
 {
-    if (g.domain == MGMT_DOMAIN_WIFI && std::string(f.key) == "ssid")
-        return 1;
-    if (g.domain == MGMT_DOMAIN_WIFI && std::string(f.key) == "country")
-        return 2;
-    return 0;
+    record w = instance_record(*g.row, iface);
+    for (const field &f : g.row->fields)
+        vgm::carry_field(f, rrec.data(), w.data());
+    return w;
 }
 
-bool send_record(conn &c, const group &g, const record &rec)
+bool send_record(conn &c, const vgm::command &row, const record &w)
 {
-    for (const writer &w : g.writers) {
-        record buf = new_record(g.domain);
-        if (w.parts.empty())
-            buf = rec;
-        for (const write_part &p : w.parts)
-            memcpy(buf.data() + p.to, rec.data() + p.from, p.width);
-        if (!c.call(MGMT_OPT_SET, g.domain, w.set_id, buf.data()))
-            return false;
+    record buf = w;
+    return c.call(MGMT_OPT_SET, row.domain, row.write_id, buf.data());
+}
+
+// One setting of one instance: the records before and after, and why the
+// document cannot be applied to it, if so.
+struct planned {
+    record old_w, neu_w;
+    std::vector<change> changes;
+};
+
+void given_into(const group &g, const json &obj, record &w)
+{
+    for (const field &f : g.row->fields)
+        if (obj.contains(f.key) && !is_mask(f, obj[f.key]))
+            field_store(f, obj[f.key], w.data());
+}
+
+std::vector<std::string> check_setting(const group &g, const json &obj, const std::string &path, const record &old_r,
+                                       const record &neu_r)
+{
+    std::vector<std::string> problems;
+    for (const field &f : g.row->fields) {
+        const std::string at = path + "." + f.key;
+        const bool given = obj.contains(f.key), clear = given && !is_mask(f, obj[f.key]);
+        const bool same = std::memcmp(old_r.data() + f.off, neu_r.data() + f.off, f.width) == 0;
+        if (given && !applies(f, neu_r.data()))
+            problems.push_back(at + ": does not apply with the other values given");
+        else if (f.secret && applies(f, neu_r.data()) && !clear && !same)
+            problems.push_back(at + ": the other values start this secret anew: give it in clear");
+        else if (f.type == vtype::text && f.min > 0 && !same &&
+                 strnlen(reinterpret_cast<const char *>(neu_r.data() + f.off), f.width) < f.min)
+            problems.push_back(at + ": at least " + std::to_string(f.min) + " characters");
     }
-    if (g.commit_id != 0) {
-        record none = new_record(g.domain);
-        return c.call(MGMT_OPT_SET, g.domain, g.commit_id, none.data());
+    return problems;
+}
+
+planned plan_setting(const group &g, const json &obj, const std::string &path, int iface, const record &old_r,
+                     plan &p)
+{
+    planned s{write_record(g, old_r, iface), {}, {}};
+    s.neu_w = s.old_w;
+    given_into(g, obj, s.neu_w);
+    if (g.row->prepare != nullptr) {
+        g.row->prepare(old_r.data(), s.neu_w.data());
+        given_into(g, obj, s.neu_w);
     }
-    return true;
-}
-
-json shown(const field &f, const record &rec, uint32_t selector)
-{
-    return applies(f, selector) ? field_value(f, rec.data(), false) : json(nullptr);
-}
-
-// The changed fields of one group instance, secrets masked; a changed
-// secret reads "(new secret)".
-std::vector<change> group_changes(const group &g, const std::string &path, const record &old, const record &neu)
-{
-    std::vector<change> out;
-    const uint32_t s0 = selector_of(g, old.data()), s1 = selector_of(g, neu.data());
-    for (const field &f : g.fields) {
-        const json a = applies(f, s0) ? field_value(f, old.data(), true) : json(nullptr);
-        const json b = applies(f, s1) ? field_value(f, neu.data(), true) : json(nullptr);
+    record neu_r = old_r; // the new values where a read would show them
+    for (const field &f : g.row->fields)
+        std::memcpy(neu_r.data() + f.off, s.neu_w.data() + f.woff, f.width);
+    for (const std::string &pr : check_setting(g, obj, path, old_r, neu_r))
+        p.problems.push_back(pr);
+    for (const field &f : g.row->fields) {
+        const bool was = applies(f, old_r.data()), is = applies(f, neu_r.data());
+        const json a = was ? field_value(f, old_r.data(), true) : json(nullptr);
+        const json b = is ? field_value(f, neu_r.data(), true) : json(nullptr);
         if (a == b)
             continue;
-        json after = shown(f, neu, s1);
-        if (f.secret && !after.is_null() && after != "")
+        json after = is ? field_value(f, neu_r.data(), false) : json(nullptr);
+        if (f.secret && after == secret_mask)
             after = "(new secret)";
-        out.push_back({path + "." + f.key, shown(f, old, s0), after});
+        s.changes.push_back({path + "." + f.key, was ? field_value(f, old_r.data(), false) : json(nullptr), after});
     }
-    return out;
+    return s;
 }
 
-void plan_group(const group &g, const json &obj, const std::string &path, const record &old, plan &p)
+// The settings written back together (USB): when one changes, all of them
+// are written, then the write-back; the undo writes all the old ones back.
+void commit_step(const std::vector<std::pair<const group *, planned>> &members, plan &p)
 {
-    record neu = old;
-    const uint32_t old_sel = selector_of(g, old.data());
-    if (g.variant >= 0) {
-        const field &sel = g.fields[static_cast<size_t>(g.variant)];
-        if (obj.contains(sel.key))
-            field_store(sel, obj[sel.key], neu.data());
-        if (selector_of(g, neu.data()) != old_sel) // another variant: its fields start from zero
-            std::fill(neu.begin() + sel.off + sel.width, neu.end(), 0);
-    }
-    const uint32_t new_sel = selector_of(g, neu.data());
-    for (const field &f : g.fields) {
-        if (!applies(f, new_sel))
-            continue;
-        const std::string at = path + "." + f.key;
-        const bool masked = obj.contains(f.key) && is_mask(f, obj[f.key]);
-        if (new_sel != old_sel && f.secret && (masked || !obj.contains(f.key))) {
-            p.problems.push_back(at + ": the type changes, so this secret must be given in clear");
-            continue;
-        }
-        if (obj.contains(f.key) && !masked && (g.variant < 0 || &f != &g.fields[static_cast<size_t>(g.variant)]))
-            field_store(f, obj[f.key], neu.data());
-        const size_t min = min_text(g, f);
-        if (min > 0 && strnlen(reinterpret_cast<const char *>(neu.data() + f.off), f.width) < min &&
-            field_value(f, neu.data(), true) != field_value(f, old.data(), true))
-            p.problems.push_back(at + ": at least " + std::to_string(min) + " characters");
-    }
-    std::vector<change> changes = group_changes(g, path, old, neu);
+    std::vector<change> changes;
+    for (const auto &[g, s] : members)
+        changes.insert(changes.end(), s.changes.begin(), s.changes.end());
     if (changes.empty())
         return;
-    step s{g.phase, path, std::move(changes), nullptr, nullptr, g.commit_id != 0};
-    s.run = [&g, neu](conn &c) { return send_record(c, g, neu); };
-    s.undo = [&g, old](conn &c) { return send_record(c, g, old); };
-    p.steps.push_back(std::move(s));
+    const group &first = *members.front().first;
+    auto write_all = [members, &first](bool neu) {
+        return [members, &first, neu](conn &c) {
+            for (const auto &[g, s] : members)
+                if (!send_record(c, *g->row, neu ? s.neu_w : s.old_w)) {
+                    const std::string subject = g->row->subject;
+                    c.what = g->object.ends_with(subject) ? g->object : g->object + "." + g->row->fields[0].key;
+                    return false;
+                }
+            record none = new_record(first.row->domain);
+            return c.call(MGMT_OPT_SET, first.row->domain, first.commit_id, none.data());
+        };
+    };
+    p.steps.push_back({first.phase, first.row->domain_word, changes, write_all(true), write_all(false), true});
 }
 
 } // namespace
@@ -104,19 +115,29 @@ void plan_group(const group &g, const json &obj, const std::string &path, const 
 void plan_groups(const json &doc, const snapshot &cur, plan &p)
 {
     const auto &all = groups();
+    std::vector<std::pair<const group *, planned>> committed;
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const group &g = all[gi];
-        for (int i = g.per_interface ? 1 : 0; i <= (g.per_interface ? wifi_interfaces : 0); ++i) {
+        for (int i = first_instance(*g.row); i <= last_instance(*g.row); ++i) {
             const std::string path = object_path(g.object, i);
             const json *obj = find_path(doc, path);
-            if (obj == nullptr || !obj->is_object())
-                continue;
-            const bool named = std::any_of(g.fields.begin(), g.fields.end(),
+            const bool named = obj != nullptr && obj->is_object() &&
+                               std::any_of(g.row->fields.begin(), g.row->fields.end(),
                                            [&](const field &f) { return obj->contains(f.key); });
-            if (named)
-                plan_group(g, *obj, path, cur.groups.at(instance_key(gi, i)), p);
+            const record &old_r = cur.groups.at(instance_key(gi, i));
+            planned s = named ? plan_setting(g, *obj, path, i, old_r, p)
+                              : planned{write_record(g, old_r, i), write_record(g, old_r, i), {}};
+            if (g.commit_id != 0) {
+                committed.push_back({&g, std::move(s)});
+            } else if (!s.changes.empty()) {
+                const vgm::command &row = *g.row;
+                p.steps.push_back({g.phase, path, s.changes, [&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
+                                   [&row, w = s.old_w](conn &c) { return send_record(c, row, w); }});
+            }
         }
     }
+    if (!committed.empty())
+        commit_step(committed, p);
 }
 
 size_t plan::change_count() const

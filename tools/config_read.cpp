@@ -9,109 +9,108 @@ namespace vgcfg {
 
 namespace {
 
-bool read_group(conn &c, const group &g, int iface, record &rec)
+uint64_t load(const uint8_t *p, uint16_t width)
 {
-    rec = new_record(g.domain);
-    if (g.per_interface) {
-        const uint32_t index = static_cast<uint32_t>(iface);
-        memcpy(rec.data(), &index, 4);
-    }
-    return c.call(MGMT_OPT_GET, g.domain, g.get_id, rec.data());
+    uint64_t v = 0;
+    std::memcpy(&v, p, std::min<uint16_t>(width, 8)); // little-endian hosts and targets
+    return v;
 }
 
-bool read_mac_lists(conn &c, snapshot &s)
+json entry_json(const std::vector<field> &fields, const uint8_t *at, bool single)
 {
-    for (int i = 1; i <= wifi_interfaces; ++i) {
-        record rec = new_record(MGMT_DOMAIN_WIFI);
-        wifi_mac_acl_info_params info{};
-        info.index = static_cast<uint32_t>(i);
-        memcpy(rec.data(), &info, sizeof info);
-        if (!c.call(MGMT_OPT_GET, MGMT_DOMAIN_WIFI, WIFI_CMD_MAC_ACL_INFO, rec.data()))
-            return false;
-        memcpy(&info, rec.data(), sizeof info);
-        const field &mac = lists()[0].entry[0];
-        for (uint32_t n = 0; n < info.count && n < WIFI_MAC_ACL_MAX; ++n) {
-            uint8_t entry[16] = {};
-            memcpy(entry + mac.off, info.mac_list[n], 6);
-            s.mac[i - 1].push_back(field_value(mac, entry, true).get<std::string>());
-        }
-    }
-    return true;
-}
-
-bool read_snat(conn &c, snapshot &s)
-{
-    record rec = new_record(MGMT_DOMAIN_NETWORK);
-    if (!c.call(MGMT_OPT_GET, MGMT_DOMAIN_NETWORK, NETWORK_CMD_SNAT_GET, rec.data()))
-        return false;
-    network_snat_list_params list;
-    memcpy(&list, rec.data(), sizeof list);
-    for (uint32_t n = 0; n < list.count && n < NETWORK_SNAT_MAX; ++n) {
-        record e = new_record(MGMT_DOMAIN_NETWORK);
-        memcpy(e.data(), &list.entries[n], sizeof list.entries[n]);
-        s.snat.push_back(e);
-    }
-    return true;
-}
-
-bool read_profiles(conn &c, snapshot &s)
-{
-    for (uint8_t type = 0; type <= 2; ++type) {
-        record rec = new_record(MGMT_DOMAIN_DATA_CALL);
-        rec[0] = type;
-        if (!c.call(MGMT_OPT_GET, MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_LIST, rec.data()))
-            return false;
-        data_call_apn_list_params list;
-        memcpy(&list, rec.data(), sizeof list);
-        std::vector<uint8_t> indexes(list.index_list, list.index_list + list.length);
-        std::sort(indexes.begin(), indexes.end());
-        for (uint8_t index : indexes) {
-            record p = new_record(MGMT_DOMAIN_DATA_CALL);
-            p[0] = type;
-            p[1] = index;
-            if (!c.call(MGMT_OPT_GET, MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN, p.data()))
-                return false;
-            s.apn.push_back(p);
-        }
-    }
-    return true;
-}
-
-json list_entry(const list_desc &l, const uint8_t *rec, bool show_secrets)
-{
+    if (single)
+        return field_value(fields[0], at, true);
     json e = json::object();
-    for (const field &f : l.entry)
-        e[f.key] = field_value(f, rec, show_secrets);
+    for (const field &f : fields)
+        if (applies(f, at))
+            e[f.key] = field_value(f, at, true);
     return e;
+}
+
+bool read_exact(conn &c, const list_desc &l, int iface, json &out)
+{
+    record rec = instance_record(*l.read, iface);
+    if (!c.call(MGMT_OPT_GET, l.read->domain, l.read->read_id, rec.data()))
+        return false;
+    const vgm::list_def &d = *l.read->list;
+    const uint64_t count = std::min<uint64_t>(load(rec.data() + d.count_off, d.count_width), d.max);
+    out = json::array();
+    for (uint64_t n = 0; n < count; ++n)
+        out.push_back(entry_json(d.entry, rec.data() + d.entries_off + n * d.stride, l.single()));
+    return true;
+}
+
+bool read_keyed(conn &c, const list_desc &l, json &out)
+{
+    const field &type = l.entry[0], &index = l.entry[1];
+    out = json::array();
+    for (uint64_t t = type.min; t <= vgm::field_max(type); ++t) {
+        record rec = new_record(l.read->domain);
+        vgm::parse_field(type, std::to_string(t), rec.data());
+        if (!c.call(MGMT_OPT_GET, l.read->domain, l.read->read_id, rec.data()))
+            return false;
+        const vgm::list_def &d = *l.read->list;
+        std::vector<uint64_t> indexes;
+        for (uint64_t n = 0; n < std::min<uint64_t>(load(rec.data() + d.count_off, d.count_width), d.max); ++n)
+            indexes.push_back(load(rec.data() + d.entries_off + n * d.stride, d.stride));
+        std::sort(indexes.begin(), indexes.end());
+        for (uint64_t i : indexes) {
+            record p = new_record(l.set->domain);
+            vgm::parse_field(type, std::to_string(t), p.data());
+            vgm::parse_field(index, std::to_string(i), p.data());
+            if (!c.call(MGMT_OPT_GET, l.set->domain, l.set->read_id, p.data()))
+                return false;
+            out.push_back(entry_json(l.entry, p.data(), false));
+        }
+    }
+    return true;
+}
+
+bool read_optional(conn &c, const list_desc &l, json &out)
+{
+    record rec = instance_record(*l.read, 0);
+    if (!c.call(MGMT_OPT_GET, l.read->domain, l.read->read_id, rec.data()))
+        return false;
+    const field &f = l.entry[0];
+    const bool none = std::all_of(rec.begin() + f.off, rec.begin() + f.off + f.width, [](uint8_t b) { return b == 0; });
+    out = none ? json(nullptr) : field_value(f, rec.data(), true);
+    return true;
 }
 
 } // namespace
 
 bool read_snapshot(conn &c, snapshot &s, std::string &what)
 {
+    std::map<std::string, record> reads; // one read of a record serves all its settings (USB)
     const auto &all = groups();
     for (size_t gi = 0; gi < all.size(); ++gi) {
-        const group &g = all[gi];
-        for (int i = g.per_interface ? 1 : 0; i <= (g.per_interface ? wifi_interfaces : 0); ++i) {
-            what = object_path(g.object, i) + " (" + g.help + ")";
-            if (!read_group(c, g, i, s.groups[instance_key(gi, i)]))
+        const vgm::command &row = *all[gi].row;
+        for (int i = first_instance(row); i <= last_instance(row); ++i) {
+            const std::string read_key = std::to_string(row.domain) + "/" + std::to_string(row.read_id) + "/" +
+                                         std::to_string(i);
+            if (reads.count(read_key) == 0) {
+                what = object_path(all[gi].object, i);
+                record rec = instance_record(row, i);
+                if (!c.call(MGMT_OPT_GET, row.domain, row.read_id, rec.data()))
+                    return false;
+                reads[read_key] = rec;
+            }
+            s.groups[instance_key(gi, i)] = reads[read_key];
+        }
+    }
+    const auto &ls = lists();
+    for (size_t li = 0; li < ls.size(); ++li) {
+        const list_desc &l = ls[li];
+        for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i) {
+            what = object_path(l.object, i) + "." + l.key;
+            json &out = s.lists[instance_key(li, i)];
+            const bool ok = l.kind == list_kind::exact ? read_exact(c, l, i, out)
+                            : l.kind == list_kind::keyed ? read_keyed(c, l, out)
+                                                         : read_optional(c, l, out);
+            if (!ok)
                 return false;
         }
     }
-    what = "MAC lists";
-    if (!read_mac_lists(c, s))
-        return false;
-    what = "SNAT rules";
-    if (!read_snat(c, s))
-        return false;
-    what = "APN profiles";
-    if (!read_profiles(c, s))
-        return false;
-    what = "DMZ";
-    record dmz = new_record(MGMT_DOMAIN_NETWORK);
-    if (!c.call(MGMT_OPT_GET, MGMT_DOMAIN_NETWORK, NETWORK_CMD_DMZ_GET, dmz.data()))
-        return false;
-    memcpy(&s.dmz, dmz.data(), 4);
     return true;
 }
 
@@ -119,31 +118,28 @@ json to_document(const snapshot &s, bool show_secrets)
 {
     json doc = json::object();
     doc["version"] = document_version;
-    for (const char *top : {"wifi", "data_call", "network", "usb"})
-        doc[top] = json::object();
-    make_path(doc, "data_call")["profiles"] = json::array();
     const auto &all = groups();
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const group &g = all[gi];
-        for (int i = g.per_interface ? 1 : 0; i <= (g.per_interface ? wifi_interfaces : 0); ++i) {
+        for (int i = first_instance(*g.row); i <= last_instance(*g.row); ++i) {
             const record &rec = s.groups.at(instance_key(gi, i));
             json &obj = make_path(doc, object_path(g.object, i));
-            const uint32_t selector = selector_of(g, rec.data());
-            for (const field &f : g.fields)
-                if (applies(f, selector))
+            for (const field &f : g.row->fields)
+                if (applies(f, rec.data()))
                     obj[f.key] = field_value(f, rec.data(), show_secrets);
         }
     }
-    for (int i = 1; i <= wifi_interfaces; ++i)
-        make_path(doc, object_path(lists()[0].object, i))[lists()[0].key] = s.mac[i - 1];
-    json &net = make_path(doc, "network");
-    net["dmz"] = s.dmz == 0 ? json(nullptr) : field_value(dmz_field, reinterpret_cast<const uint8_t *>(&s.dmz), true);
-    json &snat = net["snat"] = json::array();
-    for (const record &r : s.snat)
-        snat.push_back(list_entry(lists()[1], r.data(), show_secrets));
-    json &profiles = make_path(doc, "data_call")["profiles"];
-    for (const record &r : s.apn)
-        profiles.push_back(list_entry(lists()[2], r.data(), show_secrets));
+    const auto &ls = lists();
+    for (size_t li = 0; li < ls.size(); ++li) {
+        const list_desc &l = ls[li];
+        for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i) {
+            json v = s.lists.at(instance_key(li, i));
+            if (v.is_array())
+                for (json &e : v)
+                    e = masked_entry(l, e, show_secrets);
+            make_path(doc, object_path(l.object, i))[l.key] = v;
+        }
+    }
     return doc;
 }
 

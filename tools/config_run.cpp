@@ -54,19 +54,22 @@ outcome run_plan(conn &c, const plan &p, const snapshot &before)
 {
     outcome o;
     size_t done = 0;
-    for (; done < p.steps.size(); ++done)
+    for (; done < p.steps.size(); ++done) {
+        c.what.clear();
         if (!p.steps[done].run(c))
             break;
+    }
     if (done == p.steps.size())
         return o;
     o.done = false;
-    o.refused_what = p.steps[done].what;
+    o.refused_what = c.what.empty() ? p.steps[done].what : c.what;
     o.refused_error = c.err;
     // A step of several calls may have made some of them: undo it too.
     size_t undo_from = p.steps[done].partial ? done + 1 : done;
     while (undo_from-- > 0)
         if (!p.steps[undo_from].undo(c))
             o.undo_failed.push_back(p.steps[undo_from].what + " (error " + std::to_string(c.err) + ")");
+    // A refused undo is named with its error number; its text is the refusal's.
     snapshot after;
     std::string what;
     o.read_back = read_snapshot(c, after, what);

@@ -24,44 +24,57 @@ json uint_schema(const field &f)
     json s = json::object();
     s["type"] = "integer";
     s["minimum"] = f.min;
-    s["maximum"] = f.max;
-    if (!f.only.empty())
-        s["enum"] = f.only;
+    s["maximum"] = vgm::field_max(f);
+    if (f.allowed != nullptr && vgm::field_max(f) - f.min <= 1024) {
+        json only = json::array();
+        for (uint64_t v = f.min; v <= vgm::field_max(f); ++v)
+            if (f.allowed(v))
+                only.push_back(v);
+        s["enum"] = only;
+    }
     return s;
+}
+
+json string_schema(const char *pattern)
+{
+    return json{{"type", "string"}, {"pattern", pattern}};
+}
+
+json typed_schema(const field &f)
+{
+    switch (f.type) {
+    case vtype::number: return uint_schema(f);
+    case vtype::flag: return json{{"anyOf", json::array({json{{"enum", {"on", "off"}}}, json{{"type", "boolean"}}})}};
+    case vtype::named: {
+        json names = json::array();
+        for (const vgm::name_value &n : f.named)
+            names.push_back(n.name);
+        return json{{"anyOf", json::array({json{{"enum", names}}, string_schema("^[0-9]+$"), uint_schema(f)})}};
+    }
+    case vtype::usb_id: return string_schema("^0x[0-9a-fA-F]{1,4}$");
+    case vtype::text:
+    case vtype::textn: {
+        json s = json{{"type", "string"}};
+        s["maxLength"] = f.type == vtype::text ? f.width - 1 : f.width; // the service counts bytes
+        return s;
+    }
+    case vtype::mac: return string_schema("^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$");
+    case vtype::ipv4:
+    case vtype::ipv4_text: return json{{"type", "string"}, {"format", "ipv4"}};
+    case vtype::ipv6: return json{{"type", "string"}, {"format", "ipv6"}};
+    case vtype::hex: return string_schema("^([0-9a-f]{2})*$");
+    }
+    return json::object();
 }
 
 json field_schema(const field &f)
 {
-    json s = json::object();
-    switch (f.type) {
-    case vtype::uint: s = uint_schema(f); break;
-    case vtype::flag: s["type"] = "boolean"; break;
-    case vtype::named: {
-        json names = json::array();
-        for (size_t i = 0; i < f.values.n; ++i)
-            names.push_back(f.values.v[i].name);
-        s["anyOf"] = json::array({json{{"enum", names}}, uint_schema(f)});
-        break;
-    }
-    case vtype::text:
-        s["type"] = "string";
-        s["maxLength"] = f.max; // characters; the service counts bytes
-        break;
-    case vtype::ipv4:
-        s["type"] = "string";
-        s["format"] = "ipv4";
-        s["pattern"] = "^[0-9]{1,3}(\\.[0-9]{1,3}){3}$";
-        break;
-    case vtype::hex16:
-        s["type"] = "string";
-        s["pattern"] = "^0x[0-9a-fA-F]{4}$";
-        break;
-    case vtype::mac:
-        s["type"] = "string";
-        s["pattern"] = "^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$";
-        break;
-    }
-    std::string help = f.help;
+    json s = typed_schema(f);
+    std::string help = std::string(f.help) + " (" + vgm::range_of(f) + ")";
+    if (f.unit != nullptr)
+        help += std::string(", in ") + f.unit;
+    if (f.shown != nullptr)
+        help += "; only where the other values give it";
     if (f.secret)
         help += std::string("; exported as \"") + secret_mask + "\", which keeps the current one";
     s["description"] = help;
@@ -97,46 +110,54 @@ json &node(json &root, const std::string &path)
     return *at;
 }
 
-// A group with variants: the fields of other variants may not be given.
+// Fields that exist only with some values of another (the WEP keys with
+// WEP): for each named value of a field that always exists, the fields that
+// do not exist with it may not be given.
 void variant_rules(const group &g, json &obj)
 {
-    const field &sel = g.fields[static_cast<size_t>(g.variant)];
     json rules = json::array();
-    for (uint32_t v = sel.min; v <= sel.max; ++v) {
-        json then = json{{"properties", json::object()}};
-        for (const field &f : g.fields)
-            if (!applies(f, v))
-                then["properties"][f.key] = false;
-        json match = json::array({v});
-        if (const char *name = sel.values.name_of(v))
-            match.push_back(name);
-        json sel_is = json::object();
-        sel_is["properties"][sel.key] = json{{"enum", match}};
-        sel_is["required"] = json::array({sel.key});
-        json rule = json::object();
-        rule["if"] = sel_is;
-        rule["then"] = then;
-        rules.push_back(rule);
+    for (const field &sel : g.row->fields) {
+        if (sel.shown != nullptr || sel.type != vtype::named)
+            continue;
+        for (const vgm::name_value &n : sel.named) {
+            record scratch = new_record(g.row->domain);
+            field_store(sel, n.name, scratch.data());
+            json absent = json::object();
+            for (const field &f : g.row->fields)
+                if (!applies(f, scratch.data()))
+                    absent[f.key] = false;
+            if (absent.empty())
+                continue;
+            json rule = json::object();
+            rule["if"] = json{{"properties", json{{sel.key, json{{"enum", json::array({n.name, n.value})}}}}},
+                              {"required", json::array({sel.key})}};
+            rule["then"] = json{{"properties", absent}};
+            rules.push_back(rule);
+        }
     }
-    obj["allOf"] = rules;
+    if (!rules.empty())
+        obj["allOf"] = rules;
 }
 
 json list_schema(const list_desc &l)
 {
+    if (l.kind == list_kind::optional)
+        return json{{"anyOf", json::array({json{{"type", "null"}}, field_schema(l.entry[0])})},
+                    {"description", std::string(l.add->help) + "; null: none"}};
     json items;
-    if (l.entry.size() == 1 && l.entry[0].key[0] == '\0') {
+    if (l.single()) {
         items = field_schema(l.entry[0]);
     } else {
         items = object_schema(nullptr);
         json required = json::array();
         for (size_t i = 0; i < l.entry.size(); ++i) {
             items["properties"][l.entry[i].key] = field_schema(l.entry[i]);
-            if (l.kind != list_kind::apn || i < 2)
+            if (l.kind != list_kind::keyed || i < 2)
                 required.push_back(l.entry[i].key);
         }
         items["required"] = required;
     }
-    return json{{"type", "array"}, {"description", std::string(l.help) + "; made exactly equal to this list"},
+    return json{{"type", "array"}, {"description", std::string(l.read->help) + "; made exactly equal to this list"},
                 {"items", items}, {"uniqueItems", true}};
 }
 
@@ -151,20 +172,16 @@ json make_schema()
     root.update(object_schema("The module's configuration: vg-mgmt config export, diff, apply"));
     root["properties"]["version"] = json{{"const", document_version}, {"description", "format of the document"}};
     root["required"] = json::array({"version"});
-    for (const char *top : {"wifi", "data_call", "network", "usb"})
-        node(root, top);
     for (const group &g : groups()) {
         json &obj = node(root, g.object);
-        for (const field &f : g.fields)
+        if (!obj.contains("description"))
+            obj["description"] = g.row->help;
+        for (const field &f : g.row->fields)
             obj["properties"][f.key] = field_schema(f);
-        if (g.variant >= 0)
-            variant_rules(g, obj);
+        variant_rules(g, obj);
     }
     for (const list_desc &l : lists())
         node(root, l.object)["properties"][l.key] = list_schema(l);
-    json dmz = field_schema(dmz_field);
-    node(root, "network")["properties"]["dmz"] =
-        json{{"description", dmz["description"]}, {"anyOf", json::array({json{{"type", "null"}}, dmz})}};
     return root;
 }
 

@@ -1,9 +1,12 @@
 // Opening the service, reading documents, and applying one with a report.
 #include "config_session.h"
 
+#include "vg_mgmt_errors.h"
+
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -70,14 +73,10 @@ std::optional<json> read_document(const std::string &file, std::string &problem)
 
 std::string error_text(int32_t err)
 {
-    switch (err) {
-    case MGMT_ERR_NOT_SUPPORTED: return "error -2 (not supported by the library)";
-    case MGMT_ERR_HANDLE: return "error -1 (no handle)";
-    case MGMT_ERR_INVALID: return "error 2 (value refused by the library)";
-    case MGMT_ERR_NO_SERVICE: return "error 5 (no service)";
-    case MGMT_ERR_NO_MEMORY: return "error 9 (out of memory)";
-    default: return "error " + std::to_string(err) + " (refused by the service)";
-    }
+    const vgm::failure f = vgm::call_failure(err);
+    return f.message.rfind("refused by the service", 0) == 0 ? f.message.substr(std::strlen("refused by the service: "))
+                                                             : "error " + std::to_string(err) + " " + f.name + " (" +
+                                                                   f.message + ")";
 }
 
 json restrict_to(const json &full, const json &keys)
@@ -119,10 +118,9 @@ json predicted(const json &before, const plan &p)
 
 json masked_list(const list_desc &l, json list)
 {
-    for (json &e : list)
-        for (const field &f : l.entry)
-            if (f.secret && e.is_object() && e.contains(f.key) && e[f.key].is_string() && e[f.key] != "")
-                e[f.key] = secret_mask;
+    if (list.is_array())
+        for (json &e : list)
+            e = masked_entry(l, e, false);
     return list;
 }
 

@@ -1,9 +1,14 @@
-// The settings that make up the module's configuration document: for each
-// group of settings, the record that holds it, the command that reads the
-// record and the commands that write it, and for each setting its key in the
-// document, its place in the record, its type, range or named values, and a
-// line that says what it is. Export, schema, diff and apply all work from
-// this table; adding a setting to the document is one row here.
+// The configuration document, made from the tool's model of the settings
+// (vg_mgmt_model*.cpp). What the model's rows are to the document:
+// - a setting (a get and a set row) on no instance, a Wi-Fi interface or the
+//   USB instance is a group of fields: a setting whose one field bears the
+//   setting's name is that value, any other is an object of its fields;
+// - a list, add and del row of one subject is a list made exactly equal;
+// - a get, add and del row with no set (the DMZ host) is one value or none;
+// - a setting over APN profiles, with their list, add and del rows, is the
+//   list of profiles, each keyed by its type and index.
+// Rows of any other shape (status, actions) stay out. Adding a setting to the
+// model adds it to the document; this file only orders the writes.
 #pragma once
 
 #include <cstddef>
@@ -11,93 +16,45 @@
 #include <string>
 #include <vector>
 
+#include "vg_mgmt_model.h"
+
 namespace vgcfg {
 
-// How a value is held in a record and written in the document.
-enum class vtype : uint8_t {
-    uint,  // u8/u16/u32 by width: a JSON integer within [min, max]
-    flag,  // u8: a JSON boolean (any non-zero byte reads as true)
-    named, // u8/u32 by width: a JSON string, one of the names
-    text,  // char[width]: a JSON string of at most max bytes
-    ipv4,  // u32 in network byte order: "a.b.c.d"
-    hex16, // u16: "0x1234"
-    mac,   // u8[6]: "aa:bb:cc:dd:ee:ff"
-};
+using vgm::field;
+using vgm::json;
+using vgm::vtype;
 
-struct name_value {
-    const char *name;
-    uint32_t value;
-};
-
-struct names {
-    const name_value *v = nullptr;
-    size_t n = 0;
-    const char *name_of(uint32_t value) const;
-    bool value_of(const std::string &name, uint32_t &value) const;
-};
-
-struct field {
-    const char *key;
-    uint16_t off;
-    uint16_t width; // bytes in the record
-    vtype type;
-    uint32_t min = 0;
-    uint32_t max = 0; // uint: largest value; text: most characters
-    names values{};              // named values; numbers in [min, max] pass too
-    std::vector<uint32_t> only{}; // uint: the values taken, when not all of the range
-    bool secret = false;
-    // When the group has a variant (the Wi-Fi authentication), the variant
-    // values for which the field exists, as a bit mask; 0: always.
-    uint32_t variants = 0;
-    const char *help = "";
-};
-
-// One command that writes part of a group's record: which bytes of the read
-// record go where in the command's own record.
-struct write_part {
-    uint16_t from;
-    uint16_t to;
-    uint16_t width;
-};
-struct writer {
-    uint16_t set_id;
-    std::vector<write_part> parts; // empty: the read record as it is
-};
-
-// A group of settings read by one command and written back by one or more.
 struct group {
-    const char *object; // dotted path of the document object; "{i}" is the interface
-    uint32_t domain;
-    uint16_t get_id;
-    uint16_t size;         // bytes of the read record
-    bool per_interface;    // the record starts with the Wi-Fi interface, 1 to 3
-    int phase;             // order of the writes among all changes
-    std::vector<writer> writers;
-    uint16_t commit_id = 0; // sent once after the writers (USB write-back)
-    int variant = -1;       // index of the field that selects the variant
-    const char *help = "";
-    std::vector<field> fields;
+    const vgm::command *row; // the set row: fields, read and write commands, instance
+    std::string object;      // dotted document path; "{i}" stands for the interface
+    int phase;               // order of the writes among all changes
+    uint16_t commit_id = 0;  // sent once after the domain's writes (USB write-back)
 };
-
 const std::vector<group> &groups();
 
-// The lists of the document, each made exactly equal to what it holds.
-enum class list_kind : uint8_t { mac_acl, snat, apn };
+enum class list_kind : uint8_t { exact, optional, keyed };
 struct list_desc {
     list_kind kind;
-    const char *object; // path of the object holding the list
-    const char *key;
+    const vgm::command *read; // list row (exact, keyed: the index list) or get row (optional)
+    const vgm::command *add;
+    const vgm::command *del;
+    const vgm::command *set = nullptr; // keyed: the setting row of one entry
+    std::string object;                // dotted path of the object holding it
+    std::string key;
     int phase_del, phase_add;
-    const char *help;
-    std::vector<field> entry; // the entry's fields, offsets in the add record
+    // The fields of one entry as the document writes it: the list entry's
+    // fields (exact), the value (optional), or the instance and the
+    // setting's fields (keyed).
+    std::vector<field> entry;
+    bool single() const { return kind == list_kind::optional || entry.size() == 1; }
 };
 const std::vector<list_desc> &lists();
 
-// The DMZ address: one address or none.
-extern const field dmz_field;
+// Where the instance of a row stands in its record; -1: none.
+bool per_interface(const vgm::command &c);
 
 constexpr int wifi_interfaces = 3;
-constexpr const char *secret_mask = "********";
+inline constexpr const char *secret_mask = vgm::kMasked;
 constexpr int document_version = 1;
 
 } // namespace vgcfg

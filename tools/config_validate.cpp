@@ -1,5 +1,6 @@
 // Checking a whole document against the table before anything is sent: every
 // problem, each with its path in the document.
+#include <algorithm>
 #include <set>
 
 #include "config_apply.h"
@@ -43,25 +44,26 @@ struct checker {
 
     void problem(const std::string &path, const std::string &why) { problems.push_back(path + ": " + why); }
 
+    void check_value(const field &f, const json &v, const std::string &at)
+    {
+        if (const std::string p = field_problem(f, v); !p.empty())
+            problem(at, p);
+    }
+
     void check_entry(const list_desc &l, const json &e, const std::string &at)
     {
-        if (l.entry.size() == 1 && l.entry[0].key[0] == '\0') {
-            if (const std::string p = field_problem(l.entry[0], e); !p.empty())
-                problem(at, p);
-            return;
-        }
+        if (l.single())
+            return check_value(l.entry[0], e, at);
         if (!e.is_object())
             return problem(at, "an object is needed");
         for (const auto &[k, v] : e.items()) {
-            const field *f = nullptr;
-            for (const field &ef : l.entry)
-                f = ef.key == k ? &ef : f;
-            if (f == nullptr)
+            const auto f = std::find_if(l.entry.begin(), l.entry.end(), [&](const field &x) { return k == x.key; });
+            if (f == l.entry.end())
                 problem(at + "." + k, "unknown key");
-            else if (const std::string p = field_problem(*f, v); !p.empty())
-                problem(at + "." + k, p);
+            else
+                check_value(*f, v, at + "." + k);
         }
-        const size_t needed = l.kind == list_kind::apn ? 2 : l.entry.size();
+        const size_t needed = l.kind == list_kind::keyed ? 2 : l.entry.size();
         for (size_t i = 0; i < needed; ++i)
             if (!e.contains(l.entry[i].key))
                 problem(at, std::string("'") + l.entry[i].key + "' is missing");
@@ -69,6 +71,11 @@ struct checker {
 
     void check_list(const list_desc &l, const json &v, const std::string &at)
     {
+        if (l.kind == list_kind::optional) {
+            if (!v.is_null())
+                check_value(l.entry[0], v, at);
+            return;
+        }
         if (!v.is_array())
             return problem(at, "a list is needed");
         std::set<std::string> seen;
@@ -76,11 +83,27 @@ struct checker {
             const std::string entry_at = at + "[" + std::to_string(n) + "]";
             check_entry(l, v[n], entry_at);
             json key = v[n];
-            if (l.kind == list_kind::apn && v[n].is_object())
-                key = json{v[n].value("type", json()), v[n].value("index", json())};
+            if (l.kind == list_kind::keyed && v[n].is_object())
+                key = json::array({v[n].value(l.entry[0].key, json()), v[n].value(l.entry[1].key, json())});
             if (!seen.insert(key.dump()).second)
                 problem(entry_at, "listed twice");
         }
+    }
+
+    // A field that exists only with some values of the others (the WEP keys
+    // with WEP): checked when all those others are given.
+    void check_applies(const group &g, const json &obj, const std::string &path)
+    {
+        record scratch = new_record(g.row->domain);
+        for (const field &f : g.row->fields) {
+            if (f.shown == nullptr && !obj.contains(f.key))
+                return;
+            if (obj.contains(f.key) && field_problem(f, obj[f.key]).empty())
+                field_store(f, obj[f.key], scratch.data());
+        }
+        for (const field &f : g.row->fields)
+            if (obj.contains(f.key) && !applies(f, scratch.data()))
+                problem(path + "." + f.key, "does not apply with the other values given");
     }
 
     bool check_field(const std::string &pattern, const json &obj, const std::string &k, const std::string &at)
@@ -88,28 +111,13 @@ struct checker {
         for (const group &g : groups()) {
             if (pattern != g.object)
                 continue;
-            for (const field &f : g.fields) {
-                if (k != f.key)
-                    continue;
-                if (const std::string p = field_problem(f, obj[k]); !p.empty())
-                    problem(at, p);
-                if (g.variant >= 0 && &f != &g.fields[static_cast<size_t>(g.variant)])
-                    check_variant(g, f, obj, at);
-                return true;
-            }
+            for (const field &f : g.row->fields)
+                if (k == f.key) {
+                    check_value(f, obj[k], at);
+                    return true;
+                }
         }
         return false;
-    }
-
-    void check_variant(const group &g, const field &f, const json &obj, const std::string &at)
-    {
-        const field &sel = g.fields[static_cast<size_t>(g.variant)];
-        if (!obj.contains(sel.key) || !field_problem(sel, obj[sel.key]).empty())
-            return;
-        record rec(g.size + 8u, 0);
-        field_store(sel, obj[sel.key], rec.data());
-        if (!applies(f, selector_of(g, rec.data())))
-            problem(at, "not a setting of " + std::string(sel.key) + " " + obj[sel.key].dump());
     }
 
     void walk(const json &obj, const std::string &path)
@@ -118,8 +126,8 @@ struct checker {
         const std::set<std::string> objects = child_objects(pattern);
         for (const auto &[k, v] : obj.items()) {
             const std::string at = path.empty() ? k : path + "." + k;
-            if (objects.count(k) != 0 || (pattern == "wifi.interfaces" && objects.count("{i}") != 0)) {
-                if (pattern == "wifi.interfaces" && (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
+            if (objects.count(k) != 0 || objects.count("{i}") != 0) {
+                if (objects.count("{i}") != 0 && (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
                     problem(at, "no such Wi-Fi interface (1 to " + std::to_string(wifi_interfaces) + ")");
                 else if (!v.is_object())
                     problem(at, "an object is needed");
@@ -129,18 +137,16 @@ struct checker {
             }
             if (check_field(pattern, obj, k, at))
                 continue;
-            const list_desc *list = nullptr;
-            for (const list_desc &l : lists())
-                list = pattern == l.object && k == l.key ? &l : list;
-            if (list != nullptr)
-                check_list(*list, v, at);
-            else if (pattern == "network" && k == dmz_field.key) {
-                if (!v.is_null())
-                    if (const std::string p = field_problem(dmz_field, v); !p.empty())
-                        problem(at, p);
-            } else if (!(path.empty() && k == "version"))
+            const auto l = std::find_if(lists().begin(), lists().end(),
+                                        [&](const list_desc &d) { return pattern == d.object && k == d.key; });
+            if (l != lists().end())
+                check_list(*l, v, at);
+            else if (!(path.empty() && k == "version"))
                 problem(at, "unknown key");
         }
+        for (const group &g : groups())
+            if (pattern == g.object)
+                check_applies(g, obj, path);
     }
 };
 

@@ -65,29 +65,10 @@ const kestd_msg_row *kestd_find_row(uint32_t id)
 
 const char *kestd_error_name(uint16_t code)
 {
-    switch (code) {
-    case KESTD_OK: return "OK";
-    case KESTD_ERR_STORAGE: return "STORAGE";
-    case KESTD_ERR_INVALID_INTERFACE: return "INVALID_INTERFACE";
-    case KESTD_ERR_INVALID_VALUE: return "INVALID_VALUE";
-    case KESTD_ERR_INVALID_CHANNEL: return "INVALID_CHANNEL";
-    case KESTD_ERR_INVALID_TEXT: return "INVALID_TEXT";
-    case KESTD_ERR_INVALID_KEY: return "INVALID_KEY";
-    case KESTD_ERR_INVALID_ADDRESS: return "INVALID_ADDRESS";
-    case KESTD_ERR_LIST_FULL: return "LIST_FULL";
-    case KESTD_ERR_DUPLICATE: return "DUPLICATE";
-    case KESTD_ERR_NOT_FOUND: return "NOT_FOUND";
-    case KESTD_ERR_UNKNOWN_PROFILE: return "UNKNOWN_PROFILE";
-    case KESTD_ERR_NO_APN: return "NO_APN";
-    case KESTD_ERR_IP_TYPE_MISMATCH: return "IP_TYPE_MISMATCH";
-    case KESTD_ERR_CALL_ACTIVE: return "CALL_ACTIVE";
-    case KESTD_ERR_CALL_INACTIVE: return "CALL_INACTIVE";
-    case KESTD_ERR_PROFILE_IN_USE: return "PROFILE_IN_USE";
-    case KESTD_ERR_INVALID_INSTANCE: return "INVALID_INSTANCE";
-    case KESTD_ERR_WIFI_OFF: return "WIFI_OFF";
-    case KESTD_ERR_ACL_DENIED: return "ACL_DENIED";
-    default: return "INJECTED";
-    }
+    if (code == KESTD_OK)
+        return "OK";
+    const kest_error_row *row = kest_error_find(code);
+    return row != nullptr ? row->name : "INJECTED";
 }
 
 void kestd_dump_line(std::string &out, const char *key, const char *fmt, ...)

@@ -26,9 +26,9 @@ PLAYBOOK = """- hosts: localhost
         config: {config}
 """
 
-WANTED = {"version": 1, "wifi": {"interfaces": {"1": {"channel": 11, "ssid": "Fleet AP"}}},
-          "network": {"snat": [{"private_ip": "192.168.225.20", "private_port": 8080,
-                                "global_port": 80, "protocol": "tcp"}]}}
+WANTED = {"version": 1, "wifi": {"interfaces": {"1": {"channel": 11, "ssid": {"ssid": "Fleet AP"}}}},
+          "network": {"snat": [{"private-ip": "192.168.225.20", "private-port": 8080,
+                                "global-port": 80, "protocol": "tcp"}]}}
 AGAIN = json.loads(json.dumps(WANTED))
 AGAIN["wifi"]["interfaces"]["1"]["channel"] = 1
 
@@ -78,7 +78,7 @@ class Playbook(unittest.TestCase):
         self.assertEqual(self.svc.export(), Playbook.applied)
 
     def test_4_refused_value_fails_and_changes_nothing(self):
-        rc, recap, out = self.play(dict(AGAIN, usb={"pid": "0x0000"}))
+        rc, recap, out = self.play(dict(AGAIN, usb={"id": {"pid": "0x0000"}}))
         self.assertEqual((recap["failed"], recap["changed"]), (1, 0), out)
         self.assertNotEqual(rc, 0)
         self.assertIn("the configuration is as it was", out)

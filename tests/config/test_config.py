@@ -31,58 +31,62 @@ def get_path(doc, path):
 # One row per kind of setting: (path, new value).
 EDITS = [
     ("wifi.interfaces.1.channel", 11),
-    ("wifi.interfaces.2.ssid", "Café AP ☕"),
+    ("wifi.interfaces.2.ssid.ssid", "Café AP ☕"),
     ("wifi.interfaces.1.auth.password", "a-new-passphrase"),
-    ("wifi.interfaces.2.ap_isolate", True),
-    ("wifi.interfaces.1.mac_rule", "deny-listed"),
+    ("wifi.interfaces.2.ap-isolate", "on"),
+    ("wifi.interfaces.1.acl-rule", "deny-listed"),
     ("wifi.country", "DE"),
-    ("data_call.default_profile.tech_pref", 2),
+    ("datacall.default-profile.tech-pref", 2),
     ("network.lan.lease", 7200),
-    ("network.sgmii.speed", "100"),
-    ("network.ethernet_mode", "wan"),
+    ("network.sgmii-config.speed", "100mbps"),
+    ("network.ethernet-mode.mode", "wan"),
     ("network.dmz", "192.168.225.77"),
     ("usb.product", "Fleet LTE"),
-    ("usb.adb", True),
+    ("usb.func.adb", "on"),
 ]
 
 # Two changes the service accepts (sent first), then one it refuses.
 ACCEPTED = [("wifi.interfaces.1.channel", 1), ("network.lan.lease", 7200)]
 REFUSED = [
-    ("usb.pid", "0x0000"),
+    ("usb.id.pid", "0x0000"),
     ("network.dmz", "10.1.2.3"),
-    ("network.snat", [{"private_ip": "10.0.0.5", "private_port": 80, "global_port": 80, "protocol": "tcp"}]),
-    ("network.sgmii.duplex", "half"),
+    ("network.snat", [{"private-ip": "10.0.0.5", "private-port": 80, "global-port": 80, "protocol": "tcp"}]),
+    ("network.sgmii-config.duplex", "half"),
 ]
+
+
+def profile(ptype, index, pdp, auth, apn, user="", password=""):
+    return {"profile-type": ptype, "profile-index": index, "pdp-type": pdp, "auth-protocol": auth, "apn": apn,
+            "user": user, "password": password}
+
+
+def rule(ip, port, global_port, protocol):
+    return {"private-ip": ip, "private-port": port, "global-port": global_port, "protocol": protocol}
+
 
 # Lists: (path, first content, second content); the second replaces the first exactly.
 LISTS = [
-    ("wifi.interfaces.2.mac_list", ["aa:bb:cc:00:00:01", "aa:bb:cc:00:00:02"],
+    ("wifi.interfaces.2.acl", ["aa:bb:cc:00:00:01", "aa:bb:cc:00:00:02"],
      ["aa:bb:cc:00:00:02", "aa:bb:cc:00:00:03"]),
-    ("network.snat",
-     [{"private_ip": "192.168.225.20", "private_port": 8080, "global_port": 80, "protocol": "tcp"},
-      {"private_ip": "192.168.225.21", "private_port": 53, "global_port": 5353, "protocol": "udp"}],
-     [{"private_ip": "192.168.225.21", "private_port": 53, "global_port": 5353, "protocol": "udp"},
-      {"private_ip": "192.168.225.30", "private_port": 22, "global_port": 2222, "protocol": "tcp+udp"}]),
-    ("data_call.profiles",
-     [{"type": 0, "index": 0, "pdp_type": 2, "auth_protocol": 0, "apn": "internet", "username": "", "password": ""},
-      {"type": 0, "index": 2, "pdp_type": 0, "auth_protocol": 1, "apn": "two", "username": "u", "password": "p2"},
-      {"type": 1, "index": 0, "pdp_type": 1, "auth_protocol": 0, "apn": "ims", "username": "", "password": ""}],
-     [{"type": 0, "index": 0, "pdp_type": 2, "auth_protocol": 0, "apn": "internet", "username": "", "password": ""},
-      {"type": 0, "index": 5, "pdp_type": 2, "auth_protocol": 2, "apn": "five", "username": "", "password": "p5"},
-      {"type": 2, "index": 1, "pdp_type": 3, "auth_protocol": 255, "apn": "mms", "username": "", "password": ""}]),
+    ("network.snat", [rule("192.168.225.20", 8080, 80, "tcp"), rule("192.168.225.21", 53, 5353, "udp")],
+     [rule("192.168.225.21", 53, 5353, "udp"), rule("192.168.225.30", 22, 2222, "253")]),
+    ("datacall.apn",
+     [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 2, "ipv4", "pap", "two", "u", "p2"),
+      profile(1, 0, "ipv6", "none", "ims")],
+     [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 5, "ipv4v6", "chap", "five", "", "p5"),
+      profile(2, 1, "3", "255", "mms")]),
 ]
 
 # Documents the schema and apply both refuse: (change to a valid document, path named).
 WRONG = [
     ("wifi.interfaces.1.channel", 15, "wifi.interfaces.1.channel"),
-    ("wifi.interfaces.1.max_stations", 0, "wifi.interfaces.1.max_stations"),
+    ("wifi.interfaces.1.max-sta", 0, "wifi.interfaces.1.max-sta"),
     ("wifi.enable", "yes", "wifi.enable"),
     ("wifi.interfaces.1.auth.key0", "abcde", "wifi.interfaces.1.auth.key0"),
     ("wifi.interfaces.4", {"channel": 1}, "wifi.interfaces.4"),
-    ("network.snat", [{"private_ip": "192.168.225.20", "private_port": 1, "global_port": 1, "protocol": 300}],
-     "network.snat[0].protocol"),
+    ("network.snat", [rule("192.168.225.20", 1, 1, 300)], "network.snat[0].protocol"),
     ("network.colour", "blue", "network.colour"),
-    ("usb.pid", "9025", "usb.pid"),
+    ("usb.id.pid", "0x1ffff", "usb.id.pid"),
     ("version", 2, "version"),
 ]
 
@@ -157,17 +161,17 @@ class RoundTrip(ConfigTest):
     def test_masked_secrets_apply_without_touching_them(self):
         masked = json.loads(self.svc.export(secrets=False))
         self.assertEqual(get_path(masked, "wifi.interfaces.1.auth.password"), "********")
-        set_path(masked, "wifi.interfaces.1.ssid", "Renamed")
+        set_path(masked, "wifi.interfaces.1.ssid.ssid", "Renamed")
         rc, _, err = self.svc.apply(masked)
         self.assertEqual(rc, 0, err)
-        self.assertEqual(self.export(), self.edited(("wifi.interfaces.1.ssid", "Renamed")))
+        self.assertEqual(self.export(), self.edited(("wifi.interfaces.1.ssid.ssid", "Renamed")))
 
     def test_check_sends_nothing_and_says_whether_changes_are_pending(self):
         rc, _, _ = self.svc.apply(self.baseline, "--check")
         self.assertEqual(rc, 0)
-        rc, out, _ = self.svc.apply(self.edited(("usb.adb", True)), "--check")
+        rc, out, _ = self.svc.apply(self.edited(("usb.func.adb", "on")), "--check")
         self.assertEqual(rc, 4)
-        self.assertIn("usb.adb: false -> true", out)
+        self.assertIn('usb.func.adb: "off" -> "on"', out)
         self.assertEqual(self.svc.export(), self.baseline_text)
 
 
@@ -184,7 +188,7 @@ class Refusal(ConfigTest):
 
 class Partial(ConfigTest):
     def test_a_partial_document_changes_only_its_keys(self):
-        for path, value in [("usb.adb", True), ("wifi.interfaces.2.channel", 40), ("network.lan.dhcp", False)]:
+        for path, value in [("usb.func.adb", "on"), ("wifi.interfaces.2.channel", 40), ("network.lan.dhcp", "off")]:
             with self.subTest(path=path):
                 self.setUp()
                 partial = {"version": 1}
@@ -194,7 +198,7 @@ class Partial(ConfigTest):
                 self.assertEqual(self.export(), self.edited((path, value)))
 
     def test_every_list_is_made_exact(self):
-        key = {"data_call.profiles": lambda e: (e["type"], e["index"])}
+        key = {"datacall.apn": lambda e: (e["profile-type"], e["profile-index"])}
         for path, first, second in LISTS:
             with self.subTest(path=path):
                 for content in (first, second):

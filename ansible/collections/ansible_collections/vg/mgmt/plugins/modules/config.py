@@ -53,10 +53,10 @@ EXAMPLES = r'''
       version: 1
       wifi:
         interfaces:
-          "1": {ssid: "Fleet AP", channel: 11}
+          "1": {ssid: {ssid: "Fleet AP"}, channel: 11}
       network:
         snat:
-          - {private_ip: 192.168.225.20, private_port: 8080, global_port: 80, protocol: tcp}
+          - {private-ip: 192.168.225.20, private-port: 8080, global-port: 80, protocol: tcp}
 
 - name: A whole document kept under version control
   vg.mgmt.config:

@@ -1,0 +1,38 @@
+// Output of vg-mgmt: records as "key: value" lines or as one JSON object
+// with the same keys, and failures as one line on stderr (with --json, also
+// a JSON error object on stdout).
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "vg_mgmt_errors.h"
+#include "vg_mgmt_model.h"
+
+namespace vgm {
+
+struct output {
+    FILE *out;
+    FILE *err;
+    bool json = false;
+    bool show_secrets = false;
+    bool raw = false;
+};
+
+// The fields of a record that it says are shown.
+json record_json(const std::vector<field> &fields, const uint8_t *rec, bool show_secrets);
+// A counted list: {"count": n, key: [...]}; entries of one field are plain values.
+json list_json(const list_def &l, const uint8_t *rec, bool show_secrets, bool raw);
+
+// Prints an object: JSON on one line, or one "key: value" line per key (a
+// list of objects as one indented "k=v ..." line per entry).
+void print_object(const output &o, const json &obj);
+
+// Prints a failure of `what` ("wifi channel set") and returns its status.
+int print_failure(const output &o, const std::string &what, const failure &f);
+
+// The JSON text of a value: UTF-8 passes unchanged, invalid bytes become U+FFFD.
+std::string dump_json(const json &v);
+
+} // namespace vgm
