@@ -19,6 +19,7 @@ struct change {
     std::string path;
     json before; // null: the entry is added
     json after;  // null: the entry is removed
+    bool entry = false; // an entry of a list, added or removed
 };
 
 struct step {
@@ -40,6 +41,7 @@ plan make_plan(const json &doc, const snapshot &current);
 // Plan parts, one per kind of thing the document holds.
 void plan_groups(const json &doc, const snapshot &cur, plan &p);
 void plan_lists(const json &doc, const snapshot &cur, plan &p);
+void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p);
 
 struct outcome {
     bool done = true;

@@ -92,7 +92,7 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
         const record rec = keyed_record(l, e);
         const auto old = have.find(k);
         if (old == have.end())
-            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false)}},
+            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
                                [&l, rec](conn &c) { return place(c, l, rec); }, send(*l.del, rec)});
         else if (old->second != e)
             p.steps.push_back({l.phase_add, path,
@@ -102,7 +102,7 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
     for (auto it = have.rbegin(); it != have.rend(); ++it) // descending, so the undo re-adds ascending
         if (wanted.count(it->first) == 0) {
             const record rec = keyed_record(l, it->second);
-            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, it->second, false), nullptr}},
+            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, it->second, false), nullptr, true}},
                                send(*l.del, rec), [&l, rec](conn &c) { return place(c, l, rec); }});
         }
 }

@@ -56,13 +56,13 @@ void plan_exact(const list_desc &l, int iface, const json &cur, const json &want
     for (const json &e : cur)
         if (!holds(wanted, e)) {
             const record r = entry_record(*l.del, iface, e, l.single());
-            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, e, false), nullptr}}, send(*l.del, r),
+            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, e, false), nullptr, true}}, send(*l.del, r),
                                send(*l.add, entry_record(*l.add, iface, e, l.single()))});
         }
     for (const json &e : wanted)
         if (!holds(cur, e)) {
             const record r = entry_record(*l.add, iface, e, l.single());
-            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false)}}, send(*l.add, r),
+            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}}, send(*l.add, r),
                                send(*l.del, entry_record(*l.del, iface, e, l.single()))});
         }
 }
@@ -84,8 +84,6 @@ void plan_optional(const list_desc &l, const json &cur, const json &want, plan &
 }
 
 } // namespace
-
-void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p);
 
 void plan_lists(const json &doc, const snapshot &cur, plan &p)
 {

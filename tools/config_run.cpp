@@ -1,6 +1,7 @@
 // Sending a plan's steps, and undoing them in reverse order when the service
 // refuses one; then reading back what the configuration is.
 #include "config_apply.h"
+#include "config_session.h"
 
 namespace vgcfg {
 
@@ -33,11 +34,8 @@ std::vector<change> document_diff(const json &before, const json &after)
 
 std::string change_line(const change &c)
 {
-    if (c.before.is_null() && c.after.is_array() == false && c.path.find('.') != std::string::npos &&
-        !c.after.is_null() && (c.after.is_object() || c.path.ends_with("mac_list")))
-        return c.path + ": + " + c.after.dump();
-    if (c.after.is_null() && !c.before.is_null() && (c.before.is_object() || c.path.ends_with("mac_list")))
-        return c.path + ": - " + c.before.dump();
+    if (c.entry)
+        return c.path + (c.after.is_null() ? ": - " + c.before.dump() : ": + " + c.after.dump());
     return c.path + ": " + shown(c.before) + " -> " + shown(c.after);
 }
 
@@ -68,13 +66,20 @@ outcome run_plan(conn &c, const plan &p, const snapshot &before)
     size_t undo_from = p.steps[done].partial ? done + 1 : done;
     while (undo_from-- > 0)
         if (!p.steps[undo_from].undo(c))
-            o.undo_failed.push_back(p.steps[undo_from].what + " (error " + std::to_string(c.err) + ")");
-    // A refused undo is named with its error number; its text is the refusal's.
+            o.undo_failed.push_back(p.steps[undo_from].what + " (" + error_text(c.err) + ")");
     snapshot after;
     std::string what;
     o.read_back = read_snapshot(c, after, what);
-    if (o.read_back)
-        o.left_changed = document_diff(to_document(before, false), to_document(after, false));
+    if (!o.read_back)
+        return o;
+    // Compared with the secrets, shown without them.
+    const json was = to_document(before, false), is = to_document(after, false);
+    for (change ch : document_diff(to_document(before, true), to_document(after, true))) {
+        const json *a = find_path(was, ch.path), *b = find_path(is, ch.path);
+        ch.before = a != nullptr ? *a : json(nullptr);
+        ch.after = b != nullptr ? *b : json(nullptr);
+        o.left_changed.push_back(ch);
+    }
     return o;
 }
 

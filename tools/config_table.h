@@ -50,7 +50,7 @@ struct list_desc {
 };
 const std::vector<list_desc> &lists();
 
-// Where the instance of a row stands in its record; -1: none.
+// Whether a row names a Wi-Fi interface (1 to 3, at the start of its record).
 bool per_interface(const vgm::command &c);
 
 constexpr int wifi_interfaces = 3;

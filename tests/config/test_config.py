@@ -22,6 +22,16 @@ def set_path(doc, path, value):
     doc[keys[-1]] = value
 
 
+def flatten(doc, prefix=""):
+    """(path, value) of every value of a partial document; lists whole."""
+    for k, v in doc.items():
+        path = prefix + k
+        if isinstance(v, dict):
+            yield from flatten(v, path + ".")
+        else:
+            yield path, v
+
+
 def get_path(doc, path):
     for k in path.split("."):
         doc = doc[k]
@@ -75,6 +85,18 @@ LISTS = [
       profile(1, 0, "ipv6", "none", "ims")],
      [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 5, "ipv4v6", "chap", "five", "", "p5"),
       profile(2, 1, "3", "255", "mms")]),
+]
+
+# Changes that the service takes only in the right order, each in one document.
+ORDERED = [
+    ("a profile before the default profile that names it",
+     {"datacall": {"apn": [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 3, "ipv4", "none", "three")],
+                   "default-profile": {"profile": 3}}}),
+    ("the LAN block before the DMZ host and the SNAT rule in it",
+     {"network": {"lan": {"gateway": "10.0.0.1", "dhcp-start": "10.0.0.20", "dhcp-end": "10.0.0.60"},
+                  "dmz": "10.0.0.9", "snat": [rule("10.0.0.20", 80, 8080, "tcp")]}}),
+    ("the MAC list before the rule that lets only it in",
+     {"wifi": {"interfaces": {"1": {"acl": ["aa:bb:cc:00:00:01"], "acl-rule": "allow-listed"}}}}),
 ]
 
 # Documents the schema and apply both refuse: (change to a valid document, path named).
@@ -196,6 +218,14 @@ class Partial(ConfigTest):
                 rc, _, err = self.svc.apply(partial)
                 self.assertEqual(rc, 0, err)
                 self.assertEqual(self.export(), self.edited((path, value)))
+
+    def test_changes_go_out_in_an_order_the_service_takes(self):
+        for why, partial in ORDERED:
+            with self.subTest(why):
+                self.setUp()
+                rc, out, err = self.svc.apply(dict(partial, version=1))
+                self.assertEqual(rc, 0, out + err)
+                self.assertEqual(self.export(), self.edited(*flatten(partial)))
 
     def test_every_list_is_made_exact(self):
         key = {"datacall.apn": lambda e: (e["profile-type"], e["profile-index"])}
