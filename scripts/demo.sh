@@ -48,40 +48,51 @@ sleep 0.5
 
 echo "== an access point with WPA"
 step wifi enable set on
-step wifi ssid set 1 DemoAP
+step wifi ssid set 1 "Demo Café AP"
 step wifi channel set 1 6
 step wifi auth set 1 wpa-psk-2 --pairwise 2 --password demo-passphrase --group-rekey 3600
 step wifi ssid get 1
 step wifi channel get 1
+step wifi auth get 1
+step --json wifi auth get 1
+echo "(a set changes only what it names: the pairwise and the rekey interval stay)"
+step wifi auth set 1 --password another-passphrase
 step wifi auth get 1
 echo "(a phone joins the access point)"
 "$kestctl" --socket "$VG_KEST_SOCKET" sta-join 1 aa:bb:cc:dd:ee:01 phone >/dev/null
 step wifi stations get
 
 echo "== an APN profile and a data call"
-index=$("$vgm" --json datacall apn add 0 --apn demo.example --pdp-type 2 | sed -n 's/.*"index": \([0-9]*\).*/\1/p')
-echo "\$ vg-mgmt datacall apn add 0 --apn demo.example --pdp-type 2   -> profile index $index"
+index=$("$vgm" --json datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn demo.example \
+        --user "" --password "" | sed -n 's/.*"profile-index":\([0-9]*\).*/\1/p')
+echo "\$ vg-mgmt datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn demo.example --user '' --password ''   -> profile index $index"
+step datacall apn set 0 "$index" --user demo --password demo-secret
 step datacall apn get 0 "$index"
 step datacall up "$index" --ip-type ipv4v6
-step datacall info "$index"
+step datacall info get "$index"
 
-echo "== an SNAT rule"
+echo "== the LAN and an SNAT rule"
+step network lan get
 step network snat add 192.168.225.20 8080 80 tcp
 step network snat list
 
 echo "== the USB configuration"
+step usb func set --adb on
+step usb config write
 step usb config get
 
-echo "== a value the library refuses, and one the service refuses"
+echo "== mistakes and refusals"
+step wfi ssid get 1 || true
 step wifi channel set 1 15 || true
 step wifi channel set 1 36 || true
+step --json wifi channel set 1 36 || true
 
 step datacall down "$index" --ip-type ipv4v6
 sleep 0.5
 echo "== events seen meanwhile"
 cat "$work/events.out"
-grep -q "data call status" "$work/events.out"
-grep -q "wifi ap station" "$work/events.out"
+grep -q "datacall-status" "$work/events.out"
+grep -q "wifi-ap-station" "$work/events.out"
 echo "== done; stopping kestd"
 
 # ---------------------------------------------------------------------------

@@ -172,28 +172,31 @@ std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::
     return std::nullopt;
 }
 
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string s;
+    for (const auto &w : words)
+        s += (s.empty() ? "" : " ") + w;
+    return s;
+}
+
+// One line that names the mistake, one usage line.
 int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const CLI::ParseError &e)
 {
     std::vector<std::string> prefix;
-    std::string msg;
-    std::string usage;
+    std::string msg, usage;
     if (auto unknown = unknown_word(argc, argv, prefix)) {
         msg = *unknown;
         usage = usage_line(prefix);
     } else {
         prefix = chosen_words(app);
         msg = e.what();
-        const binding *row = nullptr;
-        for (const binding &b : p.rows)
-            if (command_name(*b.cmd) == [&] {
-                    std::string s;
-                    for (const auto &w : prefix)
-                        s += (s.empty() ? "" : " ") + w;
-                    return s;
-                }())
-                row = &b;
-        usage = row != nullptr ? usage_line(*row->cmd) : usage_line(prefix);
-        if (dynamic_cast<const CLI::RequiredError *>(&e) != nullptr && row == nullptr)
+        if (const size_t colon = msg.find(": "); e.get_name() == "ExtrasError" && colon != std::string::npos)
+            msg = "unexpected word(s): " + msg.substr(colon + 2);
+        const auto row = std::find_if(p.rows.begin(), p.rows.end(),
+                                      [&](const binding &b) { return command_name(*b.cmd) == joined(prefix); });
+        usage = row != p.rows.end() ? usage_line(*row->cmd) : usage_line(prefix);
+        if (e.get_name() == "RequiredError" && row == p.rows.end())
             msg = prefix.empty() ? "no command given" : "'" + prefix.back() + "' needs a further word";
     }
     const int status = print_failure(p.o, "", usage_failure(msg));

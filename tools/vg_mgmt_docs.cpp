@@ -60,9 +60,11 @@ const char *placeholder(const field &f)
     }
 }
 
-// Prints `text` after an indent, wrapped within kColumns.
-void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text)
+// Prints `text` after an indent, wrapped within kColumns; lines after the
+// first are indented by `more` (default: the same).
+void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text, size_t more = 0)
 {
+    more = more != 0 ? more : indent;
     std::string line = head;
     if (!line.empty() && line.size() + 1 > indent) {
         std::fprintf(out, "%s\n", line.c_str());
@@ -72,12 +74,13 @@ void wrapped(FILE *out, const std::string &head, size_t indent, const std::strin
     size_t at = 0;
     bool first = true;
     while (at < text.size()) {
-        size_t end = text.find(' ', at);
-        end = end == std::string::npos ? text.size() : end;
+        size_t end = at; // a word ends at a space outside brackets: "[--key V]" stays whole
+        for (int depth = 0; end < text.size() && (text[end] != ' ' || depth > 0); ++end)
+            depth += text[end] == '[' ? 1 : text[end] == ']' ? -1 : 0;
         const std::string w = text.substr(at, end - at);
         if (!first && line.size() + 1 + w.size() > kColumns) {
             std::fprintf(out, "%s\n", line.c_str());
-            line.assign(indent, ' ');
+            line.assign(more, ' ');
             first = true;
         }
         line += (first ? "" : " ") + w;
@@ -98,7 +101,7 @@ std::string field_text(const field &f, bool with_default)
 
 void print_row_help(FILE *out, const command &c)
 {
-    std::fprintf(out, "usage: %s\n", usage_line(c).c_str());
+    wrapped(out, "usage:", 7, usage_line(c), 9);
     wrapped(out, "", 0, c.help);
     if (c.note != nullptr)
         wrapped(out, "", 0, c.note);
@@ -166,6 +169,12 @@ std::vector<std::string> next_words(const std::vector<std::string> &prefix)
 
 std::string usage_line(const std::vector<std::string> &prefix)
 {
+    if (!prefix.empty() && prefix[0] == "events")
+        return "vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]";
+    if (!prefix.empty() && prefix[0] == "completion")
+        return "vg-mgmt completion bash";
+    if (!prefix.empty() && prefix[0] == "help")
+        return "vg-mgmt help [--man] [words]";
     std::string u = "vg-mgmt [options]";
     for (const auto &w : prefix)
         u += " " + w;
@@ -197,7 +206,7 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         std::fprintf(out, "\ncommands (vg-mgmt <words> --help tells more):\n");
     }
     for (const command *c : rows) {
-        std::fprintf(out, "  %s\n", usage_line(*c).substr(8).c_str());
+        wrapped(out, "", 2, usage_line(*c).substr(8), 8);
         wrapped(out, "", 6, c->help);
     }
 }

@@ -2,6 +2,7 @@
 // watches the service with a cheap read so that a lost service is noticed.
 #include "vg_mgmt_events.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
@@ -25,7 +26,7 @@ std::mutex g_mu;
 std::condition_variable g_cv;
 const output *g_out = nullptr;
 unsigned g_seen = 0;
-volatile std::sig_atomic_t g_stop = 0;
+std::atomic<bool> g_stop{false}; // set by SIGINT and SIGTERM (lock-free, so signal-safe)
 
 std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
 {
@@ -119,9 +120,9 @@ int run_events(const output &o, const events_options &e, double wait_s)
         g_out = &o;
         g_seen = 0;
     }
-    g_stop = 0;
-    std::signal(SIGINT, [](int) { g_stop = 1; });
-    std::signal(SIGTERM, [](int) { g_stop = 1; });
+    g_stop = false;
+    std::signal(SIGINT, [](int) { g_stop = true; });
+    std::signal(SIGTERM, [](int) { g_stop = true; });
     const auto deadline = clock_type::now() + std::chrono::duration_cast<clock_type::duration>(
                                                   std::chrono::duration<double>(e.timeout_s));
     const std::string where = socket_path();

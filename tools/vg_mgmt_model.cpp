@@ -33,6 +33,82 @@ void axis_fixed(axis a, uint8_t *rec)
     }
 }
 
+std::vector<std::vector<std::string>> axis_instances(axis a)
+{
+    switch (a) {
+    case axis::iface: return {{"1"}, {"2"}, {"3"}};
+    case axis::apn:
+    case axis::apn_type:
+    case axis::profile: return {};
+    default: return {{}};
+    }
+}
+
+const char *record_name(uint32_t domain, uint16_t id)
+{
+    static const struct {
+        uint32_t domain;
+        uint16_t id;
+        const char *record;
+    } records[] = {
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_WORK_MODE, "wifi_work_mode_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_COUNTRY_CODE, "wifi_country_code_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MODE, "wifi_mode_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_CHANNEL, "wifi_channel_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_ESSID, "wifi_essid_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_SSID_HIDE, "wifi_ssid_hide_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_BANDWIDTH, "wifi_bandwidth_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MAX_NUM_STA, "wifi_max_num_sta_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_11N_ONLY, "wifi_11n_only_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_11AC_ONLY, "wifi_11ac_only_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_AP_ISOLATE, "wifi_ap_isolate_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_DFS, "wifi_dfs_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_AUTH, "wifi_auth_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_RSSI, "wifi_rssi_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_STA_INFO, "wifi_sta_info_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_ENABLE, "wifi_enable_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_ACTIVE, "wifi_active_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_RESTORE_DEFAULT, "wifi_restore_default_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MAC_ACL_RULE, "wifi_mac_acl_rule_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MAC_ACL_ADD, "wifi_mac_acl_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MAC_ACL_DEL, "wifi_mac_acl_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_MAC_ACL_INFO, "wifi_mac_acl_info_params"},
+        {MGMT_DOMAIN_WIFI, WIFI_CMD_STATION_STATUS, "wifi_station_status_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_UP, "data_call_up_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_DOWN, "data_call_down_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_INFO, "data_call_info_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN, "data_call_apn_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_LIST, "data_call_apn_list_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_DEL, "data_call_apn_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_ADD, "data_call_apn_params"},
+        {MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_DEFAULT_PROFILE, "data_call_default_profile_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_DMZ_ADD, "network_dmz_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_DMZ_DEL, "none"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_DMZ_GET, "network_dmz_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SGMII_ENABLE, "network_sgmii_enable_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SGMII_CONFIG, "network_sgmii_config_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SGMII_INFO, "network_sgmii_info_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_LAN_CONFIG, "network_lan_config_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SNAT_ADD, "network_snat_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SNAT_DEL, "network_snat_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_SNAT_GET, "network_snat_list_params"},
+        {MGMT_DOMAIN_NETWORK, NETWORK_CMD_ETHERNET_MODE, "network_ethernet_mode_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_CONFIG_WRITE, "none"},
+        {MGMT_DOMAIN_USB, USB_CMD_ACTION, "usb_action_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_BOOTUP, "usb_bootup_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_ID, "usb_id_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_PRODUCT_INFO, "usb_product_info_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_MANUFAC_INFO, "usb_manufac_info_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_NET, "usb_net_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_FUNC, "usb_func_params"},
+        {MGMT_DOMAIN_USB, USB_CMD_CONFIG_GET, "usb_config_params"},
+    };
+    for (const auto &r : records)
+        if (r.domain == domain && r.id == id)
+            return r.record;
+    return nullptr;
+}
+
 uint32_t value_size(uint32_t domain)
 {
     switch (domain) {

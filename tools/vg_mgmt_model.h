@@ -77,6 +77,15 @@ std::vector<field> axis_fields(axis a);
 // Writes the fixed instance of an axis (station interface 3, USB instance 0).
 void axis_fixed(axis a, uint8_t *rec);
 
+// Every instance of an axis that is fixed by the module: the Wi-Fi interfaces
+// 1 to 3, or the one instance of an axis that takes no words. Empty for the
+// APN axes, whose instances are the profiles the service holds ("datacall apn
+// list" per profile type 0 to 2).
+std::vector<std::vector<std::string>> axis_instances(axis a);
+
+// The name of the value record of a library command ("wifi_channel_params").
+const char *record_name(uint32_t domain, uint16_t id);
+
 // The value buffer size of a domain.
 uint32_t value_size(uint32_t domain);
 

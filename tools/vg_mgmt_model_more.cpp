@@ -238,7 +238,7 @@ void add_usb_commands(std::vector<command> &c)
         std::vector<field> fields;
         uint8_t npos;
     } settings[] = {{"bootup", "the USB bootup setting", USB_CMD_BOOTUP, {bootup}, 1},
-                    {"id", "the USB product and vendor ids", USB_CMD_ID, ids, 2},
+                    {"id", "the USB product and vendor ids", USB_CMD_ID, ids, 0},
                     {"product", "the USB product text", USB_CMD_PRODUCT_INFO, {product}, 1},
                     {"manufacturer", "the USB manufacturer text", USB_CMD_MANUFAC_INFO, {maker}, 1},
                     {"net-mode", "the USB network mode", USB_CMD_NET, {net_mode}, 1},

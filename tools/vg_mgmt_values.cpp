@@ -66,6 +66,8 @@ std::optional<std::string> parse_integer(const field &f, const std::string &word
     for (const name_value &n : f.named)
         if (word == n.name)
             v = n.value;
+    if (f.type == vtype::flag && (word == "on" || word == "off"))
+        v = word == "on";
     if (!v)
         v = parse_uint(word);
     if (!v)

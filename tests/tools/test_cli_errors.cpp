@@ -1,0 +1,235 @@
+// vg-mgmt's failures: each class with its exit status, its one line on
+// stderr and its JSON error object; the command line's mistakes named with
+// one usage line; help, manual page and completion made from the model.
+#include "cli_support.h"
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+
+#include "vg_mgmt_docs.h"
+#include "vg_mgmt_errors.h"
+#include "vg_mgmt_model.h"
+
+namespace {
+using cli::run;
+using cli::with;
+using json = nlohmann::json;
+
+[[maybe_unused]] const auto *const kEnv = ::testing::AddGlobalTestEnvironment(new cli::Kestd);
+
+struct ErrorRow {
+    const char *name;
+    const char *control; // a kestd control command before the run, or null
+    std::vector<std::string> args;
+    int status;
+    const char *line;  // the start of stderr's first line
+    const char *error; // the JSON error's name
+};
+
+class Errors : public ::testing::TestWithParam<ErrorRow> {};
+
+TEST_P(Errors, StatusLineAndJsonObject)
+{
+    const ErrorRow &row = GetParam();
+    for (const bool as_json : {false, true}) {
+        if (row.control != nullptr) {
+            e2e::control_link ctl(cli::Kestd::kestd().socket_path());
+            ctl(row.control);
+        }
+        const auto r = run(as_json ? with({"--json"}, row.args) : row.args);
+        EXPECT_EQ(row.status, r.status) << r.err;
+        EXPECT_TRUE(r.err.starts_with(row.line)) << r.err;
+        if (!as_json) {
+            EXPECT_EQ("", r.out);
+            continue;
+        }
+        const json e = json::parse(r.out).at("error");
+        EXPECT_EQ(row.error, e.at("name")) << r.out;
+        EXPECT_TRUE(e.at("code").is_number());
+        EXPECT_EQ(row.status, e.at("status"));
+        EXPECT_NE(std::string::npos, r.err.find(e.at("message").get<std::string>()));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Classes, Errors,
+    ::testing::Values(
+        ErrorRow{"unknown_word", nullptr, {"wfi", "ssid", "get", "1"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'wfi'; did you mean 'wifi'?\nusage: vg-mgmt", "USAGE"},
+        ErrorRow{"unknown_verb", nullptr, {"wifi", "channel", "st", "1", "6"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'st'; did you mean 'set'?", "USAGE"},
+        ErrorRow{"missing_verb", nullptr, {"wifi", "channel"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: 'channel' needs a further word\nusage: vg-mgmt [options] wifi channel <get|set>", "USAGE"},
+        ErrorRow{"out_of_range", nullptr, {"wifi", "channel", "set", "1", "15"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: wifi channel set: channel: 15 is out of range; takes 0, 1-14, 36-64 even", "USAGE"},
+        ErrorRow{"rssi_out_of_range", nullptr, {"wifi", "rssi", "set", "1", "96"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: wifi rssi set: rssi: 96 is out of range; takes 0 to 95", "USAGE"},
+        ErrorRow{"not_a_name", nullptr, {"datacall", "up", "0", "--ip-type", "ipv5"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: datacall up: ip-type: 'ipv5' is not valid; takes ipv4 (0), ipv6 (1), ipv4v6 (2)", "USAGE"},
+        ErrorRow{"nothing_to_set", nullptr, {"network", "lan", "set"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: network lan set: nothing to change", "USAGE"},
+        ErrorRow{"refused", nullptr, {"wifi", "channel", "set", "1", "36"}, vgm::EXIT_REFUSED,
+                 "vg-mgmt: wifi channel set: refused by the service: error 104 INVALID_CHANNEL (not a channel",
+                 "INVALID_CHANNEL"},
+        ErrorRow{"code_not_in_table", "fail 4242", {"wifi", "enable", "get"}, vgm::EXIT_REFUSED,
+                 "vg-mgmt: wifi enable get: refused by the service: error 4242\n", "SERVICE_ERROR"}),
+    e2e::RowName{});
+
+TEST(NoService, NamedAtOnceWhenTheSocketIsMissing)
+{
+    const auto t0 = std::chrono::steady_clock::now();
+    const auto r = run({"--socket", "/nonexistent/kest.sock", "wifi", "enable", "get"});
+    ::setenv(KEST_SOCKET_ENV, cli::Kestd::kestd().socket_path().c_str(), 1);
+    EXPECT_EQ(vgm::EXIT_NO_SERVICE, r.status);
+    EXPECT_LT(e2e::ms_since(t0), 1000);
+    EXPECT_NE(std::string::npos, r.err.find("/nonexistent/kest.sock does not exist")) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("VG_KEST_SOCKET")) << r.err;
+}
+
+TEST(NoAnswer, IsItsOwnStatus)
+{
+    const vgm::failure f = vgm::call_failure(0);
+    EXPECT_EQ(vgm::EXIT_NO_ANSWER, f.status);
+    EXPECT_EQ("NO_ANSWER", f.name);
+}
+
+TEST(Usage, VersionPrintsOneLine)
+{
+    const auto r = run({"--version"});
+    EXPECT_EQ(0, r.status);
+    EXPECT_TRUE(r.out.starts_with("vg-mgmt ")) << r.out;
+    EXPECT_EQ(1, std::count(r.out.begin(), r.out.end(), '\n'));
+}
+
+TEST(Usage, MistakesPrintTwoLinesNotTheHelp)
+{
+    for (const std::vector<std::string> &args : {std::vector<std::string>{}, {"wfi"}, {"wifi"}, {"usb", "func"},
+                                                 {"wifi", "channel", "get"}, {"wifi", "channel", "get", "1", "2"}}) {
+        const auto r = run(args);
+        EXPECT_EQ(vgm::EXIT_USAGE, r.status);
+        EXPECT_EQ(2, std::count(r.err.begin(), r.err.end(), '\n')) << r.err;
+        EXPECT_NE(std::string::npos, r.err.find("\nusage: vg-mgmt")) << r.err;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Help, manual page and completion.
+
+std::vector<std::string> lines(const std::string &text)
+{
+    std::vector<std::string> out;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = text.find('\n', at);
+        out.push_back(text.substr(at, end - at));
+        at = end == std::string::npos ? text.size() : end + 1;
+    }
+    return out;
+}
+
+// Words separated by single spaces, whatever the line breaks.
+std::string words(const std::string &text)
+{
+    std::string out;
+    for (char c : text)
+        if (c != ' ' && c != '\n')
+            out += c;
+        else if (!out.empty() && out.back() != ' ')
+            out += ' ';
+    return out;
+}
+
+TEST(Help, EveryRowsHelpFitsAndSaysWhatItsValuesAre)
+{
+    std::set<std::string> seen;
+    for (const vgm::command &c : vgm::commands()) {
+        const auto r = run({c.domain_word, c.subject, c.verb, "--help"});
+        ASSERT_EQ(0, r.status) << vgm::command_name(c);
+        for (const auto &line : lines(r.out))
+            EXPECT_LE(line.size(), 100u) << line;
+        EXPECT_TRUE(seen.insert(c.help).second) << "two rows say: " << c.help;
+        for (const vgm::field &f : c.fields)
+            EXPECT_NE(std::string::npos, words(r.out).find(words(vgm::range_of(f))))
+                << vgm::command_name(c) << " " << f.key;
+    }
+}
+
+TEST(Help, ListsFitToo)
+{
+    for (const std::vector<std::string> &args : {std::vector<std::string>{"--help"}, {"wifi", "--help"},
+                                                 {"datacall", "--help"}, {"network", "--help"}, {"usb", "--help"}}) {
+        const auto r = run(args);
+        EXPECT_EQ(0, r.status);
+        for (const auto &line : lines(r.out))
+            EXPECT_LE(line.size(), 100u) << line;
+    }
+}
+
+TEST(Help, ManualPageNamesEveryCommand)
+{
+    const auto r = run({"help", "--man"});
+    ASSERT_EQ(0, r.status);
+    EXPECT_TRUE(r.out.starts_with("vg-mgmt(1)\n")) << r.out.substr(0, 40);
+    for (const vgm::command &c : vgm::commands())
+        EXPECT_NE(std::string::npos, r.out.find("*vg-mgmt " + vgm::command_name(c))) << vgm::command_name(c);
+}
+
+// Runs the completion function of the script for a command line.
+std::string complete(const std::string &script, const std::string &line)
+{
+    char path[] = "/tmp/vg-completion-XXXXXX";
+    const int fd = ::mkstemp(path);
+    EXPECT_GE(fd, 0);
+    const std::string body = script + "\nCOMP_WORDS=(" + line + ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                             "_vg_mgmt\necho \"${COMPREPLY[*]}\"\n";
+    EXPECT_EQ(static_cast<ssize_t>(body.size()), ::write(fd, body.data(), body.size()));
+    ::close(fd);
+    FILE *p = ::popen(("bash " + std::string(path)).c_str(), "r");
+    char buf[4096] = {};
+    const size_t n = std::fread(buf, 1, sizeof buf - 1, p);
+    ::pclose(p);
+    ::unlink(path);
+    return std::string(buf, n);
+}
+
+TEST(Help, BashCompletionFollowsTheModel)
+{
+    const auto r = run({"completion", "bash"});
+    ASSERT_EQ(0, r.status);
+    EXPECT_EQ("wifi\n", complete(r.out, "vg-mgmt wi"));
+    EXPECT_EQ("channel\n", complete(r.out, "vg-mgmt wifi chan"));
+    EXPECT_EQ("get set\n", complete(r.out, "vg-mgmt wifi channel ''"));
+    EXPECT_EQ("wpa-psk-2 wpa-psk-3 wpa-psk-4\n", complete(r.out, "vg-mgmt wifi auth set 1 wpa"));
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// The model holds together: what a whole-configuration document will read.
+
+TEST(Model, EveryRowNamesItsRecordsAndItsFieldsLieInThem)
+{
+    for (const vgm::command &c : vgm::commands()) {
+        for (const uint16_t id : {c.read_id, c.write_id})
+            if (id != 0) {
+                EXPECT_NE(nullptr, vgm::record_name(c.domain, id)) << vgm::command_name(c);
+            }
+        for (const vgm::field &f : c.fields) {
+            EXPECT_LE(f.off + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
+            EXPECT_LE(f.woff + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
+        }
+    }
+}
+
+TEST(Model, EverySettingWithAReadHasItsGet)
+{
+    for (const vgm::command &c : vgm::commands()) {
+        if (c.k != vgm::kind::set || c.read_id == 0)
+            continue;
+        const auto get = std::find_if(vgm::commands().begin(), vgm::commands().end(), [&](const vgm::command &g) {
+            return g.k == vgm::kind::get && std::string(g.domain_word) == c.domain_word &&
+                   std::string(g.subject) == c.subject;
+        });
+        EXPECT_NE(vgm::commands().end(), get) << vgm::command_name(c);
+    }
+}

@@ -1,0 +1,135 @@
+// vg-mgmt events against kestd: --count and --timeout decide the status; a
+// service that goes away is reported, and the tool listens again when it is
+// back (or exits with its own status).
+#include "cli_support.h"
+
+#include <csignal>
+#include <future>
+#include <thread>
+
+#include "vg_mgmt_errors.h"
+
+namespace {
+using json = nlohmann::json;
+
+[[maybe_unused]] const auto *const kEnv = ::testing::AddGlobalTestEnvironment(new cli::Kestd);
+
+// A file that the tool writes and the test reads while it runs.
+struct sink {
+    FILE *f = std::tmpfile();
+    ~sink() { std::fclose(f); }
+    std::string text() const
+    {
+        std::fflush(f);
+        std::string s;
+        std::rewind(f);
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0)
+            s.append(buf, n);
+        std::fseek(f, 0, SEEK_END);
+        return s;
+    }
+};
+
+// vg-mgmt events in a thread of its own, writing to two files.
+class EventsRun {
+public:
+    explicit EventsRun(std::vector<std::string> args) : args_(std::move(args))
+    {
+        args_.insert(args_.begin(), "vg-mgmt");
+        done_ = std::async(std::launch::async, [this] {
+            std::vector<char *> argv;
+            for (auto &a : args_)
+                argv.push_back(a.data());
+            argv.push_back(nullptr);
+            return vg_mgmt_cli_run(static_cast<int>(args_.size()), argv.data(), out.f, err.f);
+        });
+    }
+    ~EventsRun()
+    {
+        if (done_.valid())
+            done_.wait();
+    }
+    bool finished() { return done_.wait_for(std::chrono::milliseconds(0)) == std::future_status::ready; }
+    int status() { return done_.get(); }
+
+    sink out, err;
+
+private:
+    std::vector<std::string> args_;
+    std::future<int> done_;
+};
+
+// Repeats `step` until `until` holds (at most 10 s); whether it held.
+template <class Step, class Until>
+bool keep_doing(Step step, Until until)
+{
+    const auto t0 = std::chrono::steady_clock::now();
+    while (e2e::ms_since(t0) < 10000) {
+        if (until())
+            return true;
+        step();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return until();
+}
+
+// A station joins and leaves: two events each time.
+void station_comes_and_goes()
+{
+    e2e::control_link ctl(cli::Kestd::kestd().socket_path());
+    ctl("sta-join 1 02:00:00:00:00:41 tablet");
+    ctl("sta-leave 02:00:00:00:00:41");
+}
+
+TEST(Events, CountReachedIsStatusZero)
+{
+    EventsRun ev({"--json", "events", "--count", "2", "--timeout", "20"});
+    EXPECT_TRUE(keep_doing(station_comes_and_goes, [&] { return ev.finished(); }));
+    EXPECT_EQ(vgm::EXIT_DONE, ev.status());
+    const std::string out = ev.out.text();
+    const json first = json::parse(out.substr(0, out.find('\n')));
+    EXPECT_EQ("wifi-ap-station", first["event"]);
+    EXPECT_EQ("joined", first["action"]);
+}
+
+TEST(Events, TimeoutBeforeTheCountIsNotSuccess)
+{
+    EventsRun ev({"events", "--count", "1000", "--timeout", "1"});
+    EXPECT_EQ(vgm::EXIT_NO_ANSWER, ev.status());
+}
+
+TEST(Events, TimeoutWithoutCountIsSuccess)
+{
+    EventsRun ev({"events", "--timeout", "1"});
+    EXPECT_EQ(vgm::EXIT_DONE, ev.status());
+}
+
+TEST(Events, LostServiceIsReportedAndRejoined)
+{
+    EventsRun ev({"events", "--timeout", "60"});
+    ASSERT_TRUE(keep_doing(station_comes_and_goes, [&] { return !ev.out.text().empty(); }));
+    cli::Kestd::kestd().stop();
+    ASSERT_TRUE(keep_doing([] {}, [&] { return ev.err.text().find("lost the service") != std::string::npos; }))
+        << ev.err.text();
+    ASSERT_TRUE(cli::Kestd::kestd().start());
+    ASSERT_TRUE(keep_doing([] {}, [&] { return ev.err.text().find("is back") != std::string::npos; }))
+        << ev.err.text();
+    const size_t before = ev.out.text().size();
+    EXPECT_TRUE(keep_doing(station_comes_and_goes, [&] { return ev.out.text().size() > before; }));
+    std::raise(SIGINT);
+    EXPECT_EQ(vgm::EXIT_DONE, ev.status());
+}
+
+TEST(Events, ExitOnLossHasItsOwnStatus)
+{
+    EventsRun ev({"events", "--exit-on-loss", "--timeout", "60"});
+    ASSERT_TRUE(keep_doing(station_comes_and_goes, [&] { return !ev.out.text().empty(); }));
+    cli::Kestd::kestd().stop();
+    EXPECT_EQ(vgm::EXIT_LOST, ev.status());
+    EXPECT_NE(std::string::npos, ev.err.text().find("lost the service at " + cli::Kestd::kestd().socket_path()));
+    ASSERT_TRUE(cli::Kestd::kestd().start());
+}
+
+} // namespace
