@@ -25,6 +25,11 @@ class Service:
         self.proc.stdout.close()
         self.dir.cleanup()
 
+    def control(self, *words):
+        """A control command of kestd (through kestctl beside it)."""
+        kestctl = os.path.join(os.path.dirname(self.kestd), "kestctl")
+        subprocess.run([kestctl, "--socket", self.sock, *words], check=True, capture_output=True, timeout=30)
+
     def env(self):
         return dict(os.environ, VG_KEST_SOCKET=self.sock)
 

@@ -208,6 +208,19 @@ class Refusal(ConfigTest):
                 self.assertEqual(self.svc.export(), self.baseline_text)
 
 
+    def test_a_refused_undo_is_named_with_what_it_left_changed(self):
+        # The DMZ host is added (message 51); the USB id is refused; the undo
+        # of the DMZ host (message 52, used by nothing else here) is refused too.
+        self.svc.control("fail", "110", "1", "52")
+        try:
+            rc, out, err = self.svc.apply(self.edited(("network.dmz", "192.168.225.77"), ("usb.id.pid", "0x0000")))
+        finally:
+            self.svc.control("clear")
+        self.assertEqual(rc, 5, out + err)
+        self.assertIn("undo refused: network.dmz", err)
+        self.assertIn('left changed: network.dmz: (none) -> "192.168.225.77"', err)
+
+
 class Partial(ConfigTest):
     def test_a_partial_document_changes_only_its_keys(self):
         for path, value in [("usb.func.adb", "on"), ("wifi.interfaces.2.channel", 40), ("network.lan.dhcp", "off")]:
