@@ -126,9 +126,9 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     diff->add_flag("--json", o.json_out, "the changes as JSON");
     CLI::App *apply = app.add_subcommand(
         "apply", "make the configuration equal to FILE: exit 0 done or nothing to do, 1 refused and undone, "
-                 "2 problems in FILE, 3 no service, 4 changes pending (--check), 5 refused, undo incomplete");
+                 "2 problems in FILE, 3 no service, 6 changes pending (--check), 7 refused, undo incomplete");
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    apply->add_flag("--check", o.check, "send nothing; exit 4 when changes are pending, 0 when none");
+    apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", "run as the Ansible module: ARGS is the arguments file");
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();

@@ -23,7 +23,7 @@ PLAYBOOK = """- hosts: localhost
     - name: configuration
       vg.mgmt.config:
         socket: "{sock}"
-        config: {config}
+        {document}
 """
 
 WANTED = {"version": 1, "wifi": {"interfaces": {"1": {"channel": 11, "ssid": {"ssid": "Fleet AP"}}}},
@@ -42,10 +42,14 @@ class Playbook(unittest.TestCase):
     def tearDownClass(cls):
         cls.svc.stop()
 
-    def play(self, config, *options):
-        """Runs one playbook: (exit status, recap counts, output)."""
+    def play(self, config, *options, src=False):
+        """Runs one playbook: (exit status, recap counts, output). With src the
+        document goes as a file on the module, else inline."""
+        document = "config: " + json.dumps(config)
+        if src:
+            document = "src: " + self.svc.write(config, "module.json")
         path = os.path.dirname(os.path.abspath(VGM)) + ":" + os.environ.get("PATH", "/usr/bin:/bin")
-        book = self.svc.write(PLAYBOOK.format(path=path, sock=self.svc.sock, config=json.dumps(config)),
+        book = self.svc.write(PLAYBOOK.format(path=path, sock=self.svc.sock, document=document),
                               "site.yml")
         tmp = os.path.join(self.svc.dir.name, "ansible-tmp")
         env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1",
@@ -66,7 +70,7 @@ class Playbook(unittest.TestCase):
         self.assertIn('"ssid": "Fleet AP"', Playbook.applied)
 
     def test_2_second_run_changes_nothing(self):
-        rc, recap, out = self.play(WANTED)
+        rc, recap, out = self.play(WANTED, src=True)
         self.assertEqual((rc, recap["changed"]), (0, 0), out)
         self.assertEqual(self.svc.export(), Playbook.applied)
 

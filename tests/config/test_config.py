@@ -192,7 +192,7 @@ class RoundTrip(ConfigTest):
         rc, _, _ = self.svc.apply(self.baseline, "--check")
         self.assertEqual(rc, 0)
         rc, out, _ = self.svc.apply(self.edited(("usb.func.adb", "on")), "--check")
-        self.assertEqual(rc, 4)
+        self.assertEqual(rc, 6)
         self.assertIn('usb.func.adb: "off" -> "on"', out)
         self.assertEqual(self.svc.export(), self.baseline_text)
 
@@ -216,7 +216,7 @@ class Refusal(ConfigTest):
             rc, out, err = self.svc.apply(self.edited(("network.dmz", "192.168.225.77"), ("usb.id.pid", "0x0000")))
         finally:
             self.svc.control("clear")
-        self.assertEqual(rc, 5, out + err)
+        self.assertEqual(rc, 7, out + err)
         self.assertIn("undo refused: network.dmz", err)
         self.assertIn('left changed: network.dmz: (none) -> "192.168.225.77"', err)
 
