@@ -30,15 +30,16 @@ for _ in $(seq 100); do
     sleep 0.05
 done
 
-"$vgm" config export --show-secrets >"$work/config.json"
-settings=$(python3 -c '
+settings() {
+    python3 -c '
 import json, sys
 def leaves(v):
     if isinstance(v, dict): return sum(leaves(x) for x in v.values())
     if isinstance(v, list): return sum(leaves(x) for x in v) if v else 1
     return 1
 d = json.load(open(sys.argv[1])); d.pop("version")
-print(leaves(d))' "$work/config.json")
+print(leaves(d))' "$1"
+}
 
 # "calls: G get, S set; T ms" from --stats; the best time of the runs.
 best() {
@@ -52,6 +53,26 @@ best() {
     done
     echo "$calls; best of $runs: $best_ms ms"
 }
-echo "settings in the document: $settings (defaults of kestd: 3 Wi-Fi interfaces, 1 APN profile)"
-echo "export:           $(best export)"
-echo "no-change apply:  $(best apply "$work/config.json")"
+measure() {
+    "$vgm" config export --show-secrets >"$work/config.json"
+    echo "$1: $(settings "$work/config.json") settings"
+    echo "  export:          $(best export)"
+    echo "  no-change apply: $(best apply "$work/config.json")"
+}
+measure "kestd's defaults (3 Wi-Fi interfaces, 1 APN profile)"
+
+# Every list full: 32 MAC addresses on each access point, 32 SNAT rules and
+# 25 APN profiles of each of the 3 types.
+python3 -c '
+import json
+mac = lambda i, n: "02:00:00:00:%02x:%02x" % (i, n)
+doc = {"version": 1,
+       "wifi": {"interfaces": {str(i): {"acl": [mac(i, n) for n in range(32)]} for i in (1, 2)}},
+       "network": {"snat": [{"private-ip": "192.168.225.20", "private-port": 1000 + n, "global-port": 2000 + n,
+                             "protocol": "tcp"} for n in range(32)]},
+       "datacall": {"apn": [{"profile-type": t, "profile-index": n, "apn": "apn%d-%d" % (t, n), "pdp-type": "ipv4v6",
+                             "auth-protocol": "none", "user": "", "password": ""}
+                            for t in range(3) for n in range(25)]}}
+print(json.dumps(doc))' >"$work/full.json"
+echo "filling every list: $("$vgm" config --stats apply "$work/full.json" 2>&1 >/dev/null | grep '^calls:')"
+measure "every list full"
