@@ -116,8 +116,14 @@ void print_row_help(FILE *out, const command &c)
     }
     for (const field &f : c.query)
         wrapped(out, "  --" + std::string(f.key), 22, field_text(f, true));
+    bool defaults = false;
+    for (const field &f : c.fields)
+        defaults = defaults || f.def != nullptr;
     if (c.k == kind::set)
         wrapped(out, "", 0, c.read_id != 0 ? "Fields not given keep their values." : "Give every field.");
+    else if (c.k == kind::run && !c.fields.empty())
+        wrapped(out, "", 0, defaults ? "Fields not given take the defaults shown."
+                                     : "This command reads nothing first: give every field.");
 }
 
 std::string scdoc_escape(const std::string &s)

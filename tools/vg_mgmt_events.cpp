@@ -39,7 +39,7 @@ std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
     using D = data_call_status_event;
     uint32_t family;
     std::memcpy(&family, rec + offsetof(D, ip_family), 4);
-    std::vector<field> f = {num("profile", 0, 1, 0, 0, ""), text("interface", 1, 19, ""),
+    std::vector<field> f = {num("profile", 0, 1, 0, 0, ""), text("ifname", 1, 19, ""),
                             named("ip-family", offsetof(D, ip_family), 4, kFamily, ""),
                             named("state", offsetof(D, state), 4, kCallState, ""),
                             num("reason", offsetof(D, reason_code), 4, 0, 0, "")};

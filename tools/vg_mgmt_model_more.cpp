@@ -71,7 +71,7 @@ std::vector<field> call_family(const char *prefix, uint16_t base, bool v4)
     using V6 = data_call_info_v6;
     std::vector<field> f = {
         named(key("status"), base + offsetof(V4, status), 4, kCallStatus, "call state"),
-        text(key("interface"), base + offsetof(V4, name), 16, "network interface")};
+        text(key("ifname"), base + offsetof(V4, name), 16, "network interface name")};
     const char *addr[] = {"address", "gateway", "dns1", "dns2"};
     for (uint16_t i = 0; i < 4; ++i)
         f.push_back(v4 ? of_type(vtype::ipv4, key(addr[i]), base + offsetof(V4, address) + 4 * i, 4, "")
@@ -207,7 +207,7 @@ void add_network_commands(std::vector<command> &c)
     c.push_back(info);
     add_setting(c, net("ethernet-mode", "", kind::set, "the Ethernet port's role", NETWORK_CMD_ETHERNET_MODE,
                        NETWORK_CMD_ETHERNET_MODE,
-                       {named("mode", 0, 4, kEthernetMode, "LAN port or WAN uplink (as the simulated service)")},
+                       {named("ethernet-mode", 0, 4, kEthernetMode, "LAN port or WAN uplink (as the simulated service)")},
                        1));
 }
 
@@ -249,7 +249,7 @@ void add_usb_commands(std::vector<command> &c)
         add_setting(c, row);
     }
     c.push_back(usb("action", "", kind::run, "run a one-off USB action (as the service defines it)", USB_CMD_ACTION,
-                    {num("action", offsetof(usb_action_params, action_type), 4, 0, 2, "the action")}));
+                    {num("action-type", offsetof(usb_action_params, action_type), 4, 0, 2, "the action")}));
 }
 
 } // namespace vgm

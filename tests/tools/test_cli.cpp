@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
         SettingRow{"sgmii_autoneg", {"network", "sgmii-config", "set", "--autoneg", "off"},
                    {"network", "sgmii-config", "get"}, "autoneg", "off", "off"},
         SettingRow{"ethernet_mode", {"network", "ethernet-mode", "set", "wan"}, {"network", "ethernet-mode", "get"},
-                   "mode", "wan", "wan"}),
+                   "ethernet-mode", "wan", "wan"}),
     e2e::RowName{});
 
 INSTANTIATE_TEST_SUITE_P(

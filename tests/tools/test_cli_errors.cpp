@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <set>
 
 #include "vg_mgmt_docs.h"
@@ -231,5 +232,27 @@ TEST(Model, EverySettingWithAReadHasItsGet)
                    std::string(g.subject) == c.subject;
         });
         EXPECT_NE(vgm::commands().end(), get) << vgm::command_name(c);
+    }
+}
+
+bool is_number(vgm::vtype t) { return t == vgm::vtype::number; }
+
+TEST(Model, AKeyHasOneTypeEverywhere)
+{
+    std::map<std::string, bool> number_key;
+    const auto note = [&](const vgm::field &f, const std::string &where) {
+        const auto [it, fresh] = number_key.emplace(f.key, is_number(f.type));
+        EXPECT_TRUE(fresh || it->second == is_number(f.type)) << f.key << " in " << where;
+    };
+    for (const vgm::command &c : vgm::commands()) {
+        for (const auto &f : vgm::axis_fields(c.inst))
+            note(f, vgm::command_name(c));
+        for (const auto &f : c.fields)
+            note(f, vgm::command_name(c));
+        for (const auto &f : c.out)
+            note(f, vgm::command_name(c));
+        if (c.list != nullptr)
+            for (const auto &f : c.list->entry)
+                note(f, vgm::command_name(c));
     }
 }
