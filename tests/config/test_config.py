@@ -49,7 +49,7 @@ EDITS = [
     ("datacall.default-profile.tech-pref", 2),
     ("network.lan.lease", 7200),
     ("network.sgmii-config.speed", "100mbps"),
-    ("network.ethernet-mode.mode", "wan"),
+    ("network.ethernet-mode", "wan"),
     ("network.dmz", "192.168.225.77"),
     ("usb.product", "Fleet LTE"),
     ("usb.func.adb", "on"),
