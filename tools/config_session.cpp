@@ -90,28 +90,32 @@ json restrict_to(const json &full, const json &keys)
     return out;
 }
 
-json merge_into(json base, const json &patch)
-{
-    if (!base.is_object() || !patch.is_object())
-        return patch;
-    for (const auto &[k, v] : patch.items())
-        base[k] = base.contains(k) ? merge_into(base[k], v) : v;
-    return base;
-}
-
 namespace {
 
-// The managed keys as they will be: the changes laid over the current ones.
-json predicted(const json &before, const plan &p)
+// The list of the document at a path, if any.
+const list_desc *list_at(const std::string &path)
+{
+    for (const list_desc &l : lists())
+        for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i)
+            if (object_path(l.object, i) + "." + l.key == path)
+                return &l;
+    return nullptr;
+}
+
+json masked_list(const list_desc &l, json list);
+
+// The managed keys as they will be: each changed setting's new value, and
+// each changed list as the document gives it.
+json predicted(const json &before, const plan &p, const json &managed)
 {
     json after = before;
     for (const step &s : p.steps)
         for (const change &c : s.changes) {
             const size_t dot = c.path.rfind('.');
             json &parent = make_path(after, c.path.substr(0, dot));
-            if (parent.contains(c.path.substr(dot + 1)) && parent[c.path.substr(dot + 1)].is_array())
-                continue; // a list: taken whole below
-            parent[c.path.substr(dot + 1)] = c.after;
+            const list_desc *l = c.entry ? list_at(c.path) : nullptr;
+            const json *want = find_path(managed, c.path);
+            parent[c.path.substr(dot + 1)] = l != nullptr && want != nullptr ? masked_list(*l, *want) : c.after;
         }
     return after;
 }
@@ -157,13 +161,7 @@ apply_result apply_document(session &s, const json &doc, bool check)
     json managed = doc;
     managed.erase("version");
     r.before = restrict_to(to_document(s.before, false), managed);
-    r.after = predicted(r.before, p);
-    for (const list_desc &l : lists())
-        for (int i = 1; i <= wifi_interfaces; ++i) {
-            const std::string path = object_path(l.object, i) + "." + l.key;
-            if (const json *want = find_path(managed, path); want != nullptr)
-                make_path(r.after, object_path(l.object, i))[l.key] = masked_list(l, *want);
-        }
+    r.after = predicted(r.before, p, managed);
     if (p.steps.empty()) {
         r.message = "no change: the configuration already matches the document";
         return r;

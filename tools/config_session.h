@@ -39,9 +39,8 @@ struct apply_result {
 };
 
 apply_result apply_document(session &s, const json &doc, bool check);
-// The document's keys with the values of `full` (restricted to the keys of `keys`).
+// The values of `full` at the keys that `keys` holds.
 json restrict_to(const json &full, const json &keys);
-json merge_into(json base, const json &patch);
 std::string error_text(int32_t err);
 
 } // namespace vgcfg
