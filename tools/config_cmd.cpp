@@ -124,9 +124,12 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     CLI::App *diff = app.add_subcommand("diff", "what apply would change, one line per setting (old -> new)");
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     diff->add_flag("--json", o.json_out, "the changes as JSON");
-    CLI::App *apply = app.add_subcommand(
-        "apply", "make the configuration equal to FILE: exit 0 done or nothing to do, 1 refused and undone, "
-                 "2 problems in FILE, 3 no service, 6 changes pending (--check), 7 refused, undo incomplete");
+    CLI::App *apply = app.add_subcommand("apply", "make the configuration equal to FILE, undone when refused");
+    const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
+                           "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
+                           "undo incomplete.";
+    app.footer(statuses);
+    apply->footer(statuses);
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
     std::string args_file;
