@@ -62,6 +62,14 @@ class Playbook(unittest.TestCase):
         self.assertIsNotNone(recap, p.stdout + p.stderr)
         return p.returncode, dict(zip(("ok", "changed", "failed"), map(int, recap.groups()))), p.stdout
 
+    def test_0_module_documentation_reads(self):
+        env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1",
+                   ANSIBLE_HOME=os.path.join(self.svc.dir.name, "ansible-tmp"))
+        p = subprocess.run(["ansible-doc", "vg.mgmt.config"], capture_output=True, text=True, env=env, timeout=60)
+        self.assertEqual(p.returncode, 0, p.stderr)
+        for option in ("config", "src", "socket"):
+            self.assertRegex(p.stdout, r"(?m)^[-=] " + option + r"\b")
+
     # The cases run in this order, each on the configuration the one before left.
     def test_1_first_run_changes(self):
         rc, recap, out = self.play(WANTED)

@@ -42,9 +42,9 @@ attributes:
     support: full
     description: Before and after of the managed keys, secrets masked.
 notes:
-  - A document with passwords or keys in clear reaches the module in Ansible's arguments file; set
+  - "A document with passwords or keys in clear reaches the module in Ansible's arguments file; set
     C(no_log: true) on the task to keep them out of Ansible's output and logs. The diff and the
-    result show secrets masked.
+    result show secrets masked."
   - The exit statuses and the document format are those of C(vg-mgmt config); C(vg-mgmt config schema)
     prints the document's JSON Schema.
 '''
@@ -76,7 +76,7 @@ msg:
   type: str
   returned: always
 changes:
-  description: One line per changed setting or list entry, C(path: old -> new).
+  description: "One line per changed setting or list entry: C(path: old -> new)."
   type: list
   elements: str
   returned: always
