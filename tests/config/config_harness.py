@@ -35,7 +35,7 @@ class Service:
 
     def run(self, *args, stdin=None):
         """vg-mgmt config ARGS: (exit status, stdout, stderr)."""
-        p = subprocess.run([self.vgm, "config", *args], input=stdin, capture_output=True, text=True,
+        p = subprocess.run([self.vgm, "config", *args], input=stdin, capture_output=True, encoding="utf-8",
                            env=self.env(), timeout=60)
         return p.returncode, p.stdout, p.stderr
 
@@ -48,7 +48,7 @@ class Service:
     def write(self, doc, name="doc.json"):
         path = os.path.join(self.dir.name, name)
         fd = os.open(path, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600)
-        with os.fdopen(fd, "w") as f:
+        with os.fdopen(fd, "w", encoding="utf-8") as f:
             f.write(doc if isinstance(doc, str) else json.dumps(doc, ensure_ascii=False))
         return path
 

@@ -52,7 +52,8 @@ class Playbook(unittest.TestCase):
         book = self.svc.write(PLAYBOOK.format(path=path, sock=self.svc.sock, document=document),
                               "site.yml")
         tmp = os.path.join(self.svc.dir.name, "ansible-tmp")
-        env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1",
+        # Ansible needs a UTF-8 locale, whatever the caller's is.
+        env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1", LC_ALL="C.UTF-8",
                    ANSIBLE_LOCALHOST_WARNING="False", ANSIBLE_INVENTORY_UNPARSED_WARNING="False",
                    ANSIBLE_RETRY_FILES_ENABLED="False", ANSIBLE_LOCAL_TEMP=tmp, ANSIBLE_REMOTE_TEMP=tmp,
                    ANSIBLE_HOME=tmp, ANSIBLE_GATHERING="explicit")
@@ -63,7 +64,7 @@ class Playbook(unittest.TestCase):
         return p.returncode, dict(zip(("ok", "changed", "failed"), map(int, recap.groups()))), p.stdout
 
     def test_0_module_documentation_reads(self):
-        env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1",
+        env = dict(os.environ, ANSIBLE_COLLECTIONS_PATH=COLLECTIONS, ANSIBLE_NOCOLOR="1", LC_ALL="C.UTF-8",
                    ANSIBLE_HOME=os.path.join(self.svc.dir.name, "ansible-tmp"))
         p = subprocess.run(["ansible-doc", "vg.mgmt.config"], capture_output=True, text=True, env=env, timeout=60)
         self.assertEqual(p.returncode, 0, p.stderr)
