@@ -94,3 +94,25 @@ cat "$work/events.out"
 grep -q "datacall-status" "$work/events.out"
 grep -q "wifi-ap-station" "$work/events.out"
 echo "== done; stopping kestd"
+
+# ---------------------------------------------------------------------------
+# The configuration built above as one document, applied to a fresh kestd.
+echo "== the whole configuration as one document, applied to a fresh kestd"
+"$vgm" config export --show-secrets >"$work/module.json"
+echo "\$ vg-mgmt config export --show-secrets > module.json   ($(wc -l <"$work/module.json") lines)"
+fresh_pid=""
+trap '[ -n "$fresh_pid" ] && kill "$fresh_pid" 2>/dev/null && wait "$fresh_pid" 2>/dev/null; cleanup' EXIT
+"$kestd" --socket "$work/fresh.sock" >"$work/fresh.out" 2>&1 &
+fresh_pid=$!
+for _ in $(seq 100); do
+    grep -q listening "$work/fresh.out" 2>/dev/null && break
+    sleep 0.05
+done
+export VG_KEST_SOCKET=$work/fresh.sock
+echo "(the fresh kestd: $(cat "$work/fresh.out"))"
+step config diff "$work/module.json"
+step config apply "$work/module.json"
+step config apply "$work/module.json"
+"$vgm" config export --show-secrets >"$work/fresh.json"
+cmp -s "$work/module.json" "$work/fresh.json"
+echo "== the fresh kestd's export is the same document, byte for byte"

@@ -6,6 +6,8 @@ VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-de
                  scdoc man-db groff-base bash-completion)
 # cpack and dpkg-shlibdeps (dpkg-dev, file), lintian.
 VG_DEB_PACKAGING=(dpkg-dev file lintian)
+# The tests of vg-mgmt config: python3 with python3-jsonschema, and ansible-core.
+VG_DEB_PACKAGES+=(python3 python3-jsonschema ansible-core)
 
 vg_install_deps() {
     local missing=()

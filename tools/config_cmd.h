@@ -1,0 +1,20 @@
+// vg-mgmt config: the module's whole configuration as one document.
+#pragma once
+
+#include <cstdio>
+
+// Exit statuses of the config commands: 0 to 3 as the rest of vg-mgmt
+// (4 and 5 are its no-answer and lost-service statuses), then their own.
+enum vg_config_exit : int {
+    VG_CONFIG_OK = 0,         // done, or nothing to change
+    VG_CONFIG_REFUSED = 1,    // the service refused a step; all undone
+    VG_CONFIG_USAGE = 2,      // wrong arguments, or a document with problems
+    VG_CONFIG_NO_SERVICE = 3, // the service could not be reached
+    VG_CONFIG_PENDING = 6,    // apply --check: changes are pending
+    VG_CONFIG_PARTIAL = 7,    // refused, and an undo was refused too
+};
+
+// argv[0] is "config".
+int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err);
+// Ansible's binary-module protocol: the arguments file in, one JSON object out.
+int vg_mgmt_config_ansible(const char *args_file, FILE *out);

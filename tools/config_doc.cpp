@@ -1,0 +1,139 @@
+// One value between a record and the document, through the model's fields,
+// and the paths of the document.
+#include "config_doc.h"
+
+#include <cstring>
+
+namespace vgcfg {
+
+namespace {
+
+// A document value as the word the model's parser takes.
+std::optional<std::string> word_of(const field &f, const json &v)
+{
+    if (f.type == vtype::flag) {
+        if (v == true || v == "on")
+            return std::string("1");
+        if (v == false || v == "off")
+            return std::string("0");
+        return std::nullopt;
+    }
+    if (v.is_string())
+        return v.get<std::string>();
+    if (v.is_number_unsigned())
+        return std::to_string(v.get<uint64_t>());
+    return std::nullopt;
+}
+
+} // namespace
+
+bool conn::call(uint32_t flag, uint32_t domain, uint16_t id, void *buf)
+{
+    const uint32_t code = MGMT_COMMAND(domain, id);
+    const uint32_t size = vgm::value_size(domain);
+    const int32_t r = flag == MGMT_OPT_SET ? vg_mgmt_client_set(h, code, buf, size)
+                                           : vg_mgmt_client_get(h, code, buf, size);
+    (flag == MGMT_OPT_SET ? sets : gets)++;
+    if (r != 0)
+        err = vg_mgmt_get_errno();
+    return r == 0;
+}
+
+record new_record(uint32_t domain) { return record(vgm::value_size(domain), 0); }
+
+std::string instance_key(size_t index, int iface) { return std::to_string(index) + "/" + std::to_string(iface); }
+
+std::string object_path(const std::string &object, int iface)
+{
+    std::string p = object;
+    const size_t at = p.find("{i}");
+    if (at != std::string::npos)
+        p.replace(at, 3, std::to_string(iface));
+    return p;
+}
+
+int first_instance(const vgm::command &c) { return per_interface(c) ? 1 : 0; }
+int last_instance(const vgm::command &c) { return per_interface(c) ? wifi_interfaces : 0; }
+
+record instance_record(const vgm::command &c, int iface)
+{
+    record rec = new_record(c.domain);
+    if (per_interface(c)) {
+        const uint32_t index = static_cast<uint32_t>(iface);
+        std::memcpy(rec.data(), &index, 4);
+    }
+    vgm::axis_fixed(c.inst, rec.data());
+    return rec;
+}
+
+json field_value(const field &f, const uint8_t *rec, bool show_secrets)
+{
+    return vgm::field_json(f, rec, show_secrets);
+}
+
+bool is_mask(const field &f, const json &v) { return f.secret && v == secret_mask; }
+
+std::string field_problem(const field &f, const json &v)
+{
+    const std::optional<std::string> word = word_of(f, v);
+    if (!word)
+        return v.dump() + " is not a value of " + f.key + " (" + vgm::range_of(f) + ")";
+    if (f.type == vtype::text && word->empty() && f.min > 0)
+        return {}; // left as it is, or refused once it is known to change
+    if (is_mask(f, v))
+        return {};
+    record scratch(vgm::value_size(MGMT_DOMAIN_WIFI), 0);
+    const std::optional<std::string> e = vgm::parse_field(f, *word, scratch.data());
+    return e ? *e : std::string();
+}
+
+void field_store(const field &f, const json &v, uint8_t *wrec)
+{
+    if (const std::optional<std::string> word = word_of(f, v))
+        vgm::parse_field(f, *word, wrec);
+}
+
+json masked_entry(const list_desc &l, const json &entry, bool show_secrets)
+{
+    if (show_secrets || !entry.is_object())
+        return entry;
+    json e = entry;
+    for (const field &f : l.entry)
+        if (f.secret && e.contains(f.key) && e[f.key] != "")
+            e[f.key] = secret_mask;
+    return e;
+}
+
+const json *find_path(const json &doc, const std::string &path)
+{
+    const json *at = &doc;
+    size_t start = 0;
+    while (true) {
+        const size_t dot = path.find('.', start);
+        const std::string part = path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
+        if (!at->is_object() || !at->contains(part))
+            return nullptr;
+        at = &(*at)[part];
+        if (dot == std::string::npos)
+            return at;
+        start = dot + 1;
+    }
+}
+
+json &make_path(json &doc, const std::string &path)
+{
+    json *at = &doc;
+    size_t start = 0;
+    while (true) {
+        const size_t dot = path.find('.', start);
+        json &next = (*at)[path.substr(start, dot == std::string::npos ? std::string::npos : dot - start)];
+        if (next.is_null())
+            next = json::object();
+        at = &next;
+        if (dot == std::string::npos)
+            return *at;
+        start = dot + 1;
+    }
+}
+
+} // namespace vgcfg

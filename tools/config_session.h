@@ -1,0 +1,46 @@
+// What the config commands share: reading a document, opening the service,
+// taking a snapshot, and running a plan with a report.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "config_apply.h"
+#include "config_cmd.h"
+
+namespace vgcfg {
+
+struct session {
+    conn c;
+    snapshot before;
+    std::string problem;  // why open or read failed
+    int status = VG_CONFIG_OK;
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+
+    ~session();
+    // Opens the service (socket: empty for the default) and reads the
+    // configuration. False with problem and status set.
+    bool open_and_read(const std::string &socket);
+    std::string stats() const; // calls made and time taken
+};
+
+// Reads a JSON document from a file ("-" for stdin).
+std::optional<json> read_document(const std::string &file, std::string &problem);
+
+// The result of applying a document, for people and for Ansible alike.
+struct apply_result {
+    int status = VG_CONFIG_OK;
+    bool changed = false;
+    std::vector<std::string> lines; // the changes, one per setting
+    std::string message;
+    json before; // the managed keys as they were, secrets masked
+    json after;  // as they are meant to be
+};
+
+apply_result apply_document(session &s, const json &doc, bool check);
+// The values of `full` at the keys that `keys` holds.
+json restrict_to(const json &full, const json &keys);
+std::string error_text(int32_t err);
+
+} // namespace vgcfg

@@ -1,0 +1,172 @@
+// Checking a whole document against the table before anything is sent: every
+// problem, each with its path in the document.
+#include <algorithm>
+#include <set>
+
+#include "config_apply.h"
+
+namespace vgcfg {
+
+namespace {
+
+// The table's path of a document object: the interface number becomes {i}.
+std::string pattern_of(const std::string &path)
+{
+    const std::string ifaces = "wifi.interfaces.";
+    if (path.rfind(ifaces, 0) != 0 || path.size() == ifaces.size())
+        return path;
+    const size_t end = path.find('.', ifaces.size());
+    return ifaces + "{i}" + (end == std::string::npos ? "" : path.substr(end));
+}
+
+// Object paths below `pattern` that the table names, one level down.
+std::set<std::string> child_objects(const std::string &pattern)
+{
+    std::set<std::string> out;
+    auto add = [&](const std::string &obj) {
+        for (std::string p = obj; !p.empty();) {
+            const size_t dot = p.rfind('.');
+            const std::string parent = dot == std::string::npos ? "" : p.substr(0, dot);
+            if (parent == pattern)
+                out.insert(p.substr(dot == std::string::npos ? 0 : dot + 1));
+            p = parent;
+        }
+    };
+    for (const group &g : groups())
+        add(g.object);
+    for (const list_desc &l : lists())
+        add(l.object);
+    return out;
+}
+
+struct checker {
+    std::vector<std::string> &problems;
+
+    void problem(const std::string &path, const std::string &why) { problems.push_back(path + ": " + why); }
+
+    void check_value(const field &f, const json &v, const std::string &at)
+    {
+        if (const std::string p = field_problem(f, v); !p.empty())
+            problem(at, p);
+    }
+
+    void check_entry(const list_desc &l, const json &e, const std::string &at)
+    {
+        if (l.single())
+            return check_value(l.entry[0], e, at);
+        if (!e.is_object())
+            return problem(at, "an object is needed");
+        for (const auto &[k, v] : e.items()) {
+            const auto f = std::find_if(l.entry.begin(), l.entry.end(), [&](const field &x) { return k == x.key; });
+            if (f == l.entry.end())
+                problem(at + "." + k, "unknown key");
+            else
+                check_value(*f, v, at + "." + k);
+        }
+        const size_t needed = l.kind == list_kind::keyed ? 2 : l.entry.size();
+        for (size_t i = 0; i < needed; ++i)
+            if (!e.contains(l.entry[i].key))
+                problem(at, std::string("'") + l.entry[i].key + "' is missing");
+    }
+
+    void check_list(const list_desc &l, const json &v, const std::string &at)
+    {
+        if (l.kind == list_kind::optional) {
+            if (!v.is_null())
+                check_value(l.entry[0], v, at);
+            return;
+        }
+        if (!v.is_array())
+            return problem(at, "a list is needed");
+        std::set<std::string> seen;
+        for (size_t n = 0; n < v.size(); ++n) {
+            const std::string entry_at = at + "[" + std::to_string(n) + "]";
+            check_entry(l, v[n], entry_at);
+            json key = v[n];
+            if (l.kind == list_kind::keyed && v[n].is_object())
+                key = json::array({v[n].value(l.entry[0].key, json()), v[n].value(l.entry[1].key, json())});
+            if (!seen.insert(key.dump()).second)
+                problem(entry_at, "listed twice");
+        }
+    }
+
+    // A field that exists only with some values of the others (the WEP keys
+    // with WEP): checked when all those others are given.
+    void check_applies(const group &g, const json &obj, const std::string &path)
+    {
+        record scratch = new_record(g.row->domain);
+        for (const field &f : g.row->fields) {
+            if (f.shown == nullptr && !obj.contains(f.key))
+                return;
+            if (obj.contains(f.key) && field_problem(f, obj[f.key]).empty())
+                field_store(f, obj[f.key], scratch.data());
+        }
+        for (const field &f : g.row->fields)
+            if (obj.contains(f.key) && !applies(f, scratch.data()))
+                problem(path + "." + f.key, "does not apply with the other values given");
+    }
+
+    bool check_field(const std::string &pattern, const json &obj, const std::string &k, const std::string &at)
+    {
+        for (const group &g : groups()) {
+            if (pattern != g.object)
+                continue;
+            for (const field &f : g.row->fields)
+                if (k == f.key) {
+                    check_value(f, obj[k], at);
+                    return true;
+                }
+        }
+        return false;
+    }
+
+    void walk(const json &obj, const std::string &path)
+    {
+        const std::string pattern = pattern_of(path);
+        const std::set<std::string> objects = child_objects(pattern);
+        for (const auto &[k, v] : obj.items()) {
+            const std::string at = path.empty() ? k : path + "." + k;
+            if (objects.count(k) != 0 || objects.count("{i}") != 0) {
+                if (objects.count("{i}") != 0 && (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
+                    problem(at, "no such Wi-Fi interface (1 to " + std::to_string(wifi_interfaces) + ")");
+                else if (!v.is_object())
+                    problem(at, "an object is needed");
+                else
+                    walk(v, at);
+                continue;
+            }
+            if (check_field(pattern, obj, k, at))
+                continue;
+            const auto l = std::find_if(lists().begin(), lists().end(),
+                                        [&](const list_desc &d) { return pattern == d.object && k == d.key; });
+            if (l != lists().end())
+                check_list(*l, v, at);
+            else if (!(path.empty() && k == "version"))
+                problem(at, "unknown key");
+        }
+        for (const group &g : groups())
+            if (pattern == g.object)
+                check_applies(g, obj, path);
+    }
+};
+
+} // namespace
+
+std::vector<std::string> validate(const json &doc)
+{
+    std::vector<std::string> problems;
+    if (!doc.is_object()) {
+        problems.push_back("(document): a JSON object is needed");
+        return problems;
+    }
+    if (!doc.contains("version"))
+        problems.push_back("version: missing (this tool writes and reads version " +
+                           std::to_string(document_version) + ")");
+    else if (doc["version"] != document_version)
+        problems.push_back("version: " + doc["version"].dump() + " is not a version this tool reads (" +
+                           std::to_string(document_version) + ")");
+    checker{problems}.walk(doc, "");
+    return problems;
+}
+
+} // namespace vgcfg
