@@ -8,6 +8,7 @@
 
 #include "config_schema.h"
 #include "config_session.h"
+#include "vg_mgmt_docs.h"
 
 namespace vgcfg {
 
@@ -118,13 +119,13 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     app.add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
     app.add_flag("--stats", o.stats, "print the calls made and the time taken on stderr");
     app.require_subcommand(1);
-    CLI::App *exp = app.add_subcommand("export", "print every setting as one document");
+    CLI::App *exp = app.add_subcommand("export", vgm::config_verb_help("export"));
     exp->add_flag("--show-secrets", o.show_secrets, "passwords and keys in clear, not " + std::string(secret_mask));
-    app.add_subcommand("schema", "print the document's JSON Schema (draft 2020-12)");
-    CLI::App *diff = app.add_subcommand("diff", "what apply would change, one line per setting (old -> new)");
+    app.add_subcommand("schema", vgm::config_verb_help("schema"));
+    CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     diff->add_flag("--json", o.json_out, "the changes as JSON");
-    CLI::App *apply = app.add_subcommand("apply", "make the configuration equal to FILE, undone when refused");
+    CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
     const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
                            "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
                            "undo incomplete.";
@@ -133,7 +134,7 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
     std::string args_file;
-    CLI::App *ansible = app.add_subcommand("ansible", "run as the Ansible module: ARGS is the arguments file");
+    CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
     for (CLI::App *sub : {exp, diff, apply})
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");

@@ -126,6 +126,8 @@ void print_row_help(FILE *out, const command &c)
                                      : "This command reads nothing first: give every field.");
 }
 
+} // namespace
+
 std::string scdoc_escape(const std::string &s)
 {
     std::string r;
@@ -136,8 +138,6 @@ std::string scdoc_escape(const std::string &s)
     }
     return r;
 }
-
-} // namespace
 
 std::string usage_line(const command &c)
 {
@@ -170,6 +170,9 @@ std::vector<std::string> next_words(const std::vector<std::string> &prefix)
     }
     if (prefix.empty())
         next.insert(next.end(), std::begin(kToolWords), std::end(kToolWords));
+    if (prefix == std::vector<std::string>{"config"})
+        for (const config_verb &v : kConfigVerbs)
+            next.emplace_back(v.verb);
     return next;
 }
 
@@ -181,6 +184,8 @@ std::string usage_line(const std::vector<std::string> &prefix)
         return "vg-mgmt completion bash";
     if (!prefix.empty() && prefix[0] == "help")
         return "vg-mgmt help [--man] [words]";
+    if (!prefix.empty() && prefix[0] == "config")
+        return "vg-mgmt [--socket PATH] config [--stats] <export|schema|diff|apply|ansible> ...";
     std::string u = "vg-mgmt [options]";
     for (const auto &w : prefix)
         u += " " + w;
@@ -200,9 +205,12 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
             rows.push_back(&c);
     if (rows.size() == 1 && words_of(*rows[0]).size() == prefix.size())
         return print_row_help(out, *rows[0]);
+    if (!prefix.empty() && prefix[0] == "config")
+        return print_config_help(out);
     if (prefix.empty()) {
         std::fprintf(out, "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
                           "       vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]\n"
+                          "       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
                           "       vg-mgmt completion bash | vg-mgmt help [--man] [words]\n\noptions:\n");
         for (const auto &o : kGlobalOptions)
             wrapped(out, std::string("  ") + o[0], 22, o[1]);
@@ -215,6 +223,10 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         wrapped(out, "", 2, usage_line(*c).substr(8), 8);
         wrapped(out, "", 6, c->help);
     }
+    if (prefix.empty()) {
+        std::fprintf(out, "\nthe whole configuration as one JSON document (vg-mgmt config --help tells more):\n");
+        print_config_help(out);
+    }
 }
 
 void print_manpage(FILE *out)
@@ -222,6 +234,7 @@ void print_manpage(FILE *out)
     std::fprintf(out, "vg-mgmt(1)\n\n# NAME\n\nvg-mgmt - read and change the configuration of the router module\n\n"
                       "# SYNOPSIS\n\n*vg-mgmt* [_options_] _domain_ _subject_ [_verb_] [_arguments_]\n\n"
                       "*vg-mgmt* [_options_] *events* [*--count* _N_] [*--timeout* _S_] [*--exit-on-loss*]\n\n"
+                      "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
                       "# DESCRIPTION\n\n*vg-mgmt* reads and changes the Wi-Fi, data call, network and USB settings "
                       "of the module through its management service. A *set* changes only the values it "
                       "names: it reads the setting, changes those values and writes it back.\n\n"
@@ -245,6 +258,7 @@ void print_manpage(FILE *out)
     std::fprintf(out, "# EVENTS\n\n");
     for (const auto &o : kEventsOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
+    print_config_manpage(out);
     std::fprintf(out, "# EXIT STATUS\n\n");
     for (const auto &s : kExitStatuses)
         std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
@@ -255,7 +269,7 @@ void print_manpage(FILE *out)
 void print_bash_completion(FILE *out)
 {
     std::fprintf(out, "# bash completion for vg-mgmt\n_vg_mgmt() {\n"
-                      "    local cur=${COMP_WORDS[COMP_CWORD]} path='' i w words=''\n"
+                      "    local cur=${COMP_WORDS[COMP_CWORD]} path='' i w words='' files=''\n"
                       "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
                       "        w=${COMP_WORDS[i]}\n"
                       "        case $w in --socket|--timeout|--count) ((i++)) ;; -*) ;; *) path+=\" $w\" ;; esac\n"
@@ -289,10 +303,17 @@ void print_bash_completion(FILE *out)
         std::fprintf(out, "        '%s'|'%s '*) words='%s' ;;\n", command_name(c).c_str(),
                      command_name(c).c_str(), list.c_str());
     }
+    print_config_completion(out);
     std::fprintf(out, "        'events'|'events '*) words='--count --timeout --exit-on-loss' ;;\n"
                       "        'completion') words='bash' ;;\n    esac\n"
-                      "    [[ $cur == -* ]] && words+=' --json --show-secrets --raw --socket --timeout --version --help'\n"
-                      "    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n}\ncomplete -F _vg_mgmt vg-mgmt\n");
+                      "    if [[ ${path# } == config ]]; then [[ $cur == -* ]] && words='--socket --stats --help'\n"
+                      "    elif [[ $cur == -* && ${path# } != config\\ * ]]; then\n"
+                      "        words+=' --json --show-secrets --raw --socket --timeout --version --help'\n    fi\n"
+                      "    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
+                      "    if [[ -n $files && $cur != -* ]]; then\n"
+                      "        compopt -o filenames 2>/dev/null\n"
+                      "        COMPREPLY+=($(compgen -f -- \"$cur\"))\n    fi\n"
+                      "}\ncomplete -F _vg_mgmt vg-mgmt\n");
 }
 
 } // namespace vgm

@@ -26,6 +26,29 @@ void print_bash_completion(FILE *out);
 std::vector<std::string> next_words(const std::vector<std::string> &prefix);
 
 // The tool's own commands beside the model's domains.
-inline const char *const kToolWords[] = {"events", "completion", "help"};
+inline const char *const kToolWords[] = {"events", "completion", "help", "config"};
+
+// vg-mgmt config's verbs (tools/config_cmd.cpp): their arguments and what they do.
+struct config_verb {
+    const char *verb;
+    const char *args; // "[--json] FILE"
+    const char *help;
+};
+inline const config_verb kConfigVerbs[] = {
+    {"export", "[--show-secrets]", "print every setting as one JSON document"},
+    {"schema", "", "print the document's JSON Schema (draft 2020-12)"},
+    {"diff", "[--json] FILE", "what apply would change, one line per setting (old -> new)"},
+    {"apply", "[--check] FILE", "make the configuration equal to FILE, undone when refused"},
+    {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
+};
+// The help text of a config verb.
+const char *config_verb_help(const std::string &verb);
+
+// The config parts of the help, the manual page and the completion's case.
+void print_config_help(FILE *out);
+void print_config_manpage(FILE *out);
+void print_config_completion(FILE *out);
+
+std::string scdoc_escape(const std::string &s);
 
 } // namespace vgm

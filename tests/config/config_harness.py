@@ -39,6 +39,12 @@ class Service:
                            env=self.env(), timeout=60)
         return p.returncode, p.stdout, p.stderr
 
+    def run_line(self, *args, env=None):
+        """vg-mgmt ARGS, a whole command line: (exit status, stdout, stderr)."""
+        p = subprocess.run([self.vgm, *args], capture_output=True, encoding="utf-8", env=env or self.env(),
+                           timeout=60)
+        return p.returncode, p.stdout, p.stderr
+
     def export(self, secrets=True):
         rc, out, err = self.run("export", *(["--show-secrets"] if secrets else []))
         if rc != 0:

@@ -254,6 +254,46 @@ class Partial(ConfigTest):
                     self.assertEqual(sorted(got, key=order), sorted(content, key=order))
 
 
+# Global options before "config" ({sock}: the service's socket, {doc}: the
+# baseline document): (arguments, exit status, what the output is).
+GLOBALS = [
+    (["--socket", "{sock}", "config", "export"], 0, "masked export"),
+    (["--socket={sock}", "config", "export"], 0, "masked export"),
+    (["config", "--socket", "{sock}", "export"], 0, "masked export"),
+    (["config", "export", "--socket", "{sock}"], 0, "masked export"),
+    (["--socket", "{sock}", "--show-secrets", "config", "export"], 0, "export"),
+    (["--show-secrets", "--socket", "{sock}", "config", "--stats", "export"], 0, "export"),
+    (["--json", "--socket", "{sock}", "config", "diff", "{doc}"], 0, '{\n  "changes": []\n}\n'),
+    (["--socket", "{sock}", "--help", "config", "diff"], 0, "help"),
+    (["--version", "config", "export"], 0, "version"),
+    (["--timeout", "1", "config", "export"], 2, "vg-mgmt config: --timeout is not an option of config\n"),
+    (["--raw", "--socket", "{sock}", "config", "schema"], 2, "vg-mgmt config: --raw is not an option of config\n"),
+    (["--json", "config", "export"], 2, "vg-mgmt config: --json is an option of 'config diff' only\n"),
+    (["--show-secrets", "config", "diff", "{doc}"], 2,
+     "vg-mgmt config: --show-secrets is an option of 'config export' only\n"),
+]
+
+
+class GlobalOptions(ConfigTest):
+    def test_global_options_before_config_are_taken_or_refused_in_one_line(self):
+        wrong = dict(self.svc.env(), VG_KEST_SOCKET="/nonexistent/kest.sock")  # the socket is the option's
+        doc = self.svc.write(self.baseline)
+        want = {"masked export": self.svc.export(secrets=False), "export": self.svc.export()}
+        for args, status, what in GLOBALS:
+            line = [a.replace("{sock}", self.svc.sock).replace("{doc}", doc) for a in args]
+            with self.subTest(args=" ".join(args)):
+                rc, out, err = self.svc.run_line(*line, env=wrong)
+                self.assertEqual(rc, status, err)
+                if status != 0:
+                    self.assertEqual((out, err), ("", what))
+                elif what == "help":
+                    self.assertIn("--json", out)
+                elif what == "version":
+                    self.assertTrue(out.startswith("vg-mgmt ") and out.count("\n") == 1, out)
+                else:
+                    self.assertEqual(out, want.get(what, what))
+
+
 class Schema(ConfigTest):
     def test_the_schema_and_apply_refuse_a_wrong_document_naming_its_path(self):
         for path, value, named in WRONG:

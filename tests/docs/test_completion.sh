@@ -22,6 +22,9 @@ rows=(
     "vg-mgmt datacall apn |add set get del list|up"
     "vg-mgmt usb |config bootup net-mode action id product manufacturer func|wifi"
     "vg-mgmt --json wifi ss|ssid ssid-hide|channel"
+    "vg-mgmt con|config|wifi"
+    "vg-mgmt config |export schema diff apply ansible|wifi"
+    "vg-mgmt --socket /tmp/kest.sock config |export schema diff apply ansible|get"
 )
 
 # Prints the words offered for the partial line $1.

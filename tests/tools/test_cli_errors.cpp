@@ -58,6 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         ErrorRow{"unknown_word", nullptr, {"wfi", "ssid", "get", "1"}, vgm::EXIT_USAGE,
                  "vg-mgmt: unknown word 'wfi'; did you mean 'wifi'?\nusage: vg-mgmt", "USAGE"},
+        ErrorRow{"config_typo", nullptr, {"confg", "export"}, vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'confg'; did you mean 'config'?\nusage: vg-mgmt", "USAGE"},
         ErrorRow{"unknown_verb", nullptr, {"wifi", "channel", "st", "1", "6"}, vgm::EXIT_USAGE,
                  "vg-mgmt: unknown word 'st'; did you mean 'set'?", "USAGE"},
         ErrorRow{"missing_verb", nullptr, {"wifi", "channel"}, vgm::EXIT_USAGE,
@@ -175,6 +177,56 @@ TEST(Help, ManualPageNamesEveryCommand)
         EXPECT_NE(std::string::npos, r.out.find("*vg-mgmt " + vgm::command_name(c))) << vgm::command_name(c);
 }
 
+// vg-mgmt config in the help, the manual page and the help of its word.
+struct ConfigDocRow {
+    const char *name;
+    std::vector<std::string> args;
+    std::vector<std::string> has;
+    bool fits = true; // every line within 100 columns (the help; not the manual page's source)
+};
+
+class ConfigDocs : public ::testing::TestWithParam<ConfigDocRow> {};
+
+const std::vector<std::string> kConfigHelpLines = {
+    "  config export [--show-secrets]  print every setting as one JSON document\n",
+    "  config schema                   print the document's JSON Schema (draft 2020-12)\n",
+    "  config diff [--json] FILE       what apply would change, one line per setting (old -> new)\n",
+    "  config apply [--check] FILE     make the configuration equal to FILE, undone when refused\n",
+    "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
+};
+
+TEST_P(ConfigDocs, NameConfigItsVerbsAndFit)
+{
+    const ConfigDocRow &row = GetParam();
+    const auto r = run(row.args);
+    ASSERT_EQ(0, r.status) << r.err;
+    for (const std::string &want : row.has)
+        EXPECT_NE(std::string::npos, r.out.find(want)) << want;
+    for (const auto &line : lines(r.out))
+        EXPECT_TRUE(!row.fits || line.size() <= 100u) << line;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Config, ConfigDocs,
+    ::testing::Values(
+        ConfigDocRow{"help_option",
+                     {"--help"},
+                     with({"\n       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"}, kConfigHelpLines)},
+        ConfigDocRow{"help_word", {"help"}, kConfigHelpLines},
+        ConfigDocRow{"help_config", {"help", "config"}, kConfigHelpLines},
+        ConfigDocRow{"manual_page",
+                     {"help", "--man"},
+                     {"\n# CONFIG\n", "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_",
+                      "\n*vg-mgmt config export [--show-secrets]*\n\tprint every setting",
+                      "\n*vg-mgmt config schema*\n", "\n*vg-mgmt config diff [--json] FILE*\n",
+                      "\n*vg-mgmt config apply [--check] FILE*\n", "\n*vg-mgmt config ansible ARGS*\n",
+                      "\n*--check*\n\tapply: send nothing", "\n*0*\n\tdone, or nothing to change\n",
+                      "\n*1*\n\tthe service refused a change;", "\n*2*\n\twrong arguments, or a document",
+                      "\n*3*\n\tthe service could not be reached\n", "\n*6*\n\tapply --check: changes are pending\n",
+                      "\n*7*\n\tthe service refused a change and an undo too"},
+                     false}),
+    e2e::RowName{});
+
 // Runs the completion function of the script for a command line.
 std::string complete(const std::string &script, const std::string &line)
 {
@@ -197,10 +249,23 @@ TEST(Help, BashCompletionFollowsTheModel)
 {
     const auto r = run({"completion", "bash"});
     ASSERT_EQ(0, r.status);
-    EXPECT_EQ("wifi\n", complete(r.out, "vg-mgmt wi"));
-    EXPECT_EQ("channel\n", complete(r.out, "vg-mgmt wifi chan"));
-    EXPECT_EQ("get set\n", complete(r.out, "vg-mgmt wifi channel ''"));
-    EXPECT_EQ("wpa-psk-2 wpa-psk-3 wpa-psk-4\n", complete(r.out, "vg-mgmt wifi auth set 1 wpa"));
+    // A command line, the cursor at its end | the words offered.
+    const std::pair<const char *, const char *> rows[] = {
+        {"vg-mgmt wi", "wifi\n"},
+        {"vg-mgmt wifi chan", "channel\n"},
+        {"vg-mgmt wifi channel ''", "get set\n"},
+        {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
+        {"vg-mgmt con", "config\n"},
+        {"vg-mgmt config ''", "export schema diff apply ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply ansible\n"},
+        {"vg-mgmt config --s", "--socket --stats\n"},
+        {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
+        {"vg-mgmt config diff --j", "--json\n"},
+        {"vg-mgmt config apply /proc/self/cmdli", "/proc/self/cmdline\n"},
+        {"vg-mgmt config diff /proc/self/cmdli", "/proc/self/cmdline\n"},
+    };
+    for (const auto &[line, offered] : rows)
+        EXPECT_EQ(offered, complete(r.out, line)) << line;
 }
 
 } // namespace

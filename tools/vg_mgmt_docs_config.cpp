@@ -1,0 +1,84 @@
+// The words about vg-mgmt config: its lines in the help, its section of the
+// manual page and its part of the bash completion, from kConfigVerbs.
+#include <cstdio>
+#include <string>
+
+#include "config_cmd.h"
+#include "vg_mgmt_docs.h"
+
+namespace vgm {
+namespace {
+
+const struct {
+    int status;
+    const char *text;
+} kConfigStatuses[] = {
+    {VG_CONFIG_OK, "done, or nothing to change"},
+    {VG_CONFIG_REFUSED, "the service refused a change; the changes already made were undone"},
+    {VG_CONFIG_USAGE, "wrong arguments, or a document with problems (each one named; nothing was sent)"},
+    {VG_CONFIG_NO_SERVICE, "the service could not be reached"},
+    {VG_CONFIG_PENDING, "apply --check: changes are pending"},
+    {VG_CONFIG_PARTIAL, "the service refused a change and an undo too: the configuration is partly changed"},
+};
+
+const char *const kConfigOptions[][2] = {
+    {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
+    {"--stats", "print the calls made and the time taken on stderr"},
+    {"--show-secrets", "export: passwords and keys in clear, not ********"},
+    {"--json", "diff: the changes as one JSON object"},
+    {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
+};
+
+std::string verb_usage(const config_verb &v)
+{
+    return std::string("config ") + v.verb + (v.args[0] != '\0' ? " " : "") + v.args;
+}
+
+} // namespace
+
+const char *config_verb_help(const std::string &verb)
+{
+    for (const config_verb &v : kConfigVerbs)
+        if (verb == v.verb)
+            return v.help;
+    return "";
+}
+
+void print_config_help(FILE *out)
+{
+    for (const config_verb &v : kConfigVerbs)
+        std::fprintf(out, "  %-31s %s\n", verb_usage(v).c_str(), v.help);
+}
+
+void print_config_manpage(FILE *out)
+{
+    std::fprintf(out, "# CONFIG\n\n*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
+                      "*config* reads and writes the module's whole configuration as one JSON document: the "
+                      "settings of the commands above, under *wifi*, *datacall*, *network* and *usb*. Passwords "
+                      "and keys are shown as %s unless *--show-secrets* is given, and a secret given as %s keeps "
+                      "its value. A document may hold some of the keys only: *apply* changes those, and makes each "
+                      "list it holds exactly as given. Before *config*, the options *--socket*, *--show-secrets* "
+                      "(export) and *--json* (diff) are taken; any other is refused.\n\n",
+                 scdoc_escape("********").c_str(), scdoc_escape("********").c_str());
+    for (const config_verb &v : kConfigVerbs)
+        std::fprintf(out, "*vg-mgmt %s*\n\t%s\n\n", scdoc_escape(verb_usage(v)).c_str(),
+                     scdoc_escape(v.help).c_str());
+    for (const auto &o : kConfigOptions)
+        std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
+    std::fprintf(out, "Exit statuses of *config*:\n\n");
+    for (const auto &s : kConfigStatuses)
+        std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
+}
+
+// Case lines of _vg_mgmt for the words after "config <verb>"; `files` set
+// where FILE (or ARGS) is completed with file names.
+void print_config_completion(FILE *out)
+{
+    std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
+                      "        'config schema'*) words='--help' ;;\n"
+                      "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
+                      "        'config apply'*) words='--check --socket --stats --help' files=1 ;;\n"
+                      "        'config ansible'*) words='--help' files=1 ;;\n");
+}
+
+} // namespace vgm
