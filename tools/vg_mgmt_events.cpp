@@ -26,6 +26,7 @@ std::mutex g_mu;
 std::condition_variable g_cv;
 const output *g_out = nullptr;
 unsigned g_seen = 0;
+unsigned g_limit = 0; // --count: events after this many are not printed
 std::atomic<bool> g_stop{false}; // set by SIGINT and SIGTERM (lock-free, so signal-safe)
 
 std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
@@ -61,6 +62,8 @@ int32_t on_event(uint32_t id, const void *event, uint32_t)
 {
     const auto *rec = static_cast<const uint8_t *>(event);
     std::lock_guard lock(g_mu);
+    if (g_limit != 0 && g_seen >= g_limit)
+        return 0;
     json obj = json::object();
     obj["event"] = event_name(id);
     obj.update(record_json(event_fields(id, rec), rec, g_out->show_secrets));
@@ -119,6 +122,7 @@ int run_events(const output &o, const events_options &e, double wait_s)
         std::lock_guard lock(g_mu);
         g_out = &o;
         g_seen = 0;
+        g_limit = e.count;
     }
     g_stop = false;
     std::signal(SIGINT, [](int) { g_stop = true; });
