@@ -63,15 +63,26 @@ std::optional<json> checked_document(const options &o, FILE *err)
     return std::nullopt;
 }
 
-int cmd_diff(const options &o, FILE *out, FILE *err)
+// The checked document and the configuration as the service has it; the
+// exit status when either cannot be had (the reason is printed).
+int document_and_current(const options &o, FILE *err, json &doc, session &s)
 {
-    const std::optional<json> doc = checked_document(o, err);
-    if (!doc)
+    std::optional<json> checked = checked_document(o, err);
+    if (!checked)
         return VG_CONFIG_USAGE;
-    session s;
+    doc = std::move(*checked);
     if (!s.open_and_read(o.socket))
         return fail(err, s.status, s.problem);
-    const plan p = make_plan(*doc, s.before);
+    return VG_CONFIG_OK;
+}
+
+int cmd_diff(const options &o, FILE *out, FILE *err)
+{
+    json doc;
+    session s;
+    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+        return status;
+    const plan p = make_plan(doc, s.before);
     for (const std::string &pr : p.problems)
         fprintf(err, "  %s\n", pr.c_str());
     if (!p.problems.empty())
@@ -92,13 +103,11 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
 
 int cmd_apply(const options &o, FILE *out, FILE *err)
 {
-    const std::optional<json> doc = checked_document(o, err);
-    if (!doc)
-        return VG_CONFIG_USAGE;
+    json doc;
     session s;
-    if (!s.open_and_read(o.socket))
-        return fail(err, s.status, s.problem);
-    const apply_result r = apply_document(s, *doc, o.check);
+    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+        return status;
+    const apply_result r = apply_document(s, doc, o.check);
     FILE *lines_to = r.status == VG_CONFIG_USAGE ? err : out;
     for (const std::string &l : r.lines)
         fprintf(lines_to, "%s%s\n", r.status == VG_CONFIG_USAGE ? "  " : "", l.c_str());
