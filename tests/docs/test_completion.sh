@@ -33,8 +33,8 @@ offered() {
         line=$1
         [ -f "$2" ] && . "$2"
         . "$3"
-        spec=$(complete -p vg-mgmt) || exit 3
-        fn=$(sed -n "s/.*-F \([^ ]*\).*/\1/p" <<<"$spec")
+        registration=$(complete -p vg-mgmt) || exit 3
+        fn=$(sed -n "s/.*-F \([^ ]*\).*/\1/p" <<<"$registration")
         read -r -a COMP_WORDS <<<"$line"
         [ "${line: -1}" = " " ] && COMP_WORDS+=("")
         COMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 ))
