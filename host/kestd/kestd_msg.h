@@ -117,7 +117,7 @@ uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d);
 uint32_t kestd_ipv4_host(uint32_t wire); // to a number for comparisons
 bool kestd_in_lan(const kestd_config &cfg, uint32_t addr); // a LAN host, not the gateway
 
-// Station changes that the control channel asks for, in kestd_wifi.cpp.
+// Station changes that the control channel asks for, in kestd_wifi_stations.cpp.
 uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6], const char *name);
 uint16_t kestd_station_leave(kestd_state &st, const uint8_t mac[6]);
 uint16_t kestd_station_status(kestd_state &st, uint8_t state, const char *ssid);

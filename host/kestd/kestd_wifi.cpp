@@ -1,186 +1,19 @@
 // Wi-Fi messages 1 to 39: global settings, the three interfaces (3 is the
-// station interface), MAC access lists, the stations on the access points,
-// and the station changes the control channel asks for.
-#include <array>
-#include <cctype>
+// station interface), MAC access lists and the stations on the access points;
+// their table rows and the Wi-Fi defaults. The validators are in
+// kestd_wifi_check.cpp, the stations and the station changes the control
+// channel asks for in kestd_wifi_stations.cpp.
 #include <cstdio>
 
 #include "kestd_msg.h"
+#include "kestd_wifi_internal.h"
+
+using namespace kestd_wifi;
 
 namespace {
 
 bool iface_ok(uint32_t index) { return index >= 1 && index <= KESTD_WIFI_IFACES; }
 kestd_iface &iface_of(kestd_ctx &ctx, uint32_t index) { return ctx.st.cfg.iface[index - 1]; }
-
-// ---------------------------------------------------------------------------
-// Validators, shared by the handlers and the check of a loaded state file.
-
-constexpr std::array<uint16_t, 60> channel_list = {
-    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
-    36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
-    100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
-    132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165};
-
-// Interface 1 is the 2.4 GHz access point, 2 the 5 GHz one; the station
-// interface follows whatever access point it joins, so it only takes 0.
-uint16_t channel_check(uint32_t index, uint32_t channel)
-{
-    bool member = false;
-    for (uint16_t c : channel_list)
-        member = member || c == channel;
-    if (!member)
-        return KESTD_ERR_INVALID_CHANNEL;
-    if (channel == 0)
-        return KESTD_OK;
-    const bool band_ok = index == 1 ? channel <= 14 : index == 2 ? channel >= 36 : false;
-    return band_ok ? KESTD_OK : KESTD_ERR_INVALID_CHANNEL;
-}
-
-bool all_hex(const char *s, size_t n)
-{
-    for (size_t i = 0; i < n; ++i)
-        if (!std::isxdigit(static_cast<unsigned char>(s[i])))
-            return false;
-    return true;
-}
-
-bool printable(const char *s, size_t n)
-{
-    for (size_t i = 0; i < n; ++i)
-        if (s[i] < 0x20 || s[i] > 0x7e)
-            return false;
-    return true;
-}
-
-// WEP-40 or WEP-104: 5 or 13 characters, or 10 or 26 hex digits.
-bool wep_key_ok(const char *key, size_t len)
-{
-    if ((len == 10 || len == 26) && all_hex(key, len))
-        return true;
-    return (len == 5 || len == 13) && printable(key, len);
-}
-
-// A WPA passphrase of 8..63 characters, or the PSK as 64 hex digits.
-bool wpa_password_ok(const char *pw, size_t len)
-{
-    if (len == 64)
-        return all_hex(pw, len);
-    return len >= 8 && len <= 63 && printable(pw, len);
-}
-
-uint16_t auth_check(const kestd_iface &f)
-{
-    if (f.auth == 0)
-        return KESTD_OK;
-    if (f.auth == 1) {
-        if (f.wep_default > 3)
-            return KESTD_ERR_INVALID_VALUE;
-        for (int k = 0; k < 4; ++k) {
-            const size_t len = strnlen(f.wep_key[k], sizeof f.wep_key[k]);
-            if ((len != 0 || k == f.wep_default) && !wep_key_ok(f.wep_key[k], len))
-                return KESTD_ERR_INVALID_KEY;
-        }
-        return KESTD_OK;
-    }
-    if (f.auth > 4 || f.pairwise > 2)
-        return KESTD_ERR_INVALID_VALUE;
-    return wpa_password_ok(f.password, strnlen(f.password, sizeof f.password)) ? KESTD_OK
-                                                                                : KESTD_ERR_INVALID_KEY;
-}
-
-bool mac_ok(const uint8_t *mac)
-{
-    static constexpr uint8_t zero[6] = {};
-    return (mac[0] & 1) == 0 && std::memcmp(mac, zero, 6) != 0;
-}
-
-// The nine one-byte radio settings: one shape, one row each. A flag is
-// stored as 0 or 1; a number must lie in [min, max].
-struct u8_setting {
-    uint8_t kestd_iface::*field;
-    bool flag;
-    uint8_t min;
-    uint8_t max;
-};
-constexpr u8_setting mode_setting{&kestd_iface::mode, false, 0, 5};
-constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, 0, 3};
-constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1, KESTD_STATIONS_MAX};
-constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, 0, 95};
-constexpr u8_setting only_11n_setting{&kestd_iface::only_11n, true, 0, 1};
-constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};
-constexpr u8_setting ap_isolate_setting{&kestd_iface::ap_isolate, true, 0, 1};
-constexpr u8_setting dfs_setting{&kestd_iface::dfs, true, 0, 1};
-constexpr u8_setting ssid_hide_setting{&kestd_iface::ssid_hide, true, 0, 1};
-// The MAC access rule has the same records: 0 off, 1 allow only the listed,
-// 2 deny the listed.
-constexpr u8_setting acl_rule_setting{&kestd_iface::acl_rule, false, 0, 2};
-constexpr const u8_setting *u8_settings[] = {&mode_setting,       &bandwidth_setting, &max_num_sta_setting,
-                                             &rssi_setting,       &only_11n_setting,  &only_11ac_setting,
-                                             &ap_isolate_setting, &dfs_setting,       &ssid_hide_setting,
-                                             &acl_rule_setting};
-
-bool u8_setting_ok(const u8_setting &s, uint8_t v) { return s.flag ? v <= 1 : v >= s.min && v <= s.max; }
-
-// ---------------------------------------------------------------------------
-// Stations on the access points.
-
-int station_slot(const kestd_state &st, const uint8_t *mac)
-{
-    for (uint32_t i = 0; i < st.rt.sta_count; ++i)
-        if (std::memcmp(st.rt.sta[i].mac, mac, 6) == 0)
-            return static_cast<int>(i);
-    return -1;
-}
-
-void remove_station(kestd_state &st, uint32_t slot)
-{
-    for (uint32_t i = slot; i + 1 < st.rt.sta_count; ++i)
-        st.rt.sta[i] = st.rt.sta[i + 1];
-    st.rt.sta[--st.rt.sta_count] = kestd_station{};
-}
-
-bool acl_lists(const kestd_iface &f, const uint8_t *mac)
-{
-    for (uint32_t i = 0; i < f.acl_count; ++i)
-        if (std::memcmp(f.acl[i], mac, 6) == 0)
-            return true;
-    return false;
-}
-
-bool acl_admits(const kestd_iface &f, const uint8_t *mac)
-{
-    return f.acl_rule == 1 ? acl_lists(f, mac) : f.acl_rule == 2 ? !acl_lists(f, mac) : true;
-}
-
-bool ap_up(const kestd_state &st, uint32_t iface)
-{
-    return st.cfg.wifi_enable && iface >= 1 && iface < KESTD_STA_IFACE && st.cfg.iface[iface - 1].active;
-}
-
-// Sends away every station that its access point no longer takes: Wi-Fi or
-// the interface switched off, the MAC access rule keeps it out, or more
-// stations than the interface's maximum (the newest leave first).
-void enforce_stations(kestd_state &st)
-{
-    uint32_t kept[KESTD_WIFI_IFACES + 1] = {};
-    for (uint32_t i = 0; i < st.rt.sta_count;) {
-        const kestd_station &s = st.rt.sta[i];
-        const kestd_iface &f = st.cfg.iface[s.iface - 1];
-        if (ap_up(st, s.iface) && acl_admits(f, s.mac) && kept[s.iface] < f.max_num_sta) {
-            ++kept[s.iface];
-            ++i;
-        } else {
-            remove_station(st, i);
-        }
-    }
-    if (!st.cfg.wifi_enable || !st.cfg.iface[KESTD_STA_IFACE - 1].active)
-        st.rt.sta_state = 0;
-}
-
-void ipv4_text(char (&buf)[16], uint32_t host)
-{
-    std::snprintf(buf, sizeof buf, "%u.%u.%u.%u", host >> 24, (host >> 16) & 255, (host >> 8) & 255, host & 255);
-}
 
 // ---------------------------------------------------------------------------
 // Handlers: global settings.
@@ -210,11 +43,6 @@ uint16_t enable_get(kestd_ctx &ctx, const kestd_no_req &, wifi_enable_get_resp &
 {
     resp.enable = ctx.st.cfg.wifi_enable;
     return KESTD_OK;
-}
-
-bool country_ok(const char *cc)
-{
-    return std::isalpha(static_cast<unsigned char>(cc[0])) && std::isalpha(static_cast<unsigned char>(cc[1]));
 }
 
 uint16_t country_code_set(kestd_ctx &ctx, const wifi_country_code_set_req &req, wifi_country_code_set_resp &)
@@ -519,12 +347,6 @@ void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t aut
     f.max_num_sta = max_num_sta;
 }
 
-void mac_text(char (&buf)[18], const uint8_t *mac)
-{
-    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
-                  mac[5]);
-}
-
 } // namespace
 
 std::span<const kestd_msg_row> kestd_wifi_rows() { return rows; }
@@ -542,139 +364,5 @@ void kestd_default_wifi_iface(kestd_config &cfg, int iface)
     default:
         default_iface(f, "", 1, 0, "", 0, 4, 0, 1); // on, but joined to no network yet
         break;
-    }
-}
-
-const char *kestd_wifi_config_problem(const kestd_config &cfg)
-{
-    if (cfg.work_mode > 4 || cfg.wifi_enable > 1 || !country_ok(cfg.country_code))
-        return "Wi-Fi global settings out of range";
-    for (uint32_t i = 1; i <= KESTD_WIFI_IFACES; ++i) {
-        const kestd_iface &f = cfg.iface[i - 1];
-        if (strnlen(f.ssid, sizeof f.ssid) == sizeof f.ssid || f.format_type > 3 || f.active > 1)
-            return "Wi-Fi interface SSID or activation damaged";
-        for (const auto &key : f.wep_key)
-            if (strnlen(key, sizeof key) == sizeof key)
-                return "Wi-Fi WEP key not terminated";
-        if (strnlen(f.password, sizeof f.password) == sizeof f.password || auth_check(f) != KESTD_OK)
-            return "Wi-Fi authentication damaged";
-        if (channel_check(i, f.channel) != KESTD_OK)
-            return "Wi-Fi channel not valid for its interface";
-        for (const u8_setting *s : u8_settings)
-            if (!u8_setting_ok(*s, f.*s->field))
-                return "Wi-Fi radio setting out of range";
-        if (f.acl_count > KESTD_MAC_ACL_MAX)
-            return "Wi-Fi MAC access list damaged";
-        for (uint32_t k = 0; k < f.acl_count; ++k)
-            if (!mac_ok(f.acl[k]))
-                return "Wi-Fi MAC access list holds an invalid address";
-    }
-    return nullptr;
-}
-
-uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6], const char *name)
-{
-    if (iface < 1 || iface >= KESTD_STA_IFACE)
-        return KESTD_ERR_INVALID_INTERFACE;
-    if (!ap_up(st, iface))
-        return KESTD_ERR_WIFI_OFF;
-    if (!mac_ok(mac))
-        return KESTD_ERR_INVALID_ADDRESS;
-    if (station_slot(st, mac) >= 0)
-        return KESTD_ERR_DUPLICATE;
-    uint32_t on_iface = 0;
-    for (uint32_t i = 0; i < st.rt.sta_count; ++i)
-        on_iface += st.rt.sta[i].iface == iface;
-    if (st.rt.sta_count >= KESTD_STATIONS_MAX || on_iface >= st.cfg.iface[iface - 1].max_num_sta)
-        return KESTD_ERR_LIST_FULL;
-    if (!acl_admits(st.cfg.iface[iface - 1], mac))
-        return KESTD_ERR_ACL_DENIED;
-    // The lowest DHCP address that no other station holds.
-    // The whole field goes to clients, so no byte of it is left unset.
-    char ip[16];
-    for (uint32_t host = kestd_ipv4_host(st.cfg.lan.lan_word_c);; ++host) {
-        std::memset(ip, 0, sizeof ip);
-        ipv4_text(ip, host);
-        bool taken = false;
-        for (uint32_t i = 0; i < st.rt.sta_count; ++i)
-            taken = taken || std::strcmp(st.rt.sta[i].ip, ip) == 0;
-        if (!taken)
-            break;
-    }
-    kestd_station &s = st.rt.sta[st.rt.sta_count++];
-    s = kestd_station{};
-    s.iface = iface;
-    std::memcpy(s.mac, mac, 6);
-    std::snprintf(s.name, sizeof s.name, "%s", name);
-    s.rate_mbps = iface == 1 ? 144 : 866;
-    std::memcpy(s.ip, ip, sizeof s.ip);
-    return KESTD_OK;
-}
-
-uint16_t kestd_station_leave(kestd_state &st, const uint8_t mac[6])
-{
-    const int slot = station_slot(st, mac);
-    if (slot < 0)
-        return KESTD_ERR_NOT_FOUND;
-    remove_station(st, static_cast<uint32_t>(slot));
-    return KESTD_OK;
-}
-
-uint16_t kestd_station_status(kestd_state &st, uint8_t state, const char *ssid)
-{
-    if (state > 2)
-        return KESTD_ERR_INVALID_VALUE;
-    kestd_iface &f = st.cfg.iface[KESTD_STA_IFACE - 1];
-    if (ssid) {
-        const size_t len = std::strlen(ssid);
-        if (len == 0 || len >= sizeof f.ssid)
-            return KESTD_ERR_INVALID_TEXT;
-        std::memset(f.ssid, 0, sizeof f.ssid);
-        std::memcpy(f.ssid, ssid, len);
-    }
-    if (state != 0 && (!st.cfg.wifi_enable || !f.active))
-        return KESTD_ERR_WIFI_OFF;
-    st.rt.sta_state = state;
-    return KESTD_OK;
-}
-
-void kestd_wifi_dump(const kestd_state &st, std::string &out)
-{
-    const kestd_config &cfg = st.cfg;
-    kestd_dump_line(out, "wifi.work_mode", "%u", cfg.work_mode);
-    kestd_dump_line(out, "wifi.enable", "%u", cfg.wifi_enable);
-    kestd_dump_line(out, "wifi.country_code", "%.2s", cfg.country_code);
-    for (int i = 1; i <= KESTD_WIFI_IFACES; ++i) {
-        const kestd_iface &f = cfg.iface[i - 1];
-        char key[32];
-        std::snprintf(key, sizeof key, "wifi.%d.auth", i);
-        kestd_dump_line(out, key,
-                        "ssid \"%s\" format %u active %u auth %u wep_default %u pairwise %u password \"%s\" "
-                        "group_rekey %u",
-                        f.ssid, f.format_type, f.active, f.auth, f.wep_default, f.pairwise, f.password,
-                        f.group_rekey);
-        std::snprintf(key, sizeof key, "wifi.%d.radio", i);
-        kestd_dump_line(out, key,
-                        "channel %u mode %u bandwidth %u max_num_sta %u 11n_only %u 11ac_only %u ap_isolate %u "
-                        "dfs %u rssi %u ssid_hide %u",
-                        f.channel, f.mode, f.bandwidth, f.max_num_sta, f.only_11n, f.only_11ac, f.ap_isolate,
-                        f.dfs, f.rssi, f.ssid_hide);
-        std::string acl;
-        for (uint32_t k = 0; k < f.acl_count; ++k) {
-            char mac[18];
-            mac_text(mac, f.acl[k]);
-            acl += std::string(" ") + mac;
-        }
-        std::snprintf(key, sizeof key, "wifi.%d.acl", i);
-        kestd_dump_line(out, key, "acl_rule %u acl_count %u%s", f.acl_rule, f.acl_count, acl.c_str());
-    }
-    kestd_dump_line(out, "wifi.station", "state %u ssid \"%s\"", st.rt.sta_state, cfg.iface[KESTD_STA_IFACE - 1].ssid);
-    kestd_dump_line(out, "wifi.stations", "%u", st.rt.sta_count);
-    for (uint32_t i = 0; i < st.rt.sta_count; ++i) {
-        const kestd_station &s = st.rt.sta[i];
-        char mac[18];
-        mac_text(mac, s.mac);
-        kestd_dump_line(out, "wifi.sta", "iface %u mac %s name \"%s\" ip %s rate %u", s.iface, mac, s.name, s.ip,
-                        s.rate_mbps);
     }
 }

@@ -1,0 +1,53 @@
+// What the Wi-Fi files of kestd share, inside the service only: the
+// validators (kestd_wifi_check.cpp), the one-byte radio setting rows, and the
+// station changes a setting can bring (kestd_wifi_stations.cpp). The message
+// handlers are in kestd_wifi.cpp.
+#pragma once
+
+#include <cstdint>
+
+#include "kestd_state.h"
+
+namespace kestd_wifi {
+
+// KESTD_OK, or KESTD_ERR_INVALID_CHANNEL when `channel` does not suit interface `index`.
+uint16_t channel_check(uint32_t index, uint32_t channel);
+// KESTD_OK, or why the authentication of `f` (method, WEP keys, WPA password) is refused.
+uint16_t auth_check(const kestd_iface &f);
+// A unicast MAC address that is not all zeros.
+bool mac_ok(const uint8_t *mac);
+// A country code of two letters.
+bool country_ok(const char *cc);
+
+// The nine one-byte radio settings: one shape, one row each. A flag is
+// stored as 0 or 1; a number must lie in [min, max].
+struct u8_setting {
+    uint8_t kestd_iface::*field;
+    bool flag;
+    uint8_t min;
+    uint8_t max;
+};
+inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, 0, 5};
+inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, 0, 3};
+inline constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1, KESTD_STATIONS_MAX};
+inline constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, 0, 95};
+inline constexpr u8_setting only_11n_setting{&kestd_iface::only_11n, true, 0, 1};
+inline constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};
+inline constexpr u8_setting ap_isolate_setting{&kestd_iface::ap_isolate, true, 0, 1};
+inline constexpr u8_setting dfs_setting{&kestd_iface::dfs, true, 0, 1};
+inline constexpr u8_setting ssid_hide_setting{&kestd_iface::ssid_hide, true, 0, 1};
+// The MAC access rule has the same records: 0 off, 1 allow only the listed,
+// 2 deny the listed.
+inline constexpr u8_setting acl_rule_setting{&kestd_iface::acl_rule, false, 0, 2};
+
+// Whether `v` may be stored in setting `s`.
+bool u8_setting_ok(const u8_setting &s, uint8_t v);
+
+// Takes the station in `slot` off its access point.
+void remove_station(kestd_state &st, uint32_t slot);
+// Whether `mac` is on the MAC access list of `f`.
+bool acl_lists(const kestd_iface &f, const uint8_t *mac);
+// Sends away every station that its access point no longer takes.
+void enforce_stations(kestd_state &st);
+
+} // namespace kestd_wifi
