@@ -1,98 +1,140 @@
 // vg-mgmt config ansible ARGS: the module side of the Ansible collection.
 // Ansible writes the task's arguments as one JSON object into a file; the
-// module prints one JSON object with changed, msg, diff (in diff mode) and
-// failed when the task fails.
-#include <fstream>
+// module prints one JSON object, failed when the task fails. The options are
+// checked as Ansible's own modules check theirs, before anything is sent.
+#include <sys/stat.h>
 
+#include <fstream>
+#include <sstream>
+
+#include "config_ansible.h"
 #include "config_cmd.h"
 #include "config_session.h"
+#include "config_states.h"
 
 namespace vgcfg {
 
 namespace {
 
-struct task {
-    json doc;
-    std::string socket;
-    bool check = false;
-    bool diff = false;
-};
+constexpr off_t kMaxFile = 4 << 20; // an arguments file or document larger than this is refused
 
-std::optional<task> read_task(const char *args_file, std::string &problem)
+std::string py_type(const json &v)
 {
-    std::optional<json> args = read_document(args_file, problem);
-    if (!args)
-        return std::nullopt;
-    task t;
-    t.check = args->value("_ansible_check_mode", false);
-    t.diff = args->value("_ansible_diff", false);
-    if (args->contains("socket") && (*args)["socket"].is_string())
-        t.socket = (*args)["socket"].get<std::string>();
-    const bool inline_doc = args->contains("config") && !(*args)["config"].is_null();
-    const bool path_doc = args->contains("src") && !(*args)["src"].is_null();
-    if (inline_doc == path_doc) {
-        problem = "give the document either inline (config) or as a path on the module (src)";
-        return std::nullopt;
+    switch (v.type()) {
+    case json::value_t::object: return "dict";
+    case json::value_t::array: return "list";
+    case json::value_t::string: return "str";
+    case json::value_t::boolean: return "bool";
+    case json::value_t::number_float: return "float";
+    case json::value_t::null: return "NoneType";
+    default: return "int";
     }
-    if (path_doc) {
-        std::optional<json> doc = read_document((*args)["src"].get<std::string>(), problem);
-        if (!doc)
-            return std::nullopt;
-        t.doc = *doc;
-    } else if ((*args)["config"].is_string()) { // a document passed as text
-        try {
-            t.doc = json::parse((*args)["config"].get<std::string>());
-        } catch (const json::parse_error &e) {
-            problem = std::string("config: not JSON: ") + e.what();
-            return std::nullopt;
-        }
-    } else {
-        t.doc = (*args)["config"];
-    }
-    return t;
 }
 
-int answer(FILE *out, json result)
+// Why a value is not of an option's type, or empty when it is.
+std::string type_problem(const ansible_option &o, const json &v)
 {
-    fprintf(out, "%s\n", result.dump().c_str());
-    return result.value("failed", false) ? 1 : 0;
-}
-
-json failure(const std::string &msg, const std::vector<std::string> &details = {})
-{
-    json r = json{{"failed", true}, {"changed", false}, {"msg", msg}};
-    if (!details.empty())
-        r["problems"] = details;
-    return r;
+    const std::string t = o.type;
+    bool ok = v.is_null();
+    if (t == "str" || t == "path")
+        ok = ok || v.is_string();
+    else if (t == "bool")
+        ok = ok || v.is_boolean();
+    else if (t == "int")
+        ok = ok || v.is_number_unsigned() || (v.is_number_integer() && v.get<int64_t>() >= 0);
+    else if (t == "raw")
+        ok = ok || v.is_object() || v.is_string();
+    if (ok)
+        return {};
+    return "argument '" + std::string(o.name) + "' is of type <class '" + py_type(v) +
+           "'> and we were unable to convert to " + t + ": " + (t == "raw" ? "give a dictionary or its JSON text"
+                                                                       : "conversion is not allowed");
 }
 
 } // namespace
+
+std::optional<json> read_json_file(const std::string &file, const char *what, std::string &problem)
+{
+    struct stat st;
+    if (stat(file.c_str(), &st) != 0) {
+        problem = what + std::string(" ") + file + ": does not exist or cannot be read";
+        return std::nullopt;
+    }
+    if (!S_ISREG(st.st_mode) || st.st_size > kMaxFile) {
+        problem = what + std::string(" ") + file + (S_ISREG(st.st_mode) ? ": larger than 4 MiB" : ": not a regular file");
+        return std::nullopt;
+    }
+    std::ifstream in(file, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    if (!in) {
+        problem = what + std::string(" ") + file + ": cannot be read";
+        return std::nullopt;
+    }
+    json j = json::parse(text.str(), nullptr, false);
+    if (j.is_discarded()) {
+        problem = what + std::string(" ") + file + ": not JSON";
+        return std::nullopt;
+    }
+    return j;
+}
+
+std::string check_options(const json &args, const ansible_module &m)
+{
+    if (!args.is_object())
+        return "the arguments file holds a " + py_type(args) + ", not the JSON object of the task's arguments";
+    std::string unknown, supported;
+    for (const ansible_option &o : m.options)
+        supported += (supported.empty() ? "" : ", ") + std::string(o.name);
+    for (const auto &[k, v] : args.items()) {
+        if (k.rfind("_ansible_", 0) == 0) {
+            for (const ansible_option &o : internal_options())
+                if (k == o.name && !type_problem(o, v).empty())
+                    return type_problem(o, v);
+            continue;
+        }
+        const ansible_option *known = nullptr;
+        for (const ansible_option &o : m.options)
+            if (k == o.name)
+                known = &o;
+        if (known == nullptr)
+            unknown += (unknown.empty() ? "" : ", ") + k;
+        else if (std::string p = type_problem(*known, v); !p.empty())
+            return p;
+    }
+    if (!unknown.empty())
+        return "Unsupported parameters for (" + m.name + ") module: " + unknown +
+               ". Supported parameters include: " + supported + ".";
+    return {};
+}
+
+std::string option_string(const json &args, const char *name, const std::string &fallback)
+{
+    return args.contains(name) && args[name].is_string() ? args[name].get<std::string>() : fallback;
+}
+
+bool option_given(const json &args, const char *name) { return args.contains(name) && !args[name].is_null(); }
+
+json ansible_failure(const std::string &msg, const std::vector<std::string> &problems)
+{
+    json r = json{{"failed", true}, {"changed", false}, {"msg", msg}};
+    if (!problems.empty())
+        r["problems"] = problems;
+    return r;
+}
 
 } // namespace vgcfg
 
 int vg_mgmt_config_ansible(const char *args_file, FILE *out)
 {
     using namespace vgcfg;
-    std::string problem;
-    const std::optional<task> t = read_task(args_file, problem);
-    if (!t)
-        return answer(out, failure(problem));
-    const std::vector<std::string> problems = validate(t->doc);
-    if (!problems.empty())
-        return answer(out, failure(std::to_string(problems.size()) + " problem(s) in the document: " +
-                                       problems.front(),
-                                   problems));
-    session s;
-    if (!s.open_and_read(t->socket))
-        return answer(out, failure(s.problem));
-    const apply_result r = apply_document(s, t->doc, t->check);
-    json result = json{{"changed", r.changed}, {"msg", r.message}, {"changes", r.lines}};
-    if (t->diff)
-        result["diff"] = json{{"before", r.before}, {"after", r.after}};
-    if (r.status != VG_CONFIG_OK && r.status != VG_CONFIG_PENDING) {
-        result["failed"] = true;
-        if (r.status == VG_CONFIG_USAGE)
-            result["problems"] = r.lines;
+    json result;
+    try {
+        result = ansible_task(args_file);
+    } catch (const std::exception &e) { // a last guard: Ansible always gets an answer
+        result = ansible_failure(std::string("vg-mgmt could not run the task: ") + e.what(), {});
     }
-    return answer(out, result);
+    const std::string text = result.dump(-1, ' ', false, json::error_handler_t::replace);
+    fprintf(out, "%s\n", text.c_str());
+    return result.value("failed", false) ? 1 : 0;
 }

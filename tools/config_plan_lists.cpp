@@ -105,4 +105,9 @@ void plan_lists(const json &doc, const snapshot &cur, plan &p)
     }
 }
 
+json canonical_entry(const list_desc &l, const json &entry)
+{
+    return canonical(*l.add, entry, l.single());
+}
+
 } // namespace vgcfg
