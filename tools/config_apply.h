@@ -42,8 +42,9 @@ plan make_plan(const json &doc, const snapshot &current);
 void plan_groups(const json &doc, const snapshot &cur, plan &p);
 void plan_lists(const json &doc, const snapshot &cur, plan &p);
 void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p);
-// An entry of an exact or optional list as the service would give it back.
+// An entry of a list as the service would give it back.
 json canonical_entry(const list_desc &l, const json &entry);
+json keyed_entry(const list_desc &l, const json &entry);
 
 struct outcome {
     bool done = true;

@@ -107,4 +107,6 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
         }
 }
 
+json keyed_entry(const list_desc &l, const json &entry) { return keyed_json(l, keyed_record(l, entry)); }
+
 } // namespace vgcfg

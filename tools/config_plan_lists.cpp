@@ -107,7 +107,7 @@ void plan_lists(const json &doc, const snapshot &cur, plan &p)
 
 json canonical_entry(const list_desc &l, const json &entry)
 {
-    return canonical(*l.add, entry, l.single());
+    return l.kind == list_kind::keyed ? keyed_entry(l, entry) : canonical(*l.add, entry, l.single());
 }
 
 } // namespace vgcfg

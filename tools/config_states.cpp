@@ -215,6 +215,13 @@ json mask_secrets(json doc)
     return doc;
 }
 
-json laid_over(json before, const json &managed) { return overlay(std::move(before), managed); }
+json laid_over(json before, json managed)
+{
+    for (const list_at &la : list_paths()) // the entries as the service gives them back
+        if (json *l = find_mut(managed, la.path); l != nullptr && l->is_array())
+            for (json &e : *l)
+                e = masked_entry(*la.l, canonical_entry(*la.l, e), false);
+    return overlay(std::move(before), managed);
+}
 
 } // namespace vgcfg

@@ -26,6 +26,6 @@ json state_target(config_state s, const json &given, const json &current);
 // The document with every secret masked (settings and list entries).
 json mask_secrets(json doc);
 // Before with the predicted values of the managed keys laid over it.
-json laid_over(json before, const json &managed);
+json laid_over(json before, json managed);
 
 } // namespace vgcfg

@@ -17,6 +17,8 @@ VGM, KESTD, COLLECTIONS = sys.argv[1], sys.argv[2], sys.argv[3]
 PLAYBOOK = """- hosts: localhost
   connection: local
   gather_facts: false
+  vars:
+    ansible_python_interpreter: /nonexistent/vg-test/python3
   environment:
     PATH: "{path}"
   tasks:
@@ -68,8 +70,10 @@ class Playbook(unittest.TestCase):
                    ANSIBLE_HOME=os.path.join(self.svc.dir.name, "ansible-tmp"))
         p = subprocess.run(["ansible-doc", "vg.mgmt.config"], capture_output=True, text=True, env=env, timeout=60)
         self.assertEqual(p.returncode, 0, p.stderr)
-        for option in ("config", "src", "socket"):
+        for option in ("config", "src", "socket", "state", "confirm", "running_config"):
             self.assertRegex(p.stdout, r"(?m)^[-=] " + option + r"\b")
+        p = subprocess.run(["ansible-doc", "vg.mgmt.facts"], capture_output=True, text=True, env=env, timeout=60)
+        self.assertEqual(p.returncode, 0, p.stderr)
 
     # The cases run in this order, each on the configuration the one before left.
     def test_1_first_run_changes(self):
