@@ -43,14 +43,14 @@ options:
         index that exists changes it); nothing else is touched.
       - C(replaced) makes each section given equal to what is given; what the section does not give goes
         back to its default. Sections not given are untouched.
-      - C(overridden) makes the whole configuration equal to the document: every section not given goes
+      - C(overridden) makes the whole configuration equal to the document; every section not given goes
         back to its defaults.
       - C(deleted) removes the list entries given (an APN profile by its type and index); a key given, or a
         section or list given empty, goes back to its default; an empty document puts every section back.
       - C(gathered) reads the configuration and returns it under RV(gathered), secrets masked.
-      - C(rendered) needs no module: the changes the document makes to a module at its defaults, under
+      - C(rendered) needs no module; the changes the document makes to a module at its defaults, under
         RV(rendered).
-      - C(parsed) needs no module: the text of an export given in O(running_config), checked and returned
+      - C(parsed) needs no module; the text of an export given in O(running_config), checked and returned
         under RV(parsed), secrets masked.
     type: str
     choices: [merged, replaced, overridden, deleted, gathered, rendered, parsed]
