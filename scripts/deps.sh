@@ -8,6 +8,8 @@ VG_DEB_PACKAGES=(cmake ninja-build g++ googletest libgtest-dev nlohmann-json3-de
 VG_DEB_PACKAGING=(dpkg-dev file lintian)
 # The tests of vg-mgmt config: python3 with python3-jsonschema, and ansible-core.
 VG_DEB_PACKAGES+=(python3 python3-jsonschema ansible-core)
+# The Ansible test over SSH: a private sshd and the ssh client.
+VG_DEB_PACKAGES+=(openssh-server openssh-client)
 
 vg_install_deps() {
     local missing=()
