@@ -5,6 +5,7 @@
 #   libvg-mgmt-client-dev  component dev
 #   vg-mgmt                component tool
 #   vg-mgmt-sim            component sim (host builds)
+#   ansible-vg-mgmt        component ansible (host builds; architecture all)
 # Depends comes from dpkg-shlibdeps. A cross build finds the target's C and
 # C++ libraries in the cross toolchain's folder (libc6-armhf-cross ships
 # their shlibs files), and the package names those files give are mapped to
@@ -33,8 +34,12 @@ set(vg_pkg_doc ${CMAKE_BINARY_DIR}/packaging)
 set(vg_components runtime dev tool)
 set(vg_packages libvg-mgmt-client1 libvg-mgmt-client-dev vg-mgmt)
 if(VG_BUILD_HOST)
-  list(APPEND vg_components sim)
-  list(APPEND vg_packages vg-mgmt-sim)
+  list(APPEND vg_components sim ansible)
+  list(APPEND vg_packages vg-mgmt-sim ansible-vg-mgmt)
+  # The vg.mgmt collection where Ansible looks for collections by default.
+  install(DIRECTORY ansible/collections/ansible_collections/vg/mgmt
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/ansible/collections/ansible_collections/vg
+          COMPONENT ansible USE_SOURCE_PERMISSIONS PATTERN __pycache__ EXCLUDE)
 endif()
 
 # Every package carries its copyright, its changelog (gzip -9n) and, where
@@ -148,6 +153,18 @@ kestctl to play stations, faults and delays. The host platform (stand-ins
 for the module's libqmi_cci.so.1, libvg_log.so.1 and libvg_manager_msgr.so.1)
 lives in a private folder, so that it never shadows a module's own libraries;
 vg-sim-run runs an application against it.")
+
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_NAME ansible-vg-mgmt)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_DEPENDS "ansible-core | ansible")
+set(CPACK_DEBIAN_ANSIBLE_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_COMPONENT_ANSIBLE_DESCRIPTION
+"Ansible collection vg.mgmt for cellular router modules
+The modules vg.mgmt.config and vg.mgmt.facts manage a KEST module's
+configuration as a vg-mgmt configuration document, in the states of Ansible's
+network resource modules. They are POSIX shell: the managed module needs
+vg-mgmt, not Python.")
 
 # On a PC the library and the tool need the simulator; a module has the
 # platform's libraries, and an armhf board may have either.

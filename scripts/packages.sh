@@ -47,6 +47,8 @@ echo "== packages ($arch)"
 for p in libvg-mgmt-client1 libvg-mgmt-client-dev vg-mgmt vg-mgmt-sim; do
     [ -f "$out/${p}_$(dpkg-deb -f "${debs[0]}" Version)_$arch.deb" ] || fail "no package $p"
 done
+[ "$arch" != "$(dpkg --print-architecture)" ] || [ -f "$out/ansible-vg-mgmt_$(dpkg-deb -f "${debs[0]}" Version)_all.deb" ] \
+    || fail "no package ansible-vg-mgmt"
 checked
 
 # --- lintian ----------------------------------------------------------------
@@ -118,6 +120,19 @@ mapfile -t pages < <(find "$root/usr/share/man" -type f -name '*.gz' | sort)
 [ "${#pages[@]}" -ge 5 ] || fail "only ${#pages[@]} manual pages"
 tests/docs/check_manpage.sh "${pages[@]}" || fail "manual pages"
 checked
+
+echo "== the Ansible collection"
+collections=$root/usr/share/ansible/collections
+if [ -d "$collections/ansible_collections/vg/mgmt" ] && command -v ansible-doc >/dev/null; then
+    for module in vg.mgmt.config vg.mgmt.facts; do
+        ANSIBLE_COLLECTIONS_PATH=$collections ANSIBLE_HOME=$root/ansible-home ansible-doc "$module" >/dev/null \
+            || fail "ansible-doc $module"
+    done
+    checked
+else
+    echo "skipped: no collection in the packages, or no ansible-doc"
+    skipped=$((skipped + 1))
+fi
 
 echo "== bash completion"
 rc=0
