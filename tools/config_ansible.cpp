@@ -61,7 +61,8 @@ std::optional<json> read_json_file(const std::string &file, const char *what, st
         return std::nullopt;
     }
     if (!S_ISREG(st.st_mode) || st.st_size > kMaxFile) {
-        problem = what + std::string(" ") + file + (S_ISREG(st.st_mode) ? ": larger than 4 MiB" : ": not a regular file");
+        problem = what + std::string(" ") + file +
+                  (S_ISREG(st.st_mode) ? ": larger than 4 MiB" : ": not a regular file");
         return std::nullopt;
     }
     std::ifstream in(file, std::ios::binary);

@@ -29,6 +29,9 @@ bool option_given(const json &args, const char *name);
 // A JSON file on the module: regular, at most 4 MiB, JSON; what names it in the problem.
 std::optional<json> read_json_file(const std::string &file, const char *what, std::string &problem);
 json ansible_failure(const std::string &msg, const std::vector<std::string> &problems);
+// Applies a document with this vg-mgmt's "config apply --confirm SECONDS":
+// its exit status (-1 when it could not run) and its output.
+int apply_confirmed(const json &doc, uint64_t seconds, std::string &output);
 // The whole task: the arguments file in, the result out.
 json ansible_task(const char *args_file);
 

@@ -27,6 +27,15 @@ struct task {
 
 bool offline(config_state s) { return s == config_state::rendered || s == config_state::parsed; }
 
+// A document given as JSON text; why it is not JSON in problem.
+std::optional<json> parse_text(const json &text, const char *why, std::string &problem)
+{
+    json j = json::parse(text.get<std::string>(), nullptr, false);
+    if (j.is_discarded())
+        problem = why;
+    return j.is_discarded() ? std::nullopt : std::optional<json>(std::move(j));
+}
+
 // The document of the task: inline (a dictionary or its JSON text), a file on
 // the module, or the running_config text to parse.
 std::optional<json> given_document(const task &t, std::string &problem)
@@ -37,10 +46,8 @@ std::optional<json> given_document(const task &t, std::string &problem)
             problem = "state is parsed but all of the following are missing: running_config";
             return std::nullopt;
         }
-        json j = json::parse(t.args["running_config"].get<std::string>(), nullptr, false);
-        if (j.is_discarded())
-            problem = "running_config: not JSON (give the text of a vg-mgmt config export)";
-        return j.is_discarded() ? std::nullopt : std::optional<json>(j);
+        return parse_text(t.args["running_config"],
+                          "running_config: not JSON (give the text of a vg-mgmt config export)", problem);
     }
     if (t.state == config_state::gathered) {
         if (inline_doc || path_doc)
@@ -58,10 +65,7 @@ std::optional<json> given_document(const task &t, std::string &problem)
     const json &c = t.args["config"];
     if (!c.is_string())
         return c;
-    json j = json::parse(c.get<std::string>(), nullptr, false);
-    if (j.is_discarded())
-        problem = "config: not JSON (give a dictionary or its JSON text)";
-    return j.is_discarded() ? std::nullopt : std::optional<json>(j);
+    return parse_text(c, "config: not JSON (give a dictionary or its JSON text)", problem);
 }
 
 std::optional<task> read_task(const json &args, const ansible_module &m, std::string &problem)
@@ -80,10 +84,6 @@ std::optional<task> read_task(const json &args, const ansible_module &m, std::st
         return std::nullopt;
     }
     t.state = *s;
-    if (option_given(args, "confirm")) {
-        problem = "confirm: this vg-mgmt cannot apply with confirm-or-revert yet";
-        return std::nullopt;
-    }
     if (&m == &facts_module)
         return t;
     std::optional<json> doc = given_document(t, problem);
@@ -112,10 +112,29 @@ json offline_result(const task &t)
     return json{{"changed", false}, {"rendered", rendered}};
 }
 
+// With confirm: the changes planned here, sent by config apply --confirm.
+apply_result apply_confirm(const task &t, session &s, const json &target)
+{
+    apply_result r = apply_document(s, target, true);
+    if (r.status != VG_CONFIG_PENDING)
+        return r;
+    const uint64_t seconds = t.args["confirm"].get<uint64_t>();
+    std::string output;
+    const int rc = apply_confirmed(target, seconds, output);
+    // Refused (1): all undone; any other failure says in its output what it left.
+    r.status = rc == 0 ? VG_CONFIG_OK : rc == VG_CONFIG_REFUSED ? VG_CONFIG_REFUSED : VG_CONFIG_PARTIAL;
+    r.changed = rc == 0 || rc == VG_CONFIG_PARTIAL;
+    r.message = rc == 0 ? "applied; confirm within " + std::to_string(seconds) +
+                              " s (vg-mgmt config confirm) or it goes back by itself"
+                        : output.empty() ? "vg-mgmt config apply --confirm failed" : output;
+    return r;
+}
+
 json changing_result(const task &t, session &s)
 {
     const json target = state_target(t.state, t.doc, to_document(s.before, true));
-    const apply_result r = apply_document(s, target, t.check);
+    const bool confirm = option_given(t.args, "confirm") && !t.check;
+    const apply_result r = confirm ? apply_confirm(t, s, target) : apply_document(s, target, t.check);
     const json before = to_document(s.before, false);
     json result = json{{"changed", r.changed}, {"msg", r.message}};
     if (t.diff)

@@ -134,6 +134,18 @@ class States(unittest.TestCase):
         self.assertIn('usb.product: "KEST LTE Module" -> "Undone"', r["refused"]["undone"])
         self.assertEqual(self.svc.export(), before)
 
+    def test_confirm_then_confirmed(self):
+        help_text = subprocess.run([VGM, "config", "apply", "--help"], capture_output=True, text=True, timeout=30)
+        if "--confirm" not in help_text.stdout + help_text.stderr:
+            self.skipTest("this vg-mgmt has no config apply --confirm")
+        args = {"socket": self.svc.sock, "confirm": 60, "config": {"usb": {"manufacturer": "Confirmed"}}}
+        confirm = {"name": "confirm", "raw": f"VG_KEST_SOCKET={self.svc.sock} {os.path.abspath(VGM)} config confirm"}
+        _, r, text = self.run_tasks([task("apply", args), confirm])
+        self.assertEqual((r["apply"]["changed"], r["apply"]["commands"]),
+                         (True, ['usb.manufacturer: "KEST" -> "Confirmed"']), text[-2000:])
+        self.assertNotIn("failed", r["confirm"], text[-2000:])
+        self.assertEqual(at(json.loads(self.svc.export()), "usb.manufacturer"), "Confirmed")
+
     def test_unknown_option_fails_the_task(self):
         _, r, _ = self.run_tasks([task("typo", {"sokcet": self.svc.sock, "config": {"usb": {"product": "T"}}})])
         self.assertTrue(r["typo"]["failed"])
@@ -145,7 +157,8 @@ class States(unittest.TestCase):
 MALFORMED = [
     ('{"sokcet": "/x", "config": {}}', r"^Unsupported parameters for \(vg.mgmt.config\) module: sokcet\. "
                                        r"Supported parameters include: config, confirm, running_config"),
-    ('{"socket": 123, "config": {}}', r"^argument 'socket' is of type <class 'int'> and we were unable to convert to path"),
+    ('{"socket": 123, "config": {}}',
+     r"^argument 'socket' is of type <class 'int'> and we were unable to convert to path:"),
     ('{"src": 42}', r"^argument 'src' is of type <class 'int'> and we were unable to convert to path"),
     ('{"src": "/etc"}', r"^src: /etc: not a regular file"),
     ('{"src": "/nonexistent/doc.json"}', r"^src: /nonexistent/doc.json: does not exist"),
@@ -163,7 +176,8 @@ MALFORMED = [
     ('{"state": ["merged"], "config": {}}', r"^argument 'state' is of type <class 'list'>"),
     ('{"state": "parsed"}', r"^state is parsed but all of the following are missing: running_config$"),
     ('{"state": "gathered", "config": {}}', r"^parameters are mutually exclusive: state=gathered"),
-    ('{"confirm": -5, "config": {}}', r"^argument 'confirm' is of type <class 'int'> and we were unable to convert to int"),
+    ('{"confirm": -5, "config": {}}',
+     r"^argument 'confirm' is of type <class 'int'> and we were unable to convert to int"),
     ('{"config": {"usb": {"product": "\\ud800"}}}', r"."),
     ('{"_ansible_module_name": "vg.mgmt.facts", "config": {}}', r"^Unsupported parameters for \(vg.mgmt.facts\)"),
 ]
