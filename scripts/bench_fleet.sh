@@ -107,10 +107,10 @@ export ANSIBLE_COLLECTIONS_PATH=$source_dir/ansible/collections ANSIBLE_HOME=$wo
 export ANSIBLE_PIPELINING=True ANSIBLE_HOST_KEY_CHECKING=False ANSIBLE_GATHERING=explicit ANSIBLE_NOCOLOR=1
 export ANSIBLE_SSH_CONTROL_PATH_DIR=$work/cp ANSIBLE_SSH_ARGS="-o ControlMaster=auto -o ControlPersist=60s"
 
-kestd_cpu() { # clock ticks of user and system time of every kestd
+kestd_cpu() { # nanoseconds on a CPU of every kestd
     local t=0 p
     for p in "${pids[@]:0:$modules}"; do
-        t=$((t + $(awk '{print $14 + $15}' "/proc/$p/stat")))
+        t=$((t + $(awk '{print $1}' "/proc/$p/schedstat")))
     done
     echo "$t"
 }
@@ -129,10 +129,10 @@ run() { # name, expected changed count, ansible-playbook options
     local changed failed
     changed=$(grep -cE '^mod[0-9]+ +: .*changed=1' "$work/$name.log" || true)
     failed=$(grep -cE '^mod[0-9]+ +: .*(failed=[1-9]|unreachable=[1-9])' "$work/$name.log" || true)
-    printf '%-22s %7.1f s wall   changed %3d/%d (want %d), failed %d   CPU: ansible %6.1f s, vg-mgmt %5.1f s, kestd %5.2f s\n' \
+    printf '%-22s %7.1f s wall   changed %3d/%d (want %d), failed %d   CPU: ansible %6.1f s, vg-mgmt %5.1f s, kestd %5.3f s\n' \
         "$name" "$(echo "$end - $start" | bc)" "$changed" "$modules" "$want" "$failed" \
         "$(awk '{print $1 + $2}' "$work/ansible-cpu")" "$(tool_cpu)" \
-        "$(echo "($(kestd_cpu) - $k0) / $(getconf CLK_TCK)" | bc -l)"
+        "$(echo "($(kestd_cpu) - $k0) / 1000000000" | bc -l)"
 }
 
 echo "fleet: $modules modules, forks $forks, pipelining, over SSH to 127.0.0.1 ($(nproc) CPUs)"
