@@ -6,6 +6,7 @@
 
 #include "config_cmd.h"
 #include "config_session.h"
+#include "vg_mgmt_output.h"
 
 namespace vgcfg {
 
@@ -34,18 +35,20 @@ std::optional<task> read_task(const char *args_file, std::string &problem)
         problem = "give the document either inline (config) or as a path on the module (src)";
         return std::nullopt;
     }
+    if (path_doc && !(*args)["src"].is_string()) {
+        problem = "src: the path of the document on the module is needed";
+        return std::nullopt;
+    }
     if (path_doc) {
         std::optional<json> doc = read_document((*args)["src"].get<std::string>(), problem);
         if (!doc)
             return std::nullopt;
         t.doc = *doc;
     } else if ((*args)["config"].is_string()) { // a document passed as text
-        try {
-            t.doc = json::parse((*args)["config"].get<std::string>());
-        } catch (const json::parse_error &e) {
-            problem = std::string("config: not JSON: ") + e.what();
+        std::optional<json> doc = parse_document((*args)["config"].get<std::string>(), "config", problem);
+        if (!doc)
             return std::nullopt;
-        }
+        t.doc = *doc;
     } else {
         t.doc = (*args)["config"];
     }
@@ -54,7 +57,7 @@ std::optional<task> read_task(const char *args_file, std::string &problem)
 
 int answer(FILE *out, json result)
 {
-    fprintf(out, "%s\n", result.dump().c_str());
+    fprintf(out, "%s\n", vgm::dump_json(result).c_str());
     return result.value("failed", false) ? 1 : 0;
 }
 

@@ -2,6 +2,7 @@
 // moved to where its own command line takes them, any other is refused.
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -82,5 +83,10 @@ int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err)
     if (verb_at + 1 < argc)
         args.insert(args.end(), argv + verb_at + 1, argv + argc);
     args.push_back(nullptr);
-    return vg_mgmt_config_run(static_cast<int>(args.size()) - 1, args.data(), out, err);
+    try {
+        return vg_mgmt_config_run(static_cast<int>(args.size()) - 1, args.data(), out, err);
+    } catch (const std::exception &e) { // every failure is a message and a status, never an abort
+        fprintf(err, "vg-mgmt config: cannot go on: %s\n", e.what());
+        return VG_CONFIG_USAGE;
+    }
 }
