@@ -25,9 +25,11 @@ std::optional<std::string> number_word(const json &v)
     return std::nullopt;
 }
 
-bool all_digits(const std::string &s)
+// Decimal digits as a number is written: no sign, no leading zero.
+bool decimal_word(const std::string &s)
 {
-    return !s.empty() && s.size() <= 20 && s.find_first_not_of("0123456789") == std::string::npos;
+    return !s.empty() && s.size() <= 20 && s.find_first_not_of("0123456789") == std::string::npos &&
+           (s == "0" || s[0] != '0');
 }
 
 bool usb_id_word(const std::string &s)
@@ -52,7 +54,7 @@ std::optional<std::string> word_of(const field &f, const json &v)
         return std::nullopt;
     case vtype::number: return number_word(v);
     case vtype::named:
-        if (v.is_string() && (all_digits(v.get<std::string>()) ||
+        if (v.is_string() && (decimal_word(v.get<std::string>()) ||
                               std::any_of(f.named.begin(), f.named.end(), [&](const vgm::name_value &n) {
                                   return v == n.name;
                               })))

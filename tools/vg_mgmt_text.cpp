@@ -88,17 +88,42 @@ std::optional<std::string> text_bytes(const json &v)
     return out;
 }
 
+// Control characters, a backslash and bytes that are not UTF-8 as \xNN
+// (a backslash as \\), the rest as it is.
+std::string escaped(std::string_view s)
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < s.size();) {
+        const auto c = static_cast<uint8_t>(s[i]);
+        const size_t n = sequence_at(s, i);
+        if (c == '\\') {
+            out += "\\\\";
+        } else if (n == 0 || c < 0x20 || c == 0x7f) {
+            out += "\\x";
+            out += digits[c >> 4];
+            out += digits[c & 0x0f];
+        } else {
+            out.append(s.substr(i, n));
+            i += n;
+            continue;
+        }
+        ++i;
+    }
+    return out;
+}
+
 std::string shown_value(std::string_view value, bool secret)
 {
     const std::string length = std::to_string(value.size()) + " bytes";
     if (secret)
         return "(a secret of " + length + ")";
     if (value.size() <= kShownPrefix)
-        return "'" + std::string(value) + "'";
+        return "'" + escaped(value) + "'";
     size_t cut = kShownPrefix;
     while (cut > 0 && (static_cast<uint8_t>(value[cut]) & 0xc0u) == 0x80u)
         --cut; // never in the middle of a character
-    return "'" + std::string(value.substr(0, cut)) + "...' (" + length + ")";
+    return "'" + escaped(value.substr(0, cut)) + "...' (" + length + ")";
 }
 
 } // namespace vgm
