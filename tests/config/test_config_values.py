@@ -71,6 +71,34 @@ class Bytes(unittest.TestCase):
             svc.stop()
 
 
+# One row per way of giving a secret: (name, arguments after the interface, stdin, status, password after).
+SECRETS = [
+    ("from a file", ["--password-file", "{file}"], None, 0, "file-passphrase-1"),
+    ("from stdin", ["--password-file", "-"], b"stdin-passphrase\n", 0, "stdin-passphrase"),
+    ("both ways", ["--password-file", "{file}", "--password", "other-passphrase"], None, 2, None),
+    ("too long, named by length", ["--password", "TOPSECRET" * 8], None, 2, None),
+]
+
+
+class Secrets(unittest.TestCase):
+    def test_a_secret_is_read_from_a_file_or_stdin_and_never_shown(self):
+        svc = Service(KESTD, VGM)
+        try:
+            path = svc.write("file-passphrase-1\n", "pw")
+            for name, args, stdin, status, after in SECRETS:
+                with self.subTest(way=name):
+                    line = [VGM, "wifi", "auth", "set", "1", "wpa-psk-2"] + [a.replace("{file}", path) for a in args]
+                    p = subprocess.run(line, env=svc.env(), input=stdin, capture_output=True)
+                    self.assertEqual(p.returncode, status, p.stderr)
+                    self.assertNotIn(b"SECRET", p.stdout + p.stderr)
+                    p = subprocess.run([VGM, "--show-secrets", "--json", "wifi", "auth", "get", "1"], env=svc.env(),
+                                       capture_output=True)
+                    if after is not None:
+                        self.assertEqual(json.loads(p.stdout)["password"], after)
+        finally:
+            svc.stop()
+
+
 def bytes_rule(limit, keep):
     def check(validator, n, instance, schema):
         if isinstance(instance, str) and not keep(len(instance.encode("utf-8")), n):
