@@ -179,8 +179,13 @@ json list_schema(const list_desc &l)
         }
         items["required"] = required;
     }
-    return json{{"type", "array"}, {"description", std::string(l.read->help) + "; made exactly equal to this list"},
-                {"items", items}, {"uniqueItems", true}};
+    json list = json{{"type", "array"},
+                     {"description", std::string(l.read->help) + "; made exactly equal to this list"},
+                     {"items", items},
+                     {"uniqueItems", true}};
+    if (l.kind == list_kind::exact && l.read->list != nullptr)
+        list["maxItems"] = l.read->list->max; // what the module holds
+    return list;
 }
 
 } // namespace

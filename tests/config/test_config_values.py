@@ -172,6 +172,8 @@ EDGES = [
     ("address with a leading zero", rule(**{"private-ip": "192.168.225.09"}), False),
     ("MAC in upper case", at("wifi.interfaces.1.acl", ["AA:BB:CC:00:00:01"]), True),
     ("MAC without colons", at("wifi.interfaces.1.acl", ["aabbcc000001"]), False),
+    ("MAC list full", at("wifi.interfaces.1.acl", ["02:00:00:00:00:%02x" % n for n in range(32)]), True),
+    ("MAC list past its limit", at("wifi.interfaces.1.acl", ["02:00:00:00:00:%02x" % n for n in range(33)]), False),
 ]
 
 
