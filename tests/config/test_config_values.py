@@ -99,6 +99,17 @@ class Secrets(unittest.TestCase):
             svc.stop()
 
 
+    def test_a_masked_secret_where_there_is_none_to_keep_is_a_problem(self):
+        svc = Service(KESTD, VGM)
+        try:
+            doc = {"version": 1, "wifi": {"interfaces": {"3": {"auth": {"auth": "wpa-psk-2", "password": "********"}}}}}
+            rc, out, err = svc.run("apply", "--check", svc.write(doc))
+            self.assertEqual(rc, 2, out + err)
+            self.assertIn("wifi.interfaces.3.auth.password: ******** keeps the current secret, and there is none", err)
+        finally:
+            svc.stop()
+
+
 def bytes_rule(limit, keep):
     def check(validator, n, instance, schema):
         if isinstance(instance, str) and not keep(len(instance.encode("utf-8")), n):
