@@ -110,6 +110,41 @@ class Secrets(unittest.TestCase):
             svc.stop()
 
 
+GOOD = {"version": 1, "wifi": {"interfaces": {"1": {"channel": 11}}}}
+BAD = {"version": 1, "wifi": {"interfaces": {"1": {"channel": 15}}}}
+REFUSED = {"version": 1, "network": {"dmz": "10.1.2.3"}}
+# One row per outcome with --json: (args, document, status, what the object holds besides the status).
+JSON_OUT = [
+    (["validate", "--json"], GOOD, 0, {"problems": []}),
+    (["validate", "--json"], BAD, 2, {"error": "wifi.interfaces.1.channel"}),
+    (["diff", "--json"], BAD, 2, {"error": "wifi.interfaces.1.channel"}),
+    (["diff", "--json"], GOOD, 0, {"changes": [{"path": "wifi.interfaces.1.channel", "old": 6, "new": 11}]}),
+    (["apply", "--check", "--json"], GOOD, 6, {"changed": True}),
+    (["apply", "--json"], REFUSED, 1, {"changed": False}),
+    (["apply", "--json"], None, 2, {"error": "cannot be read"}),
+]
+
+
+class JsonOut(unittest.TestCase):
+    def test_every_outcome_is_one_json_object_on_stdout(self):
+        svc = Service(KESTD, VGM)
+        try:
+            for args, doc, status, holds in JSON_OUT:
+                with self.subTest(args=" ".join(args), status=status):
+                    path = svc.write(doc) if doc is not None else "/nonexistent/doc.json"
+                    rc, out, err = svc.run(*args, path)
+                    self.assertEqual(rc, status, err)
+                    obj = json.loads(out)
+                    self.assertEqual(obj["status"], status)
+                    for key, want in holds.items():
+                        if key == "error":
+                            self.assertIn(want, json.dumps(obj["error"]))
+                        else:
+                            self.assertEqual(obj[key], want)
+        finally:
+            svc.stop()
+
+
 def bytes_rule(limit, keep):
     def check(validator, n, instance, schema):
         if isinstance(instance, str) and not keep(len(instance.encode("utf-8")), n):
