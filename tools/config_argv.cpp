@@ -37,10 +37,12 @@ place place_of(const std::string &opt, const std::string &verb, std::string &why
         return place::before_verb;
     if (opt == "-h" || opt == "--help")
         return place::after_verb;
-    if ((opt == "--show-secrets" && verb == "export") || (opt == "--json" && (verb == "diff" || verb == "apply" || verb == "validate")))
+    const bool json_verb = verb == "diff" || verb == "apply" || verb == "validate";
+    if ((opt == "--show-secrets" && verb == "export") || (opt == "--json" && json_verb))
         return place::after_verb;
     if (opt == "--show-secrets" || opt == "--json")
-        why = opt + " is an option of 'config " + (opt == "--json" ? "diff', 'apply' or 'validate" : "export") + "' only";
+        why = opt + " is an option of 'config " + (opt == "--json" ? "diff', 'apply' or 'validate" : "export") +
+              "' only";
     else
         why = opt.substr(0, opt.find('=')) + " is not an option of config";
     return place::refused;

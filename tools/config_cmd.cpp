@@ -141,7 +141,7 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     diff->add_flag("--json", o.json_out, "the changes, or the error, as one JSON object");
-    CLI::App *validate_cmd = app.add_subcommand("validate", "check a document without the service: every problem it shows");
+    CLI::App *validate_cmd = app.add_subcommand("validate", vgm::config_verb_help("validate"));
     validate_cmd->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
     const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"

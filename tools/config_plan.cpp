@@ -52,7 +52,8 @@ std::vector<std::string> check_setting(const group &g, const json &obj, const st
             problems.push_back(at + ": the other values start this secret anew: give it in clear");
         else if (f.secret && given && !clear && applies(f, neu_r.data()) &&
                  (!applies(f, old_r.data()) || old_r[f.off] == 0))
-            problems.push_back(at + ": " + secret_mask + " keeps the current secret, and there is none: give it in clear");
+            problems.push_back(at + ": " + secret_mask +
+                               " keeps the current secret, and there is none: give it in clear");
         else if (f.type == vtype::text && f.min > 0 && !same &&
                  strnlen(reinterpret_cast<const char *>(neu_r.data() + f.off), f.width) < f.min)
             problems.push_back(at + ": at least " + std::to_string(f.min) + " characters");

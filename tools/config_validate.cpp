@@ -79,9 +79,8 @@ struct checker {
         }
         if (!v.is_array())
             return problem(at, "a list is needed");
-        const size_t before = problems.size();
         check_list_rules(l, v, at, problems);
-        if (problems.size() > before && l.read->list != nullptr && v.size() > l.read->list->max)
+        if (l.kind == list_kind::exact && l.read->list != nullptr && v.size() > l.read->list->max)
             return; // over its limit: not checked entry by entry
         for (size_t n = 0; n < v.size(); ++n)
             check_entry(l, v[n], at + "[" + std::to_string(n) + "]");
@@ -160,8 +159,8 @@ std::vector<std::string> validate(const json &doc)
         problems.push_back("version: missing (this tool writes and reads version " +
                            std::to_string(document_version) + ")");
     else if (doc["version"] != document_version)
-        problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) + " is not a version this tool reads (" +
-                           std::to_string(document_version) + ")");
+        problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) +
+                           " is not a version this tool reads (" + std::to_string(document_version) + ")");
     checker{problems}.walk(doc, "");
     check_document_rules(doc, problems);
     return problems;
