@@ -144,6 +144,15 @@ class JsonOut(unittest.TestCase):
         finally:
             svc.stop()
 
+    def test_a_stream_past_the_size_bound_is_refused_once_past_it(self):
+        svc = Service(KESTD, VGM)
+        try:
+            rc, out, err = svc.run("apply", "--json", "-", stdin="[" * (4 << 20))
+            self.assertEqual(rc, 2, err)
+            self.assertIn("larger than 1048576 bytes", json.loads(out)["error"]["message"])
+        finally:
+            svc.stop()
+
 
 def bytes_rule(limit, keep):
     def check(validator, n, instance, schema):
