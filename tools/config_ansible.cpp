@@ -16,7 +16,6 @@ namespace vgcfg {
 
 namespace {
 
-constexpr off_t kMaxFile = 4 << 20; // an arguments file or document larger than this is refused
 
 std::string py_type(const json &v)
 {
@@ -60,23 +59,13 @@ std::optional<json> read_json_file(const std::string &file, const char *what, st
         problem = what + std::string(" ") + file + ": does not exist or cannot be read";
         return std::nullopt;
     }
-    if (!S_ISREG(st.st_mode) || st.st_size > kMaxFile) {
-        problem = what + std::string(" ") + file +
-                  (S_ISREG(st.st_mode) ? ": larger than 4 MiB" : ": not a regular file");
+    if (!S_ISREG(st.st_mode)) {
+        problem = what + std::string(" ") + file + ": not a regular file";
         return std::nullopt;
     }
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    if (!in) {
-        problem = what + std::string(" ") + file + ": cannot be read";
-        return std::nullopt;
-    }
-    json j = json::parse(text.str(), nullptr, false);
-    if (j.is_discarded()) {
-        problem = what + std::string(" ") + file + ": not JSON";
-        return std::nullopt;
-    }
+    std::optional<json> j = read_document(file, problem); // bounded in size and depth, no key twice
+    if (!j)
+        problem = what + std::string(" ") + problem;
     return j;
 }
 

@@ -30,10 +30,7 @@ bool offline(config_state s) { return s == config_state::rendered || s == config
 // A document given as JSON text; why it is not JSON in problem.
 std::optional<json> parse_text(const json &text, const char *why, std::string &problem)
 {
-    json j = json::parse(text.get<std::string>(), nullptr, false);
-    if (j.is_discarded())
-        problem = why;
-    return j.is_discarded() ? std::nullopt : std::optional<json>(std::move(j));
+    return parse_document(text.get<std::string>(), why, problem);
 }
 
 // The document of the task: inline (a dictionary or its JSON text), a file on
@@ -47,7 +44,7 @@ std::optional<json> given_document(const task &t, std::string &problem)
             return std::nullopt;
         }
         return parse_text(t.args["running_config"],
-                          "running_config: not JSON (give the text of a vg-mgmt config export)", problem);
+                          "running_config", problem);
     }
     if (t.state == config_state::gathered) {
         if (inline_doc || path_doc)
@@ -65,7 +62,7 @@ std::optional<json> given_document(const task &t, std::string &problem)
     const json &c = t.args["config"];
     if (!c.is_string())
         return c;
-    return parse_text(c, "config: not JSON (give a dictionary or its JSON text)", problem);
+    return parse_text(c, "config", problem);
 }
 
 std::optional<task> read_task(const json &args, const ansible_module &m, std::string &problem)

@@ -2,6 +2,7 @@
 // moved to where its own command line takes them, any other is refused.
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -36,10 +37,12 @@ place place_of(const std::string &opt, const std::string &verb, std::string &why
         return place::before_verb;
     if (opt == "-h" || opt == "--help")
         return place::after_verb;
-    if ((opt == "--show-secrets" && verb == "export") || (opt == "--json" && verb == "diff"))
+    const bool json_verb = verb == "diff" || verb == "apply" || verb == "validate";
+    if ((opt == "--show-secrets" && verb == "export") || (opt == "--json" && json_verb))
         return place::after_verb;
     if (opt == "--show-secrets" || opt == "--json")
-        why = opt + " is an option of 'config " + (opt == "--json" ? "diff" : "export") + "' only";
+        why = opt + " is an option of 'config " + (opt == "--json" ? "diff', 'apply' or 'validate" : "export") +
+              "' only";
     else
         why = opt.substr(0, opt.find('=')) + " is not an option of config";
     return place::refused;
@@ -82,5 +85,10 @@ int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err)
     if (verb_at + 1 < argc)
         args.insert(args.end(), argv + verb_at + 1, argv + argc);
     args.push_back(nullptr);
-    return vg_mgmt_config_run(static_cast<int>(args.size()) - 1, args.data(), out, err);
+    try {
+        return vg_mgmt_config_run(static_cast<int>(args.size()) - 1, args.data(), out, err);
+    } catch (const std::exception &e) { // every failure is a message and a status, never an abort
+        fprintf(err, "vg-mgmt config: cannot go on: %s\n", e.what());
+        return VG_CONFIG_USAGE;
+    }
 }

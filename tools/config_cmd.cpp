@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "config_report.h"
 #include "config_schema.h"
 #include "config_session.h"
 #include "vg_mgmt_docs.h"
@@ -29,64 +30,68 @@ void print_stats(const options &o, const session &s, FILE *err)
         fprintf(err, "%s\n", s.stats().c_str());
 }
 
-int fail(FILE *err, int status, const std::string &why)
-{
-    fprintf(err, "vg-mgmt config: %s\n", why.c_str());
-    return status;
-}
 
 int cmd_export(const options &o, FILE *out, FILE *err)
 {
     session s;
     if (!s.open_and_read(o.socket))
-        return fail(err, s.status, s.problem);
+        return report{out, err}.fail(s.status, s.problem);
     fprintf(out, "%s\n", to_document(s.before, o.show_secrets).dump(2).c_str());
     print_stats(o, s, err);
     return VG_CONFIG_OK;
 }
 
-// Reads and checks the document; prints every problem.
-std::optional<json> checked_document(const options &o, FILE *err)
+// Reads and checks the document; reports every problem.
+std::optional<json> checked_document(const options &o, const report &rep)
 {
     std::string problem;
     std::optional<json> doc = read_document(o.file, problem);
     if (!doc) {
-        fail(err, VG_CONFIG_USAGE, problem);
+        rep.fail(VG_CONFIG_USAGE, problem);
         return std::nullopt;
     }
     const std::vector<std::string> problems = validate(*doc);
     if (problems.empty())
         return doc;
-    fprintf(err, "vg-mgmt config: %zu problem(s) in %s; nothing was sent:\n", problems.size(), o.file.c_str());
-    for (const std::string &p : problems)
-        fprintf(err, "  %s\n", p.c_str());
+    rep.fail(VG_CONFIG_USAGE, std::to_string(problems.size()) + " problem(s) in " + o.file + "; nothing was sent:",
+             problems);
     return std::nullopt;
 }
 
 // The checked document and the configuration as the service has it; the
-// exit status when either cannot be had (the reason is printed).
-int document_and_current(const options &o, FILE *err, json &doc, session &s)
+// exit status when either cannot be had (the reason is reported).
+int document_and_current(const options &o, const report &rep, json &doc, session &s)
 {
-    std::optional<json> checked = checked_document(o, err);
+    std::optional<json> checked = checked_document(o, rep);
     if (!checked)
         return VG_CONFIG_USAGE;
     doc = std::move(*checked);
     if (!s.open_and_read(o.socket))
-        return fail(err, s.status, s.problem);
+        return rep.fail(s.status, s.problem);
     return VG_CONFIG_OK;
+}
+
+// Every problem the document alone shows; nothing is read from the service.
+int cmd_validate(const options &o, FILE *out, FILE *err)
+{
+    const report rep{out, err, o.json_out};
+    if (!checked_document(o, rep))
+        return VG_CONFIG_USAGE;
+    if (!o.json_out)
+        fprintf(out, "%s: no problem found\n", o.file.c_str());
+    return rep.result(VG_CONFIG_OK, json{{"problems", json::array()}});
 }
 
 int cmd_diff(const options &o, FILE *out, FILE *err)
 {
     json doc;
     session s;
-    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+    const report rep{out, err, o.json_out};
+    if (const int status = document_and_current(o, rep, doc, s); status != VG_CONFIG_OK)
         return status;
     const plan p = make_plan(doc, s.before);
-    for (const std::string &pr : p.problems)
-        fprintf(err, "  %s\n", pr.c_str());
     if (!p.problems.empty())
-        return fail(err, VG_CONFIG_USAGE, "the document cannot be applied as it is");
+        return rep.fail(VG_CONFIG_USAGE, "the document cannot be applied as it is:", p.problems);
     json changes = json::array();
     for (const step &st : p.steps)
         for (const change &c : st.changes) {
@@ -95,25 +100,27 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
             else
                 fprintf(out, "%s\n", change_line(c).c_str());
         }
-    if (o.json_out)
-        fprintf(out, "%s\n", json{{"changes", changes}}.dump(2).c_str());
     print_stats(o, s, err);
-    return VG_CONFIG_OK;
+    return rep.result(VG_CONFIG_OK, json{{"changes", changes}});
 }
 
 int cmd_apply(const options &o, FILE *out, FILE *err)
 {
     json doc;
     session s;
-    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+    const report rep{out, err, o.json_out};
+    if (const int status = document_and_current(o, rep, doc, s); status != VG_CONFIG_OK)
         return status;
     const apply_result r = apply_document(s, doc, o.check);
-    FILE *lines_to = r.status == VG_CONFIG_USAGE ? err : out;
-    for (const std::string &l : r.lines)
-        fprintf(lines_to, "%s%s\n", r.status == VG_CONFIG_USAGE ? "  " : "", l.c_str());
-    fprintf(r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING ? out : err, "%s\n", r.message.c_str());
     print_stats(o, s, err);
-    return r.status;
+    if (r.status == VG_CONFIG_USAGE)
+        return rep.fail(r.status, r.message, r.lines);
+    if (!o.json_out) {
+        for (const std::string &l : r.lines)
+            fprintf(out, "%s\n", l.c_str());
+        fprintf(r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING ? out : err, "%s\n", r.message.c_str());
+    }
+    return rep.result(r.status, json{{"changed", r.changed}, {"message", r.message}, {"changes", r.lines}});
 }
 
 } // namespace
@@ -133,7 +140,9 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     app.add_subcommand("schema", vgm::config_verb_help("schema"));
     CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    diff->add_flag("--json", o.json_out, "the changes as JSON");
+    diff->add_flag("--json", o.json_out, "the changes, or the error, as one JSON object");
+    CLI::App *validate_cmd = app.add_subcommand("validate", vgm::config_verb_help("validate"));
+    validate_cmd->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
     const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
                            "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
@@ -142,6 +151,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     apply->footer(statuses);
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
+    for (CLI::App *sub : {apply, validate_cmd})
+        sub->add_flag("--json", o.json_out, "the result, or the error, as one JSON object");
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
@@ -164,6 +175,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_diff(o, out, err);
     if (apply->parsed())
         return cmd_apply(o, out, err);
+    if (validate_cmd->parsed())
+        return cmd_validate(o, out, err);
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
     return VG_CONFIG_OK;
 }

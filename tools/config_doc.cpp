@@ -2,27 +2,72 @@
 // and the paths of the document.
 #include "config_doc.h"
 
+#include <algorithm>
 #include <cstring>
+
+#include "vg_mgmt_text.h"
 
 namespace vgcfg {
 
 namespace {
 
-// A document value as the word the model's parser takes.
+// A whole number given as a JSON number: an integer, or a number with no
+// fraction (11.0, as JSON Schema's "integer" takes it).
+std::optional<std::string> number_word(const json &v)
+{
+    if (v.is_number_unsigned())
+        return std::to_string(v.get<uint64_t>());
+    if (v.is_number_float()) {
+        const double d = v.get<double>();
+        if (d >= 0 && d < 18446744073709551616.0 && d == static_cast<double>(static_cast<uint64_t>(d)))
+            return std::to_string(static_cast<uint64_t>(d));
+    }
+    return std::nullopt;
+}
+
+// Decimal digits as a number is written: no sign, no leading zero.
+bool decimal_word(const std::string &s)
+{
+    return !s.empty() && s.size() <= 20 && s.find_first_not_of("0123456789") == std::string::npos &&
+           (s == "0" || s[0] != '0');
+}
+
+bool usb_id_word(const std::string &s)
+{
+    return s.size() >= 3 && s.size() <= 6 && s[0] == '0' && s[1] == 'x' &&
+           s.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
+}
+
+// A document value as the word the model's parser takes. The document's one
+// rule, the same as its JSON Schema: a number is a JSON number (no fraction);
+// a named value is its name, its number, or its number as decimal digits; a
+// flag on, off, true or false; a USB id "0x" and one to four hex digits; a
+// text a string or {"hex": ...}; addresses strings.
 std::optional<std::string> word_of(const field &f, const json &v)
 {
-    if (f.type == vtype::flag) {
+    switch (f.type) {
+    case vtype::flag:
         if (v == true || v == "on")
             return std::string("1");
         if (v == false || v == "off")
             return std::string("0");
         return std::nullopt;
+    case vtype::number: return number_word(v);
+    case vtype::named:
+        if (v.is_string() && (decimal_word(v.get<std::string>()) ||
+                              std::any_of(f.named.begin(), f.named.end(), [&](const vgm::name_value &n) {
+                                  return v == n.name;
+                              })))
+            return v.get<std::string>();
+        return number_word(v);
+    case vtype::usb_id:
+        if (v.is_string() && usb_id_word(v.get<std::string>()))
+            return v.get<std::string>();
+        return std::nullopt;
+    case vtype::text:
+    case vtype::textn: return vgm::text_bytes(v);
+    default: return v.is_string() ? std::optional<std::string>(v.get<std::string>()) : std::nullopt;
     }
-    if (v.is_string())
-        return v.get<std::string>();
-    if (v.is_number_unsigned())
-        return std::to_string(v.get<uint64_t>());
-    return std::nullopt;
 }
 
 } // namespace
@@ -77,7 +122,8 @@ std::string field_problem(const field &f, const json &v)
 {
     const std::optional<std::string> word = word_of(f, v);
     if (!word)
-        return v.dump() + " is not a value of " + f.key + " (" + vgm::range_of(f) + ")";
+        return (f.secret ? std::string("the value") : vgm::shown_value(v.dump(), false)) + " is not a value of " +
+               f.key + " (" + vgm::range_of(f) + ")";
     if (f.type == vtype::text && word->empty() && f.min > 0)
         return {}; // left as it is, or refused once it is known to change
     if (is_mask(f, v))

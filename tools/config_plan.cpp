@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "config_apply.h"
+#include "config_leaf.h"
 
 namespace vgcfg {
 
@@ -49,6 +50,10 @@ std::vector<std::string> check_setting(const group &g, const json &obj, const st
             problems.push_back(at + ": does not apply with the other values given");
         else if (f.secret && applies(f, neu_r.data()) && !clear && !same)
             problems.push_back(at + ": the other values start this secret anew: give it in clear");
+        else if (f.secret && given && !clear && applies(f, neu_r.data()) &&
+                 (!applies(f, old_r.data()) || old_r[f.off] == 0))
+            problems.push_back(at + ": " + secret_mask +
+                               " keeps the current secret, and there is none: give it in clear");
         else if (f.type == vtype::text && f.min > 0 && !same &&
                  strnlen(reinterpret_cast<const char *>(neu_r.data() + f.off), f.width) < f.min)
             problems.push_back(at + ": at least " + std::to_string(f.min) + " characters");
@@ -100,7 +105,9 @@ void commit_step(const std::vector<std::pair<const group *, planned>> &members, 
             for (const auto &[g, s] : members)
                 if (!send_record(c, *g->row, neu ? s.neu_w : s.old_w)) {
                     const std::string subject = g->row->subject;
-                    c.what = g->object.ends_with(subject) ? g->object : g->object + "." + g->row->fields[0].key;
+                    c.what = !s.changes.empty()                ? leaves_of(s.changes)
+                             : g->object.ends_with(subject) ? g->object
+                                                            : g->object + "." + g->row->fields[0].key;
                     return false;
                 }
             record none = new_record(first.row->domain);
@@ -131,7 +138,10 @@ void plan_groups(const json &doc, const snapshot &cur, plan &p)
                 committed.push_back({&g, std::move(s)});
             } else if (!s.changes.empty()) {
                 const vgm::command &row = *g.row;
-                p.steps.push_back({g.phase, path, s.changes, [&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
+                const std::string leaves = leaves_of(s.changes);
+                p.steps.push_back({g.phase, path, s.changes,
+                                   naming([&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
+                                          [leaves](int32_t) { return leaves; }),
                                    [&row, w = s.old_w](conn &c) { return send_record(c, row, w); }});
             }
         }

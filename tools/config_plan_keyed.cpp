@@ -4,6 +4,7 @@
 #include <map>
 
 #include "config_apply.h"
+#include "config_leaf.h"
 
 namespace vgcfg {
 
@@ -74,11 +75,14 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
     const std::string path = l.object + "." + l.key;
     const char *type = l.entry[0].key, *index = l.entry[1].key;
     std::map<key_t, json> have, wanted;
+    std::map<key_t, std::string> leaf; // the entry's place in the document
     for (const json &e : cur)
         have[{e[type], e[index]}] = e;
-    for (const json &e : want) {
+    for (size_t n = 0; n < want.size(); ++n) {
+        const json &e = want[n];
         const json given = keyed_json(l, keyed_record(l, e));
         const key_t k{given[type], given[index]};
+        leaf[k] = path + "[" + std::to_string(n) + "]";
         json merged = have.count(k) ? have[k] : json::object();
         for (const field &f : l.entry)
             if (e.contains(f.key) && is_mask(f, e[f.key]) && have.count(k) == 0)
@@ -93,11 +97,14 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
         const auto old = have.find(k);
         if (old == have.end())
             p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
-                               [&l, rec](conn &c) { return place(c, l, rec); }, send(*l.del, rec)});
+                               naming([&l, rec](conn &c) { return place(c, l, rec); },
+                                      [at = leaf[k]](int32_t) { return at; }),
+                               send(*l.del, rec)});
         else if (old->second != e)
             p.steps.push_back({l.phase_add, path,
                                {{path, masked_entry(l, old->second, false), masked_entry(l, e, false)}},
-                               send(*l.set, rec), send(*l.set, keyed_record(l, old->second))});
+                               naming(send(*l.set, rec), [at = leaf[k]](int32_t) { return at; }),
+                               send(*l.set, keyed_record(l, old->second))});
     }
     for (auto it = have.rbegin(); it != have.rend(); ++it) // descending, so the undo re-adds ascending
         if (wanted.count(it->first) == 0) {

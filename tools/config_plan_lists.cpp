@@ -6,6 +6,7 @@
 #include <map>
 
 #include "config_apply.h"
+#include "config_leaf.h"
 
 namespace vgcfg {
 
@@ -59,10 +60,11 @@ void plan_exact(const list_desc &l, int iface, const json &cur, const json &want
             p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, e, false), nullptr, true}}, send(*l.del, r),
                                send(*l.add, entry_record(*l.add, iface, e, l.single()))});
         }
-    for (const json &e : wanted)
-        if (!holds(cur, e)) {
+    for (size_t n = 0; n < wanted.size(); ++n)
+        if (const json &e = wanted[n]; !holds(cur, e)) {
             const record r = entry_record(*l.add, iface, e, l.single());
-            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}}, send(*l.add, r),
+            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
+                               naming(send(*l.add, r), [&l, path, n](int32_t err) { return entry_leaf(l, path, n, err); }),
                                send(*l.del, entry_record(*l.del, iface, e, l.single()))});
         }
 }

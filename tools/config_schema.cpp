@@ -40,6 +40,24 @@ json string_schema(const char *pattern)
     return json{{"type", "string"}, {"pattern", pattern}};
 }
 
+// A text: a string of at most so many bytes of UTF-8 (maxBytes states the
+// exact rule; maxLength, counting characters, can only bound it), or any
+// bytes as {"hex": ...}. No text holds a NUL byte.
+json text_schema(const field &f)
+{
+    const uint64_t most = f.type == vtype::text ? f.width - 1u : f.width;
+    json plain = json{{"type", "string"}, {"pattern", "^[^\\u0000]*$"}, {"maxLength", most}, {"maxBytes", most}};
+    if (f.min > 0) // empty leaves the text as it is
+        plain["anyOf"] = json::array({json{{"const", ""}}, json{{"minBytes", f.min}}});
+    const std::string pairs = "(0[1-9a-f]|[1-9a-f][0-9a-f])";
+    json hex = object_schema("any bytes, as lower-case hex: a text that is not valid UTF-8");
+    hex["properties"]["hex"] = json{{"type", "string"},
+                                    {"pattern", "^(" + pairs + "{" + std::to_string(f.min) + "," +
+                                                    std::to_string(most) + "})?$"}};
+    hex["required"] = json::array({"hex"});
+    return json{{"anyOf", json::array({plain, hex})}};
+}
+
 json typed_schema(const field &f)
 {
     switch (f.type) {
@@ -49,15 +67,19 @@ json typed_schema(const field &f)
         json names = json::array();
         for (const vgm::name_value &n : f.named)
             names.push_back(n.name);
-        return json{{"anyOf", json::array({json{{"enum", names}}, string_schema("^[0-9]+$"), uint_schema(f)})}};
+        json digits = json{{"type", "string"}, {"pattern", "^[0-9]+$"}};
+        if (const json numbers = uint_schema(f); numbers.contains("enum") || vgm::field_max(f) - f.min <= 1024) {
+            json words = json::array(); // the numbers as decimal digits, exactly the ones the field takes
+            for (uint64_t v = f.min; v <= vgm::field_max(f); ++v)
+                if (f.allowed == nullptr || f.allowed(v))
+                    words.push_back(std::to_string(v));
+            digits = json{{"enum", words}};
+        }
+        return json{{"anyOf", json::array({json{{"enum", names}}, digits, uint_schema(f)})}};
     }
     case vtype::usb_id: return string_schema("^0x[0-9a-fA-F]{1,4}$");
     case vtype::text:
-    case vtype::textn: {
-        json s = json{{"type", "string"}};
-        s["maxLength"] = f.type == vtype::text ? f.width - 1 : f.width; // the service counts bytes
-        return s;
-    }
+    case vtype::textn: return text_schema(f);
     case vtype::mac: return string_schema("^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$");
     case vtype::ipv4:
     case vtype::ipv4_text: return json{{"type", "string"}, {"format", "ipv4"}};
@@ -157,8 +179,13 @@ json list_schema(const list_desc &l)
         }
         items["required"] = required;
     }
-    return json{{"type", "array"}, {"description", std::string(l.read->help) + "; made exactly equal to this list"},
-                {"items", items}, {"uniqueItems", true}};
+    json list = json{{"type", "array"},
+                     {"description", std::string(l.read->help) + "; made exactly equal to this list"},
+                     {"items", items},
+                     {"uniqueItems", true}};
+    if (l.kind == list_kind::exact && l.read->list != nullptr)
+        list["maxItems"] = l.read->list->max; // what the module holds
+    return list;
 }
 
 } // namespace

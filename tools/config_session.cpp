@@ -53,24 +53,6 @@ std::string session::stats() const
     return s.str();
 }
 
-std::optional<json> read_document(const std::string &file, std::string &problem)
-{
-    std::ifstream in;
-    if (file != "-") {
-        in.open(file);
-        if (!in) {
-            problem = file + ": cannot be read";
-            return std::nullopt;
-        }
-    }
-    try {
-        return json::parse(file == "-" ? std::cin : in);
-    } catch (const json::parse_error &e) {
-        problem = (file == "-" ? std::string("(stdin)") : file) + ": not JSON: " + e.what();
-        return std::nullopt;
-    }
-}
-
 std::string error_text(int32_t err)
 {
     const vgm::failure f = vgm::call_failure(err);

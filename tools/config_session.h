@@ -25,8 +25,14 @@ struct session {
     std::string stats() const; // calls made and time taken
 };
 
-// Reads a JSON document from a file ("-" for stdin).
+// The bounds of a document: its size in bytes and its nesting depth.
+constexpr size_t max_document_bytes = 1024 * 1024;
+constexpr int max_document_depth = 16;
+// Reads a JSON document from a file ("-" for stdin), within those bounds; a
+// key given twice in one object is a problem.
 std::optional<json> read_document(const std::string &file, std::string &problem);
+// The same for a document given as text (named `name` in problems).
+std::optional<json> parse_document(const std::string &text, const std::string &name, std::string &problem);
 
 // The result of applying a document, for people and for Ansible alike.
 struct apply_result {

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#include "config_apply.h"
+#include "config_rules.h"
+#include "vg_mgmt_text.h"
 
 namespace vgcfg {
 
@@ -78,16 +79,11 @@ struct checker {
         }
         if (!v.is_array())
             return problem(at, "a list is needed");
-        std::set<std::string> seen;
-        for (size_t n = 0; n < v.size(); ++n) {
-            const std::string entry_at = at + "[" + std::to_string(n) + "]";
-            check_entry(l, v[n], entry_at);
-            json key = v[n];
-            if (l.kind == list_kind::keyed && v[n].is_object())
-                key = json::array({v[n].value(l.entry[0].key, json()), v[n].value(l.entry[1].key, json())});
-            if (!seen.insert(key.dump()).second)
-                problem(entry_at, "listed twice");
-        }
+        check_list_rules(l, v, at, problems);
+        if (l.kind == list_kind::exact && l.read->list != nullptr && v.size() > l.read->list->max)
+            return; // over its limit: not checked entry by entry
+        for (size_t n = 0; n < v.size(); ++n)
+            check_entry(l, v[n], at + "[" + std::to_string(n) + "]");
     }
 
     // A field that exists only with some values of the others (the WEP keys
@@ -163,9 +159,10 @@ std::vector<std::string> validate(const json &doc)
         problems.push_back("version: missing (this tool writes and reads version " +
                            std::to_string(document_version) + ")");
     else if (doc["version"] != document_version)
-        problems.push_back("version: " + doc["version"].dump() + " is not a version this tool reads (" +
-                           std::to_string(document_version) + ")");
+        problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) +
+                           " is not a version this tool reads (" + std::to_string(document_version) + ")");
     checker{problems}.walk(doc, "");
+    check_document_rules(doc, problems);
     return problems;
 }
 

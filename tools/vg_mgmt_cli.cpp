@@ -1,6 +1,7 @@
 // vg-mgmt's command line: CLI11 parses it into the model's rows; an error
 // names the wrong word (with the nearest right one) and prints one usage line.
 #include "vg_mgmt_cli.h"
+#include "vg_mgmt_secret.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -60,6 +61,28 @@ std::vector<word> words_given(const std::vector<std::string> &v, const std::vect
     return w;
 }
 
+// --KEY-file FILE for a secret value option: the secret read from FILE ("-":
+// stdin, asked for without echo on a terminal), never on the command line.
+void add_secret_file(CLI::App *node, binding &b, size_t i)
+{
+    const std::string key = b.cmd->fields[i].key;
+    CLI::Option *value = b.value_opt[i];
+    CLI::Option *file = node->add_option_function<std::string>(
+        "--" + key + "-file",
+        [value, &b, i, key](const std::string &path) {
+            std::string problem;
+            if (value->count() > 0)
+                throw CLI::ValidationError("--" + key + "-file", "give --" + key + " or --" + key + "-file, not both");
+            const std::optional<std::string> secret = read_secret(path, key, problem);
+            if (!secret)
+                throw CLI::ValidationError("--" + key + "-file", problem);
+            b.values[i] = *secret;
+            value->add_result(*secret);
+        },
+        "read --" + key + " from FILE ('-': stdin, asked for on a terminal)");
+    file->type_name("FILE");
+}
+
 void bind_row(CLI::App *app, parsed &p, const command &c)
 {
     CLI::App *node = child(child(app, c.domain_word), c.subject);
@@ -82,6 +105,9 @@ void bind_row(CLI::App *app, parsed &p, const command &c)
             opt->group(""); // a get has no value options: keep them out of sight
         b.value_opt.push_back(opt);
     }
+    for (size_t i = 0; i < c.fields.size(); ++i)
+        if (input && c.fields[i].secret && i >= c.npos)
+            add_secret_file(node, b, i);
     for (size_t i = 0; i < c.query.size(); ++i)
         b.query_opt.push_back(node->add_option("--" + std::string(c.query[i].key), b.query[i]));
     const binding *bp = &b;

@@ -113,6 +113,9 @@ void print_row_help(FILE *out, const command &c)
         const std::string head = i < c.npos && input ? "<" + std::string(f.key) + ">"
                                                      : (input ? "--" : "") + std::string(f.key);
         wrapped(out, "  " + head, 22, field_text(f, input));
+        if (input && f.secret && i >= c.npos)
+            wrapped(out, "  " + head + "-file", 22, "read " + head + " from FILE, not the command line ('-': stdin, "
+                                                     "asked for without echo on a terminal)");
     }
     for (const field &f : c.query)
         wrapped(out, "  --" + std::string(f.key), 22, field_text(f, true));

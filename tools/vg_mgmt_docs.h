@@ -38,7 +38,8 @@ inline const config_verb kConfigVerbs[] = {
     {"export", "[--show-secrets]", "print every setting as one JSON document"},
     {"schema", "", "print the document's JSON Schema (draft 2020-12)"},
     {"diff", "[--json] FILE", "what apply would change, one line per setting (old -> new)"},
-    {"apply", "[--check] FILE", "make the configuration equal to FILE, undone when refused"},
+    {"apply", "[--check] [--json] FILE", "make the configuration equal to FILE, undone when refused"},
+    {"validate", "[--json] FILE", "every problem FILE shows by itself, without the service (for CI)"},
     {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
 };
 // The help text of a config verb.

@@ -25,7 +25,7 @@ const char *const kConfigOptions[][2] = {
     {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
     {"--stats", "print the calls made and the time taken on stderr"},
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
-    {"--json", "diff: the changes as one JSON object"},
+    {"--json", "diff, apply, validate: the result, or the error, as one JSON object on stdout"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
 };
 
@@ -58,7 +58,11 @@ void print_config_manpage(FILE *out)
                       "and keys are shown as %s unless *--show-secrets* is given, and a secret given as %s keeps "
                       "its value. A document may hold some of the keys only: *apply* changes those, and makes each "
                       "list it holds exactly as given. Before *config*, the options *--socket*, *--show-secrets* "
-                      "(export) and *--json* (diff) are taken; any other is refused.\n\n",
+                      "(export) and *--json* (diff, apply, validate) are taken; any other is refused. A document is at "
+                      "most 1 MiB and 16 levels deep; a key given twice in one object is a problem. A text that is "
+                      "not valid UTF-8 is written, and may be given, as {\"hex\": \"<its bytes in lower-case "
+                      "hex>\"}; a problem line quotes at most 32 bytes of a value, and a secret only by its "
+                      "length.\n\n",
                  scdoc_escape("********").c_str(), scdoc_escape("********").c_str());
     for (const config_verb &v : kConfigVerbs)
         std::fprintf(out, "*vg-mgmt %s*\n\t%s\n\n", scdoc_escape(verb_usage(v)).c_str(),
@@ -77,7 +81,8 @@ void print_config_completion(FILE *out)
     std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
                       "        'config schema'*) words='--help' ;;\n"
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-                      "        'config apply'*) words='--check --socket --stats --help' files=1 ;;\n"
+                      "        'config apply'*) words='--check --json --socket --stats --help' files=1 ;;\n"
+                      "        'config validate'*) words='--json --help' files=1 ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

@@ -1,6 +1,8 @@
 // Values of vg-mgmt: parsing, range checks and display of one field.
 #include "vg_mgmt_values.h"
 
+#include "vg_mgmt_text.h"
+
 #include <arpa/inet.h>
 
 #include <cstdio>
@@ -57,7 +59,7 @@ bool parse_mac(const std::string &s, uint8_t *mac)
 
 std::string bad(const field &f, const std::string &word)
 {
-    return f.key + std::string(": '") + word + "' is not valid; takes " + range_of(f);
+    return f.key + std::string(": ") + shown_value(word, f.secret) + " is not valid; takes " + range_of(f);
 }
 
 std::optional<std::string> parse_integer(const field &f, const std::string &word, uint8_t *p)
@@ -73,7 +75,7 @@ std::optional<std::string> parse_integer(const field &f, const std::string &word
     if (!v)
         return bad(f, word);
     if (*v < f.min || *v > field_max(f) || (f.allowed != nullptr && !f.allowed(*v)))
-        return f.key + std::string(": ") + word + " is out of range; takes " + range_of(f);
+        return f.key + std::string(": ") + word + " is out of range; takes " + range_of(f); // a short number
     store_uint(p, f.width, *v);
     return std::nullopt;
 }
@@ -82,7 +84,7 @@ std::optional<std::string> parse_text(const field &f, const std::string &word, u
 {
     const size_t room = f.type == vtype::textn ? f.width : f.width - 1u;
     if (word.size() > room || word.size() < f.min || word.find('\0') != std::string::npos)
-        return f.key + std::string(": '") + word + "' does not fit; takes " + range_of(f);
+        return f.key + std::string(": ") + shown_value(word, f.secret) + " does not fit; takes " + range_of(f);
     std::memset(p, 0, f.width);
     std::memcpy(p, word.data(), word.size());
     return std::nullopt;
@@ -259,8 +261,8 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
     case vtype::text:
     case vtype::textn:
     case vtype::ipv4_text: {
-        std::string s(reinterpret_cast<const char *>(p), strnlen(reinterpret_cast<const char *>(p), f.width));
-        return f.secret && !show_secrets && !s.empty() ? std::string(kMasked) : s;
+        const std::string_view s(reinterpret_cast<const char *>(p), strnlen(reinterpret_cast<const char *>(p), f.width));
+        return f.secret && !show_secrets && !s.empty() ? json(kMasked) : text_json(s);
     }
     case vtype::mac:
         std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", p[0], p[1], p[2], p[3], p[4], p[5]);
@@ -281,8 +283,8 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
 
 std::string json_text(const json &v)
 {
-    if (v.is_string())
-        return v.get<std::string>();
+    if (const std::optional<std::string> t = text_bytes(v))
+        return *t;
     if (v.is_array()) {
         std::string r;
         for (const auto &e : v)

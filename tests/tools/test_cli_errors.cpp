@@ -191,7 +191,7 @@ const std::vector<std::string> kConfigHelpLines = {
     "  config export [--show-secrets]  print every setting as one JSON document\n",
     "  config schema                   print the document's JSON Schema (draft 2020-12)\n",
     "  config diff [--json] FILE       what apply would change, one line per setting (old -> new)\n",
-    "  config apply [--check] FILE     make the configuration equal to FILE, undone when refused\n",
+    "  config apply [--check] [--json] FILE make the configuration equal to FILE, undone when refused\n",
     "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
 };
 
@@ -219,7 +219,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {"\n# CONFIG\n", "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_",
                       "\n*vg-mgmt config export [--show-secrets]*\n\tprint every setting",
                       "\n*vg-mgmt config schema*\n", "\n*vg-mgmt config diff [--json] FILE*\n",
-                      "\n*vg-mgmt config apply [--check] FILE*\n", "\n*vg-mgmt config ansible ARGS*\n",
+                      "\n*vg-mgmt config apply [--check] [--json] FILE*\n", "\n*vg-mgmt config ansible ARGS*\n",
                       "\n*--check*\n\tapply: send nothing", "\n*0*\n\tdone, or nothing to change\n",
                       "\n*1*\n\tthe service refused a change;", "\n*2*\n\twrong arguments, or a document",
                       "\n*3*\n\tthe service could not be reached\n", "\n*6*\n\tapply --check: changes are pending\n",
@@ -256,8 +256,8 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt wifi channel ''", "get set\n"},
         {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
         {"vg-mgmt con", "config\n"},
-        {"vg-mgmt config ''", "export schema diff apply ansible\n"},
-        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply ansible\n"},
+        {"vg-mgmt config ''", "export schema diff apply validate ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply validate ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
         {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},
