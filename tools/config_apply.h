@@ -13,6 +13,9 @@ namespace vgcfg {
 
 // Every problem of a document, as "path: why", before anything is read.
 std::vector<std::string> validate(const json &doc);
+// Texts of decimal digits where a field takes that number become the number
+// (what Ansible's templates give); nothing else changes.
+void numbers_from_text(json &doc);
 
 // One setting (or list entry) that a step changes, secrets masked.
 struct change {

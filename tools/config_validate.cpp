@@ -42,16 +42,27 @@ std::set<std::string> child_objects(const std::string &pattern)
 
 struct checker {
     std::vector<std::string> &problems;
+    // Ansible's templates give numbers as text ("6"): with this set, a text of
+    // decimal digits where the field takes that number becomes the number, as
+    // Ansible's own modules convert their int options.
+    bool numbers_from_text = false;
 
     void problem(const std::string &path, const std::string &why) { problems.push_back(path + ": " + why); }
 
-    void check_value(const field &f, const json &v, const std::string &at)
+    void check_value(const field &f, json &v, const std::string &at)
     {
+        if (numbers_from_text && v.is_string() && !v.get_ref<const std::string &>().empty() &&
+            v.get_ref<const std::string &>().size() <= 10 &&
+            v.get_ref<const std::string &>().find_first_not_of("0123456789") == std::string::npos) {
+            const json n = std::stoull(v.get<std::string>());
+            if (!field_problem(f, v).empty() && field_problem(f, n).empty())
+                v = n;
+        }
         if (const std::string p = field_problem(f, v); !p.empty())
             problem(at, p);
     }
 
-    void check_entry(const list_desc &l, const json &e, const std::string &at)
+    void check_entry(const list_desc &l, json &e, const std::string &at)
     {
         if (l.single())
             return check_value(l.entry[0], e, at);
@@ -70,7 +81,7 @@ struct checker {
                 problem(at, std::string("'") + l.entry[i].key + "' is missing");
     }
 
-    void check_list(const list_desc &l, const json &v, const std::string &at)
+    void check_list(const list_desc &l, json &v, const std::string &at)
     {
         if (l.kind == list_kind::optional) {
             if (!v.is_null())
@@ -102,7 +113,7 @@ struct checker {
                 problem(path + "." + f.key, "does not apply with the other values given");
     }
 
-    bool check_field(const std::string &pattern, const json &obj, const std::string &k, const std::string &at)
+    bool check_field(const std::string &pattern, json &obj, const std::string &k, const std::string &at)
     {
         for (const group &g : groups()) {
             if (pattern != g.object)
@@ -116,7 +127,7 @@ struct checker {
         return false;
     }
 
-    void walk(const json &obj, const std::string &path)
+    void walk(json &obj, const std::string &path)
     {
         const std::string pattern = pattern_of(path);
         const std::set<std::string> objects = child_objects(pattern);
@@ -161,9 +172,17 @@ std::vector<std::string> validate(const json &doc)
     else if (doc["version"] != document_version)
         problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) +
                            " is not a version this tool reads (" + std::to_string(document_version) + ")");
-    checker{problems}.walk(doc, "");
+    // Not changed: numbers_from_text is off.
+    checker{problems}.walk(const_cast<json &>(doc), "");
     check_document_rules(doc, problems);
     return problems;
+}
+
+void numbers_from_text(json &doc)
+{
+    std::vector<std::string> ignored;
+    if (doc.is_object())
+        checker{ignored, true}.walk(doc, "");
 }
 
 } // namespace vgcfg
