@@ -128,12 +128,25 @@ json masked_list(const list_desc &l, json list)
     return list;
 }
 
+std::string first_part(const outcome &o)
+{
+    if (!o.no_answer)
+        return "the service refused " + o.refused_what + ": " + error_text(o.refused_error) + "; ";
+    static const char *const landed[] = {"it could not be read back", "it had not landed",
+                                         "it had landed and was undone with the rest"};
+    return "unknown: " + o.refused_what + " got no answer (" + error_text(o.refused_error) + "); " +
+           landed[o.landed + 1] + "; ";
+}
+
 std::string outcome_text(const outcome &o)
 {
-    std::string m = "the service refused " + o.refused_what + ": " + error_text(o.refused_error) + "; ";
+    std::string m = first_part(o);
+    std::string kept;
+    for (const std::string &path : o.others)
+        kept += "; left as another client set it since: " + path;
     if (o.undo_failed.empty() && o.read_back && o.left_changed.empty())
-        return m + "every step already done was undone: the configuration is as it was";
-    m += "the undo was not complete";
+        return m + "every step already done was undone: the configuration is as it was" + kept;
+    m += "the undo was not complete" + kept;
     for (const std::string &u : o.undo_failed)
         m += "; undo refused: " + u;
     if (!o.read_back)

@@ -1,0 +1,105 @@
+"""vg-mgmt config apply when things go wrong: the undo leaves what other
+clients set, a step that got no answer is read back, a failed USB undo
+leaves no pending write-back of the document behind.
+
+Usage: test_config_safety.py VG_MGMT KESTD. The tool's test hook
+VG_CONFIG_TEST_PAUSE="POINT MS" holds an apply at a point, so that the test
+acts there: "undo" before the undo, "step N" before step N.
+"""
+import json
+import os
+import subprocess
+import sys
+import time
+import unittest
+
+from config_harness import Service
+
+VGM, KESTD = sys.argv[1], sys.argv[2]
+REFUSED_LAST = ("usb.id.pid", "0x0000")  # the service refuses it; USB goes out last
+
+
+def set_path(doc, path, value):
+    keys = path.split(".")
+    for k in keys[:-1]:
+        doc = doc.setdefault(k, {})
+    doc[keys[-1]] = value
+
+
+class Safety(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.svc = Service(KESTD, VGM)
+        cls.baseline_text = cls.svc.export()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.svc.stop()
+
+    def setUp(self):
+        self.svc.control("clear")
+        rc, _, err = self.svc.apply(json.loads(self.baseline_text))
+        self.assertEqual(rc, 0, err)
+
+    def edited(self, *changes):
+        doc = json.loads(self.baseline_text)
+        for path, value in changes:
+            set_path(doc, path, value)
+        return doc
+
+    def paused_apply(self, doc, point, meanwhile):
+        """Starts an apply held at `point`, runs meanwhile(), and returns its (status, stdout, stderr)."""
+        env = dict(self.svc.env(), VG_CONFIG_TEST_PAUSE=point + " 1200")
+        proc = subprocess.Popen([VGM, "config", "apply", self.svc.write(doc)], env=env, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, encoding="utf-8")
+        time.sleep(0.5)
+        meanwhile()
+        out, err = proc.communicate(timeout=60)
+        return proc.returncode, out, err
+
+    def test_the_undo_leaves_what_another_client_set_meanwhile(self):
+        # One row per setting another client changes while the apply waits to undo.
+        rows = [
+            ("wifi.interfaces.2.channel", 40, ["wifi", "channel", "set", "2", "44"], 44),
+            ("network.dmz", "192.168.225.77", ["network", "dmz", "del"], None),
+        ]
+        for path, ours, theirs, left in rows:
+            with self.subTest(path=path):
+                self.setUp()
+                rc, out, err = self.paused_apply(self.edited((path, ours), REFUSED_LAST), "undo",
+                                                 lambda: self.assertEqual(self.svc.run_line(*theirs)[0], 0))
+                self.assertEqual(rc, 1, out + err)
+                self.assertIn("left as another client set it since: " + path, err)
+                want = json.loads(self.baseline_text)
+                set_path(want, path, left)
+                self.assertEqual(json.loads(self.svc.export()), want)
+
+    def test_a_step_without_answer_is_read_back_and_undone_if_it_landed(self):
+        # The DMZ host is step 1: its answer is held back, and the connection dropped.
+        def drop_the_answer():
+            self.svc.control("delay", "3000")
+            time.sleep(1.0)
+            self.svc.control("drop")
+            self.svc.control("delay", "0")
+        rc, out, err = self.paused_apply(self.edited(("network.dmz", "192.168.225.77")), "step 1", drop_the_answer)
+        self.assertEqual(rc, 1, out + err)
+        self.assertIn("unknown: network.dmz got no answer", err)
+        self.assertIn("it had landed and was undone", err)
+        self.assertEqual(self.svc.export(), self.baseline_text)
+
+    def test_a_failed_usb_undo_names_the_setting_and_leaves_nothing_pending(self):
+        # The write-back is refused; while the apply waits to undo, the next
+        # write of the product name is made to fail too.
+        self.svc.control("fail", "103", "1", "66")
+        rc, out, err = self.paused_apply(
+            self.edited(("usb.product", "Fleet LTE"), ("usb.manufacturer", "Fleet")), "undo",
+            lambda: self.svc.control("fail", "103", "1", "70"))
+        self.assertIn("undo refused: usb.product", err)
+        self.assertIn("the next write-back commits none of this apply", err)
+        self.assertNotEqual(rc, 0, out + err)
+        self.assertEqual(self.svc.run_line("usb", "config", "write")[0], 0)
+        self.assertEqual(self.svc.export(), self.baseline_text)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
