@@ -64,6 +64,8 @@ struct outcome {
     bool no_answer = false;     // the step got no answer: it may or may not have landed
     int landed = -1;            // then: 1 it had landed (and was undone), 0 not, -1 unknown
     std::vector<std::string> others; // set by another client since: left as they are
+    int signal = 0;             // the signal that stopped the apply between two steps
+    size_t steps_done = 0;
 };
 
 // Whether the service still shows what a step wrote: 1 yes, 0 another

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "config_safe.h"
 #include "config_schema.h"
 #include "config_session.h"
 #include "vg_mgmt_docs.h"
@@ -16,6 +17,7 @@ namespace {
 
 struct options {
     std::string socket;
+    std::string state_dir;
     std::string file;
     bool show_secrets = false;
     bool json_out = false;
@@ -35,11 +37,23 @@ int fail(FILE *err, int status, const std::string &why)
     return status;
 }
 
-int cmd_export(const options &o, FILE *out, FILE *err)
+// Opens the service and restores what an apply that did not finish left.
+int open_settled(const options &o, guard &g, session &s, FILE *err)
 {
-    session s;
+    std::string problem;
+    guard_open(g, o.state_dir, o.socket, false, problem);
     if (!s.open_and_read(o.socket))
         return fail(err, s.status, s.problem);
+    bool found = false;
+    return recover_unfinished(g, s, err, found);
+}
+
+int cmd_export(const options &o, FILE *out, FILE *err)
+{
+    guard g;
+    session s;
+    if (const int status = open_settled(o, g, s, err); status != VG_CONFIG_OK)
+        return status;
     fprintf(out, "%s\n", to_document(s.before, o.show_secrets).dump(2).c_str());
     print_stats(o, s, err);
     return VG_CONFIG_OK;
@@ -65,22 +79,21 @@ std::optional<json> checked_document(const options &o, FILE *err)
 
 // The checked document and the configuration as the service has it; the
 // exit status when either cannot be had (the reason is printed).
-int document_and_current(const options &o, FILE *err, json &doc, session &s)
+int document_and_current(const options &o, FILE *err, json &doc, session &s, guard &g)
 {
     std::optional<json> checked = checked_document(o, err);
     if (!checked)
         return VG_CONFIG_USAGE;
     doc = std::move(*checked);
-    if (!s.open_and_read(o.socket))
-        return fail(err, s.status, s.problem);
-    return VG_CONFIG_OK;
+    return open_settled(o, g, s, err);
 }
 
 int cmd_diff(const options &o, FILE *out, FILE *err)
 {
     json doc;
+    guard g;
     session s;
-    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+    if (const int status = document_and_current(o, err, doc, s, g); status != VG_CONFIG_OK)
         return status;
     const plan p = make_plan(doc, s.before);
     for (const std::string &pr : p.problems)
@@ -104,16 +117,45 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
 int cmd_apply(const options &o, FILE *out, FILE *err)
 {
     json doc;
+    const signal_hold held; // before the service is opened: every thread holds the signals back
+    guard g;
     session s;
-    if (const int status = document_and_current(o, err, doc, s); status != VG_CONFIG_OK)
+    std::optional<json> checked = checked_document(o, err);
+    if (!checked)
+        return VG_CONFIG_USAGE;
+    doc = std::move(*checked);
+    std::string problem;
+    if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem); status != VG_CONFIG_OK)
+        return fail(err, status, problem);
+    if (!s.open_and_read(o.socket))
+        return fail(err, s.status, s.problem);
+    bool found = false;
+    if (const int status = recover_unfinished(g, s, err, found); status != VG_CONFIG_OK)
         return status;
-    const apply_result r = apply_document(s, doc, o.check);
+    const apply_result r = o.check ? apply_document(s, doc, true) : guarded_apply(g, s, doc);
     FILE *lines_to = r.status == VG_CONFIG_USAGE ? err : out;
     for (const std::string &l : r.lines)
         fprintf(lines_to, "%s%s\n", r.status == VG_CONFIG_USAGE ? "  " : "", l.c_str());
     fprintf(r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING ? out : err, "%s\n", r.message.c_str());
     print_stats(o, s, err);
     return r.status;
+}
+
+int cmd_recover(const options &o, FILE *out, FILE *err)
+{
+    const signal_hold held;
+    guard g;
+    session s;
+    std::string problem;
+    if (const int status = guard_open(g, o.state_dir, o.socket, true, problem); status != VG_CONFIG_OK)
+        return fail(err, status, problem);
+    if (!s.open_and_read(o.socket))
+        return fail(err, s.status, s.problem);
+    bool found = false;
+    const int status = recover_unfinished(g, s, err, found);
+    if (!found)
+        fprintf(out, "nothing to recover: no apply was left unfinished\n");
+    return status;
 }
 
 } // namespace
@@ -137,16 +179,23 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
     const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
                            "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
-                           "undo incomplete.";
+                           "undo incomplete, 8 interrupted by a signal and undone, 9 another apply is in\n"
+                           "progress on this module (refused at once; nothing was sent).";
     app.footer(statuses);
     apply->footer(statuses);
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
+    CLI::App *recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
+    app.add_option("--state-dir", o.state_dir,
+                   "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
+                   "$XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt)");
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
-    for (CLI::App *sub : {exp, diff, apply})
+    for (CLI::App *sub : {exp, diff, apply, recover}) {
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
+        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
@@ -164,6 +213,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_diff(o, out, err);
     if (apply->parsed())
         return cmd_apply(o, out, err);
+    if (recover->parsed())
+        return cmd_recover(o, out, err);
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
     return VG_CONFIG_OK;
 }

@@ -2,6 +2,7 @@
 // refuses one; then reading back what the configuration is.
 #include "config_apply.h"
 #include "config_session.h"
+#include "config_state.h"
 
 #include <unistd.h>
 
@@ -160,13 +161,21 @@ outcome run_plan(conn &c, const plan &p, const snapshot &before)
     size_t done = 0;
     for (; done < p.steps.size(); ++done) {
         test_pause("step " + std::to_string(done + 1));
+        if ((o.signal = interrupted()) != 0)
+            break;
         c.what.clear();
         if (!p.steps[done].run(c))
             break;
     }
+    o.steps_done = done;
     if (done == p.steps.size())
         return o;
     o.done = false;
+    if (o.signal != 0) { // the steps done are undone, as after a refusal
+        undo_steps(c, p, done, p.steps.size(), o);
+        read_back(c, before, o);
+        return o;
+    }
     const step &failed = p.steps[done];
     o.refused_what = c.what.empty() ? failed.what : c.what;
     o.refused_error = c.err;

@@ -19,6 +19,9 @@ const struct {
     {VG_CONFIG_NO_SERVICE, "the service could not be reached"},
     {VG_CONFIG_PENDING, "apply --check: changes are pending"},
     {VG_CONFIG_PARTIAL, "the service refused a change and an undo too: the configuration is partly changed"},
+    {VG_CONFIG_INTERRUPTED, "SIGINT, SIGTERM, SIGHUP or SIGPIPE came during apply: the step in flight was "
+                            "finished and the steps done were undone"},
+    {VG_CONFIG_BUSY, "another apply is in progress on this module: refused at once, nothing was sent"},
 };
 
 const char *const kConfigOptions[][2] = {
@@ -27,6 +30,12 @@ const char *const kConfigOptions[][2] = {
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
     {"--json", "diff: the changes as one JSON object"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
+    {"--state-dir DIR",
+     "the private folder (0700, files 0600) of the apply lock and journal; default: VG_MGMT_STATE_DIR, else "
+     "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt for others. An apply takes "
+     "the module's lock (a second apply is refused with 9) and writes the journal (the values to restore) before "
+     "its first change; every later config command that finds the journal of an apply that did not finish "
+     "reports it and restores the configuration from before it"},
 };
 
 std::string verb_usage(const config_verb &v)
@@ -77,7 +86,8 @@ void print_config_completion(FILE *out)
     std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
                       "        'config schema'*) words='--help' ;;\n"
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-                      "        'config apply'*) words='--check --socket --stats --help' files=1 ;;\n"
+                      "        'config apply'*) words='--check --socket --state-dir --stats --help' files=1 ;;\n"
+                      "        'config recover'*) words='--socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

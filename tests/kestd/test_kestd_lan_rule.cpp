@@ -135,6 +135,7 @@ TEST(KestdLanRule, EveryAcceptedSequenceRestartsAndItsExportApplies)
         SCOPED_TRACE(seed);
         const std::string dir = fast_state_dir();
         ASSERT_FALSE(dir.empty());
+        ::setenv("VG_MGMT_STATE_DIR", (dir + "/vg-mgmt").c_str(), 1);
         service s;
         s.state = dir + "/state";
         ASSERT_TRUE(s.start(true));
