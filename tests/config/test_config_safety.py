@@ -8,6 +8,7 @@ acts there: "undo" before the undo, "step N" before step N.
 """
 import json
 import os
+import signal
 import subprocess
 import sys
 import time
@@ -53,7 +54,7 @@ class Safety(unittest.TestCase):
         proc = subprocess.Popen([VGM, "config", "apply", self.svc.write(doc)], env=env, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, encoding="utf-8")
         time.sleep(0.5)
-        meanwhile()
+        meanwhile(proc)
         out, err = proc.communicate(timeout=60)
         return proc.returncode, out, err
 
@@ -67,7 +68,7 @@ class Safety(unittest.TestCase):
             with self.subTest(path=path):
                 self.setUp()
                 rc, out, err = self.paused_apply(self.edited((path, ours), REFUSED_LAST), "undo",
-                                                 lambda: self.assertEqual(self.svc.run_line(*theirs)[0], 0))
+                                                 lambda _: self.assertEqual(self.svc.run_line(*theirs)[0], 0))
                 self.assertEqual(rc, 1, out + err)
                 self.assertIn("left as another client set it since: " + path, err)
                 want = json.loads(self.baseline_text)
@@ -76,7 +77,7 @@ class Safety(unittest.TestCase):
 
     def test_a_step_without_answer_is_read_back_and_undone_if_it_landed(self):
         # The DMZ host is step 1: its answer is held back, and the connection dropped.
-        def drop_the_answer():
+        def drop_the_answer(_):
             self.svc.control("delay", "3000")
             time.sleep(1.0)
             self.svc.control("drop")
@@ -93,12 +94,50 @@ class Safety(unittest.TestCase):
         self.svc.control("fail", "103", "1", "66")
         rc, out, err = self.paused_apply(
             self.edited(("usb.product", "Fleet LTE"), ("usb.manufacturer", "Fleet")), "undo",
-            lambda: self.svc.control("fail", "103", "1", "70"))
+            lambda _: self.svc.control("fail", "103", "1", "70"))
         self.assertIn("undo refused: usb.product", err)
         self.assertIn("the next write-back commits none of this apply", err)
         self.assertNotEqual(rc, 0, out + err)
         self.assertEqual(self.svc.run_line("usb", "config", "write")[0], 0)
         self.assertEqual(self.svc.export(), self.baseline_text)
+
+    # Four steps: the channel, the DMZ host, the LAN lease, the USB product name.
+    FOUR_STEPS = [("wifi.interfaces.1.channel", 11), ("network.dmz", "192.168.225.77"),
+                  ("network.lan.lease", 7200), ("usb.product", "Fleet LTE")]
+
+    def test_a_signal_during_an_apply_undoes_the_steps_done(self):
+        for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
+            with self.subTest(signal=sig.name):
+                self.setUp()
+                rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 3",
+                                                 lambda proc, sig=sig: proc.send_signal(sig))
+                self.assertEqual(rc, 8, out + err)
+                self.assertIn("interrupted by " + sig.name[3:] + " after 2 step(s)", err)
+                self.assertIn("the configuration is as it was", err)
+                self.assertEqual(self.svc.export(), self.baseline_text)
+
+    def test_after_kill_9_at_any_step_recover_restores_the_configuration(self):
+        # One row per step the kill lands before; the last row lets export do the restore.
+        for step, command in [(1, "recover"), (2, "recover"), (3, "recover"), (4, "recover"), (3, "export")]:
+            with self.subTest(step=step, command=command):
+                self.setUp()
+                rc, _, _ = self.paused_apply(self.edited(*self.FOUR_STEPS), "step %d" % step,
+                                             lambda proc: proc.send_signal(signal.SIGKILL))
+                self.assertEqual(rc, -signal.SIGKILL)
+                rc, out, err = self.svc.run(command)
+                self.assertEqual(rc, 0, out + err)
+                self.assertIn("did not finish: restoring the configuration from before it", err)
+                self.assertEqual(self.svc.export(), self.baseline_text)
+                self.assertEqual(self.svc.run("recover")[1], "nothing to recover: no apply was left unfinished\n")
+
+    def test_a_second_apply_on_the_module_is_refused_while_one_runs(self):
+        def second(_):
+            rc, out, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.country", "DE")), "second.json"))
+            self.assertEqual(rc, 9, out + err)
+            self.assertIn("another apply is in progress on this module", err)
+        rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 2", second)
+        self.assertEqual(rc, 0, out + err)
+        self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "US")
 
 
 if __name__ == "__main__":
