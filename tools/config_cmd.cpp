@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "config_confirm.h"
 #include "config_safe.h"
 #include "config_schema.h"
 #include "config_session.h"
@@ -22,6 +23,7 @@ struct options {
     bool show_secrets = false;
     bool json_out = false;
     bool check = false;
+    unsigned confirm = 0;
     bool stats = false;
 };
 
@@ -132,13 +134,26 @@ int cmd_apply(const options &o, FILE *out, FILE *err)
     bool found = false;
     if (const int status = recover_unfinished(g, s, err, found); status != VG_CONFIG_OK)
         return status;
-    const apply_result r = o.check ? apply_document(s, doc, true) : guarded_apply(g, s, doc);
+    const apply_result r = o.check ? apply_document(s, doc, true) : guarded_apply(g, s, doc, o.confirm);
     FILE *lines_to = r.status == VG_CONFIG_USAGE ? err : out;
     for (const std::string &l : r.lines)
         fprintf(lines_to, "%s%s\n", r.status == VG_CONFIG_USAGE ? "  " : "", l.c_str());
     fprintf(r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING ? out : err, "%s\n", r.message.c_str());
     print_stats(o, s, err);
     return r.status;
+}
+
+// confirm, and the watcher: the state folder only, no service for confirm.
+int cmd_confirm(const options &o, FILE *out, FILE *err, bool watcher)
+{
+    guard g;
+    std::string problem;
+    if (!o.socket.empty())
+        setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
+    if (!g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
+        return fail(err, VG_CONFIG_USAGE, problem);
+    g.locked = watcher; // the watcher holds the apply lock it inherited
+    return watcher ? watch_confirm(g) : confirm_now(g, out, err);
 }
 
 int cmd_recover(const options &o, FILE *out, FILE *err)
@@ -186,13 +201,17 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
     CLI::App *recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
+    CLI::App *confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
+    CLI::App *watch = app.add_subcommand("watch-confirm", "")->group("");
+    apply->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
+        ->check(CLI::Range(1u, 86400u));
     app.add_option("--state-dir", o.state_dir,
                    "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
                    "$XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt)");
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
-    for (CLI::App *sub : {exp, diff, apply, recover}) {
+    for (CLI::App *sub : {exp, diff, apply, recover, confirm}) {
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
         sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
     }
@@ -215,6 +234,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_apply(o, out, err);
     if (recover->parsed())
         return cmd_recover(o, out, err);
+    if (confirm->parsed() || watch->parsed())
+        return cmd_confirm(o, out, err, watch->parsed());
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
     return VG_CONFIG_OK;
 }

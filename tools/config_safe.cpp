@@ -1,5 +1,6 @@
 // The apply lock, the journal and the restore after an apply that did not finish.
 #include "config_safe.h"
+#include "config_confirm.h"
 
 #include <unistd.h>
 
@@ -41,7 +42,10 @@ int guard_open(guard &g, const std::string &state_dir, const std::string &socket
 int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
 {
     found = false;
-    if (!g.locked)
+    apply_lock decide; // confirm and the watcher decide under it too
+    bool busy = false;
+    std::string problem;
+    if (!g.locked || !decide.take(g.st, busy, problem, ".decide", true))
         return VG_CONFIG_OK;
     const std::optional<std::string> text = g.st.read(journal_name());
     if (!text)
@@ -53,10 +57,11 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
                 journal_name().c_str());
         return VG_CONFIG_USAGE;
     }
-    fprintf(err, "vg-mgmt config: an apply started %s (process %s, %s change(s)) did not finish: restoring the "
+    fprintf(err, "vg-mgmt config: an apply started %s (process %s, %s change(s)) %s: restoring the "
                  "configuration from before it\n",
             j.value("started", "?").c_str(), j.value("pid", json("?")).dump().c_str(),
-            j.value("changes", json("?")).dump().c_str());
+            j.value("changes", json("?")).dump().c_str(),
+            j.contains("confirm_by") ? "was not confirmed in time" : "did not finish");
     const apply_result r = apply_document(s, j["restore"], false);
     if (r.status != VG_CONFIG_OK) {
         fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n", r.message.c_str());
@@ -71,7 +76,7 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     return read_snapshot(s.c, s.before, what) ? VG_CONFIG_OK : VG_CONFIG_REFUSED;
 }
 
-apply_result guarded_apply(guard &g, session &s, const json &doc)
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds)
 {
     bool written = false;
     auto journal = [&](const json &restore, size_t changes, std::string &why) {
@@ -84,8 +89,21 @@ apply_result guarded_apply(guard &g, session &s, const json &doc)
         return written;
     };
     apply_result r = apply_document(s, doc, false, journal);
-    if (written)
+    if (!written)
+        return r;
+    std::string problem;
+    if (confirm_seconds == 0 || r.status != VG_CONFIG_OK || !r.changed) {
         g.st.remove(journal_name());
+    } else if (await_confirm(g, confirm_seconds, problem)) {
+        r.message += "; it is reverted in " + std::to_string(confirm_seconds) +
+                     " s unless 'vg-mgmt config confirm' comes first";
+    } else { // no watcher: nothing would revert it, so it is reverted now
+        bool found = false;
+        r.status = VG_CONFIG_REFUSED;
+        r.message = problem + "; the change was reverted: " +
+                    (recover_unfinished(g, s, stderr, found) == VG_CONFIG_OK ? "the configuration is as it was"
+                                                                             : "the revert did not complete");
+    }
     return r;
 }
 

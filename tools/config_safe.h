@@ -31,7 +31,8 @@ int guard_open(guard &g, const std::string &state_dir, const std::string &socket
 // is restored; found tells whether there was a journal.
 int recover_unfinished(guard &g, session &s, FILE *err, bool &found);
 
-// apply_document with the journal around it.
-apply_result guarded_apply(guard &g, session &s, const json &doc);
+// apply_document with the journal around it; with confirm_seconds, a change
+// is reverted after that many seconds unless `config confirm` comes first.
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds = 0);
 
 } // namespace vgcfg

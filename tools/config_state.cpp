@@ -180,14 +180,14 @@ apply_lock::~apply_lock()
         ::close(fd_);
 }
 
-bool apply_lock::take(const state_store &st, bool &busy, std::string &problem)
+bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, const char *suffix, bool wait)
 {
     busy = false;
-    const std::string path = st.dir() + "/" + state_store::module_file(".lock");
+    const std::string path = st.dir() + "/" + state_store::module_file(suffix);
     fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd_ < 0)
         return problem = sys_error("cannot open " + path), false;
-    if (::flock(fd_, LOCK_EX | LOCK_NB) == 0)
+    if (::flock(fd_, wait ? LOCK_EX : LOCK_EX | LOCK_NB) == 0)
         return true;
     busy = errno == EWOULDBLOCK;
     problem = busy ? "another apply is in progress on this module (" + path + " is locked); nothing was sent"

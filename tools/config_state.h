@@ -46,8 +46,10 @@ public:
     apply_lock(const apply_lock &) = delete;
     apply_lock &operator=(const apply_lock &) = delete;
     ~apply_lock();
-    // False with problem; busy when another apply holds it.
-    bool take(const state_store &st, bool &busy, std::string &problem);
+    // False with problem; busy when another apply holds it. With wait, the
+    // lock of `suffix` is waited for (held for moments only).
+    bool take(const state_store &st, bool &busy, std::string &problem, const char *suffix = ".lock",
+              bool wait = false);
     int fd() const { return fd_; }
 
 private:

@@ -39,6 +39,7 @@ inline const config_verb kConfigVerbs[] = {
     {"schema", "", "print the document's JSON Schema (draft 2020-12)"},
     {"diff", "[--json] FILE", "what apply would change, one line per setting (old -> new)"},
     {"apply", "[--check] FILE", "make the configuration equal to FILE, undone when refused"},
+    {"confirm", "", "keep the change of 'apply --confirm SECONDS FILE' (else reverted)"},
     {"recover", "", "restore what an unfinished apply was changing"},
     {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
 };

@@ -30,6 +30,12 @@ const char *const kConfigOptions[][2] = {
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
     {"--json", "diff: the changes as one JSON object"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
+    {"--confirm SECONDS",
+     "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) unless "
+     "'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its own session (double fork, "
+     "setsid, standard streams on /dev/null, no other inherited descriptor), so it outlives the shell or SSH "
+     "session that started it; it holds the module's apply lock until then. When the watcher is gone (a restart), "
+     "'config recover' or the next config command reverts the unconfirmed change"},
     {"--state-dir DIR",
      "the private folder (0700, files 0600) of the apply lock and journal; default: VG_MGMT_STATE_DIR, else "
      "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt for others. An apply takes "
@@ -86,8 +92,9 @@ void print_config_completion(FILE *out)
     std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
                       "        'config schema'*) words='--help' ;;\n"
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-                      "        'config apply'*) words='--check --socket --state-dir --stats --help' files=1 ;;\n"
+                      "        'config apply'*) words='--check --confirm --socket --state-dir --stats --help' files=1 ;;\n"
                       "        'config recover'*) words='--socket --state-dir --help' ;;\n"
+                      "        'config confirm'*) words='--socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

@@ -20,6 +20,20 @@ VGM, KESTD = sys.argv[1], sys.argv[2]
 REFUSED_LAST = ("usb.id.pid", "0x0000")  # the service refuses it; USB goes out last
 
 
+def watchers(state):
+    """The pids of the vg-mgmt watchers that use this state folder."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open("/proc/%s/cmdline" % pid, "rb") as f:
+                words = f.read().split(b"\0")
+        except OSError:
+            continue
+        if b"watch-confirm" in words and state.encode() in words:
+            found.append(int(pid))
+    return found
+
+
 def set_path(doc, path, value):
     keys = path.split(".")
     for k in keys[:-1]:
@@ -27,7 +41,7 @@ def set_path(doc, path, value):
     doc[keys[-1]] = value
 
 
-class Safety(unittest.TestCase):
+class Harness(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.svc = Service(KESTD, VGM)
@@ -58,6 +72,9 @@ class Safety(unittest.TestCase):
         out, err = proc.communicate(timeout=60)
         return proc.returncode, out, err
 
+
+
+class Safety(Harness):
     def test_the_undo_leaves_what_another_client_set_meanwhile(self):
         # One row per setting another client changes while the apply waits to undo.
         rows = [
@@ -138,6 +155,60 @@ class Safety(unittest.TestCase):
         rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 2", second)
         self.assertEqual(rc, 0, out + err)
         self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "US")
+
+
+class Confirm(Harness):
+    """apply --confirm started through setsid with its own pipes as its terminal: the
+    apply returns, its session and streams are gone, and the watcher decides."""
+
+    def started_and_gone(self, seconds):
+        proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
+                                 self.svc.write(self.edited(("wifi.country", "DE")))],
+                                env=self.svc.env(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, encoding="utf-8", start_new_session=True)
+        out, err = proc.communicate(timeout=30)  # ends only when no process holds the pipes
+        self.assertEqual(proc.returncode, 0, out + err)
+        self.assertIn("unless 'vg-mgmt config confirm' comes first", out)
+        self.assertEqual(self.country(), "DE")
+
+    def country(self):
+        return json.loads(self.svc.export())["wifi"]["country"]
+
+    def wait_unlocked(self):
+        for _ in range(100):
+            rc, _, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.country", self.country()))))
+            if rc != 9:
+                return
+            time.sleep(0.1)
+        self.fail("the watcher still holds the module")
+
+    def test_without_confirm_the_change_is_reverted(self):
+        self.started_and_gone(1)
+        self.wait_unlocked()
+        self.assertEqual(self.svc.export(), self.baseline_text)
+
+    def test_a_confirm_in_time_keeps_the_change(self):
+        self.started_and_gone(2)
+        rc, out, err = self.svc.run("confirm")
+        self.assertEqual(rc, 0, out + err)
+        self.assertIn("confirmed", out)
+        self.wait_unlocked()
+        self.assertEqual(self.country(), "DE")
+        self.assertEqual(self.svc.run("confirm")[0], 1)
+
+    def test_an_unconfirmed_change_found_by_recover_is_reverted(self):
+        self.started_and_gone(60)
+        state = self.svc.env()["VG_MGMT_STATE_DIR"]
+        journal = [f for f in os.listdir(state) if f.endswith(".journal")][0]
+        self.assertEqual(os.stat(os.path.join(state, journal)).st_mode & 0o777, 0o600)
+        self.assertEqual(os.stat(state).st_mode & 0o777, 0o700)
+        for pid in watchers(state):  # the module restarts: its watcher is gone
+            os.kill(pid, signal.SIGKILL)
+        time.sleep(0.2)
+        rc, out, err = self.svc.run("recover")
+        self.assertEqual(rc, 0, out + err)
+        self.assertIn("was not confirmed in time", err)
+        self.assertEqual(self.svc.export(), self.baseline_text)
 
 
 if __name__ == "__main__":

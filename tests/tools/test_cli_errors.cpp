@@ -192,6 +192,7 @@ const std::vector<std::string> kConfigHelpLines = {
     "  config schema                   print the document's JSON Schema (draft 2020-12)\n",
     "  config diff [--json] FILE       what apply would change, one line per setting (old -> new)\n",
     "  config apply [--check] FILE     make the configuration equal to FILE, undone when refused\n",
+    "  config confirm                  keep the change of 'apply --confirm SECONDS FILE' (else reverted)\n",
     "  config recover                  restore what an unfinished apply was changing\n",
     "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
 };
@@ -257,8 +258,8 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt wifi channel ''", "get set\n"},
         {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
         {"vg-mgmt con", "config\n"},
-        {"vg-mgmt config ''", "export schema diff apply recover ansible\n"},
-        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply recover ansible\n"},
+        {"vg-mgmt config ''", "export schema diff apply confirm recover ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply confirm recover ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
         {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},
