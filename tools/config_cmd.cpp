@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "config_confirm.h"
+#include "config_history.h"
 #include "config_safe.h"
 #include "config_schema.h"
 #include "config_session.h"
@@ -116,25 +117,37 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
     return VG_CONFIG_OK;
 }
 
-int cmd_apply(const options &o, FILE *out, FILE *err)
+// apply FILE, or rollback N (the values the N-th apply back replaced).
+int cmd_apply(const options &o, FILE *out, FILE *err, size_t rollback = 0)
 {
     json doc;
     const signal_hold held; // before the service is opened: every thread holds the signals back
     guard g;
     session s;
-    std::optional<json> checked = checked_document(o, err);
-    if (!checked)
-        return VG_CONFIG_USAGE;
-    doc = std::move(*checked);
+    if (rollback == 0) {
+        std::optional<json> checked = checked_document(o, err);
+        if (!checked)
+            return VG_CONFIG_USAGE;
+        doc = std::move(*checked);
+    }
     std::string problem;
     if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem); status != VG_CONFIG_OK)
         return fail(err, status, problem);
+    const std::string back = "rollback " + std::to_string(rollback);
+    if (rollback != 0) {
+        std::optional<json> replaced = history_document(g.st, rollback);
+        if (!replaced)
+            return fail(err, VG_CONFIG_USAGE, "no apply " + std::to_string(rollback) +
+                                                  " back in the history of this module (vg-mgmt config history)");
+        doc = std::move(*replaced);
+    }
     if (!s.open_and_read(o.socket))
         return fail(err, s.status, s.problem);
     bool found = false;
     if (const int status = recover_unfinished(g, s, err, found); status != VG_CONFIG_OK)
         return status;
-    const apply_result r = o.check ? apply_document(s, doc, true) : guarded_apply(g, s, doc, o.confirm);
+    const apply_result r = o.check ? apply_document(s, doc, true)
+                                   : guarded_apply(g, s, doc, o.confirm, rollback != 0 ? back : o.file);
     FILE *lines_to = r.status == VG_CONFIG_USAGE ? err : out;
     for (const std::string &l : r.lines)
         fprintf(lines_to, "%s%s\n", r.status == VG_CONFIG_USAGE ? "  " : "", l.c_str());
@@ -154,6 +167,26 @@ int cmd_confirm(const options &o, FILE *out, FILE *err, bool watcher)
         return fail(err, VG_CONFIG_USAGE, problem);
     g.locked = watcher; // the watcher holds the apply lock it inherited
     return watcher ? watch_confirm(g) : confirm_now(g, out, err);
+}
+
+int cmd_history(const options &o, FILE *out, FILE *err)
+{
+    guard g;
+    std::string problem;
+    if (!o.socket.empty())
+        setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
+    if (!g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
+        return fail(err, VG_CONFIG_USAGE, problem);
+    const std::vector<json> list = history_list(g.st);
+    if (o.json_out)
+        fprintf(out, "%s\n", json{{"history", list}}.dump(2).c_str());
+    for (const json &e : o.json_out ? std::vector<json>{} : list)
+        fprintf(out, "%-3s %s  %s change(s)  replaced by %s\n", e["n"].dump().c_str(),
+                e.value("when", "?").c_str(), e.value("changes", json(0)).dump().c_str(),
+                e.value("applied", "?").c_str());
+    if (list.empty() && !o.json_out)
+        fprintf(out, "no apply in the history of this module\n");
+    return VG_CONFIG_OK;
 }
 
 int cmd_recover(const options &o, FILE *out, FILE *err)
@@ -203,6 +236,13 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     CLI::App *recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
     CLI::App *confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
     CLI::App *watch = app.add_subcommand("watch-confirm", "")->group("");
+    CLI::App *history = app.add_subcommand("history", vgm::config_verb_help("history"));
+    history->add_flag("--json", o.json_out, "the list as JSON");
+    CLI::App *rollback = app.add_subcommand("rollback", vgm::config_verb_help("rollback"));
+    size_t back = 1;
+    rollback->add_option("N", back, "the N-th apply back (default 1: the last)")->check(CLI::Range(1, 10));
+    rollback->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
+        ->check(CLI::Range(1u, 86400u));
     apply->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
         ->check(CLI::Range(1u, 86400u));
     app.add_option("--state-dir", o.state_dir,
@@ -211,7 +251,7 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
-    for (CLI::App *sub : {exp, diff, apply, recover, confirm}) {
+    for (CLI::App *sub : {exp, diff, apply, recover, confirm, history, rollback}) {
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
         sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
     }
@@ -234,6 +274,10 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_apply(o, out, err);
     if (recover->parsed())
         return cmd_recover(o, out, err);
+    if (history->parsed())
+        return cmd_history(o, out, err);
+    if (rollback->parsed())
+        return cmd_apply(o, out, err, back);
     if (confirm->parsed() || watch->parsed())
         return cmd_confirm(o, out, err, watch->parsed());
     fprintf(out, "%s\n", make_schema().dump(2).c_str());

@@ -1,6 +1,7 @@
 // The apply lock, the journal and the restore after an apply that did not finish.
 #include "config_safe.h"
 #include "config_confirm.h"
+#include "config_history.h"
 
 #include <unistd.h>
 
@@ -76,10 +77,14 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     return read_snapshot(s.c, s.before, what) ? VG_CONFIG_OK : VG_CONFIG_REFUSED;
 }
 
-apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds)
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds, const std::string &applied)
 {
     bool written = false;
+    json replaced;
+    size_t count = 0;
     auto journal = [&](const json &restore, size_t changes, std::string &why) {
+        replaced = restore;
+        count = changes;
         const json j = {{"version", 1},
                         {"pid", static_cast<long>(::getpid())},
                         {"started", utc_now()},
@@ -92,6 +97,8 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
     if (!written)
         return r;
     std::string problem;
+    if (r.status == VG_CONFIG_OK && r.changed)
+        history_add(g.st, replaced, count, applied);
     if (confirm_seconds == 0 || r.status != VG_CONFIG_OK || !r.changed) {
         g.st.remove(journal_name());
     } else if (await_confirm(g, confirm_seconds, problem)) {

@@ -33,6 +33,9 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found);
 
 // apply_document with the journal around it; with confirm_seconds, a change
 // is reverted after that many seconds unless `config confirm` comes first.
-apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds = 0);
+// Each apply that changed something goes into the history, with `applied`
+// naming the document.
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds = 0,
+                           const std::string &applied = "");
 
 } // namespace vgcfg

@@ -41,6 +41,8 @@ inline const config_verb kConfigVerbs[] = {
     {"apply", "[--check] FILE", "make the configuration equal to FILE, undone when refused"},
     {"confirm", "", "keep the change of 'apply --confirm SECONDS FILE' (else reverted)"},
     {"recover", "", "restore what an unfinished apply was changing"},
+    {"history", "[--json]", "the last 10 applies: when, changes, document"},
+    {"rollback", "[N]", "apply back what the N-th apply back (1: the last) replaced"},
     {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
 };
 // The help text of a config verb.

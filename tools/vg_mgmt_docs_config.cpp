@@ -95,6 +95,8 @@ void print_config_completion(FILE *out)
                       "        'config apply'*) words='--check --confirm --socket --state-dir --stats --help' files=1 ;;\n"
                       "        'config recover'*) words='--socket --state-dir --help' ;;\n"
                       "        'config confirm'*) words='--socket --state-dir --help' ;;\n"
+                      "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
+                      "        'config rollback'*) words='--confirm --socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

@@ -211,5 +211,24 @@ class Confirm(Harness):
         self.assertEqual(self.svc.export(), self.baseline_text)
 
 
+class History(Harness):
+    def test_the_last_ten_applies_are_kept_and_rollback_applies_one_back(self):
+        for channel in range(1, 13):
+            rc, _, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.interfaces.1.channel", channel)), "ch.json"))
+            self.assertEqual(rc, 0, err)
+        rc, out, _ = self.svc.run("history", "--json")
+        entries = json.loads(out)["history"]
+        self.assertEqual([e["n"] for e in entries], list(range(1, 11)))
+        self.assertEqual((entries[0]["changes"], entries[0]["applied"][-7:]), (1, "ch.json"))
+        self.assertNotIn("replaced", out)  # the documents stay in the private files
+        state = self.svc.env()["VG_MGMT_STATE_DIR"]
+        self.assertEqual({os.stat(os.path.join(state, f)).st_mode & 0o777 for f in os.listdir(state)}, {0o600})
+        rc, out, err = self.svc.run("rollback", "3")  # what the apply of channel 10 replaced
+        self.assertEqual(rc, 0, out + err)
+        self.assertEqual(json.loads(self.svc.export())["wifi"]["interfaces"]["1"]["channel"], 9)
+        self.assertIn("rollback 3", self.svc.run("history")[1].splitlines()[0])
+        self.assertEqual(self.svc.run("rollback", "11")[0], 2)
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -194,6 +194,8 @@ const std::vector<std::string> kConfigHelpLines = {
     "  config apply [--check] FILE     make the configuration equal to FILE, undone when refused\n",
     "  config confirm                  keep the change of 'apply --confirm SECONDS FILE' (else reverted)\n",
     "  config recover                  restore what an unfinished apply was changing\n",
+    "  config history [--json]         the last 10 applies: when, changes, document\n",
+    "  config rollback [N]             apply back what the N-th apply back (1: the last) replaced\n",
     "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
 };
 
@@ -258,8 +260,8 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt wifi channel ''", "get set\n"},
         {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
         {"vg-mgmt con", "config\n"},
-        {"vg-mgmt config ''", "export schema diff apply confirm recover ansible\n"},
-        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply confirm recover ansible\n"},
+        {"vg-mgmt config ''", "export schema diff apply confirm recover history rollback ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply confirm recover history rollback ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
         {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},
