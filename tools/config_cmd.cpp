@@ -189,6 +189,38 @@ int cmd_history(const options &o, FILE *out, FILE *err)
     return VG_CONFIG_OK;
 }
 
+std::vector<std::string> lines_of(const char *buf, size_t len)
+{
+    std::vector<std::string> lines;
+    std::string text(buf != nullptr ? buf : "", len);
+    for (size_t at = 0; at < text.size();) {
+        const size_t nl = text.find('\n', at);
+        const size_t end = nl == std::string::npos ? text.size() : nl;
+        const std::string line = text.substr(at, end - at);
+        lines.push_back(line.rfind("vg-mgmt config: ", 0) == 0 ? line.substr(16) : line);
+        at = end + 1;
+    }
+    return lines;
+}
+
+// --json of confirm, recover and rollback: what the command would print, as
+// one object on stdout: {"status", "output": [lines], "messages": [lines]}.
+template <class F>
+int as_json(FILE *out, F &&command)
+{
+    char *ob = nullptr, *eb = nullptr;
+    size_t ol = 0, el = 0;
+    FILE *o = open_memstream(&ob, &ol), *e = open_memstream(&eb, &el);
+    const int status = command(o, e);
+    fclose(o);
+    fclose(e);
+    const json j = {{"status", status}, {"output", lines_of(ob, ol)}, {"messages", lines_of(eb, el)}};
+    free(ob);
+    free(eb);
+    fprintf(out, "%s\n", j.dump(2, ' ', false, json::error_handler_t::replace).c_str());
+    return status;
+}
+
 int cmd_recover(const options &o, FILE *out, FILE *err)
 {
     const signal_hold held;
@@ -251,6 +283,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
+    for (CLI::App *sub : {recover, confirm, rollback})
+        sub->add_flag("--json", o.json_out, "the result and messages as one JSON object on stdout");
     for (CLI::App *sub : {exp, diff, apply, recover, confirm, history, rollback}) {
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
         sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
@@ -272,14 +306,18 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_diff(o, out, err);
     if (apply->parsed())
         return cmd_apply(o, out, err);
-    if (recover->parsed())
-        return cmd_recover(o, out, err);
+    if (recover->parsed() || rollback->parsed() || confirm->parsed()) {
+        auto run = [&](FILE *to, FILE *errs) {
+            return recover->parsed() ? cmd_recover(o, to, errs)
+                   : rollback->parsed() ? cmd_apply(o, to, errs, back)
+                                        : cmd_confirm(o, to, errs, false);
+        };
+        return o.json_out ? as_json(out, run) : run(out, err);
+    }
     if (history->parsed())
         return cmd_history(o, out, err);
-    if (rollback->parsed())
-        return cmd_apply(o, out, err, back);
-    if (confirm->parsed() || watch->parsed())
-        return cmd_confirm(o, out, err, watch->parsed());
+    if (watch->parsed())
+        return cmd_confirm(o, out, err, true);
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
     return VG_CONFIG_OK;
 }

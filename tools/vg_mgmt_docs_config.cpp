@@ -28,7 +28,8 @@ const char *const kConfigOptions[][2] = {
     {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
     {"--stats", "print the calls made and the time taken on stderr"},
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
-    {"--json", "diff: the changes as one JSON object"},
+    {"--json", "diff: the changes as one JSON object; history: the list; recover, confirm, rollback: the exit "
+               "status, output and messages as one JSON object on stdout"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
     {"--confirm SECONDS",
      "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) unless "
@@ -93,10 +94,10 @@ void print_config_completion(FILE *out)
                       "        'config schema'*) words='--help' ;;\n"
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
                       "        'config apply'*) words='--check --confirm --socket --state-dir --stats --help' files=1 ;;\n"
-                      "        'config recover'*) words='--socket --state-dir --help' ;;\n"
-                      "        'config confirm'*) words='--socket --state-dir --help' ;;\n"
+                      "        'config recover'*) words='--json --socket --state-dir --help' ;;\n"
+                      "        'config confirm'*) words='--json --socket --state-dir --help' ;;\n"
                       "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
-                      "        'config rollback'*) words='--confirm --socket --state-dir --help' ;;\n"
+                      "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

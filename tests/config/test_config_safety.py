@@ -229,6 +229,16 @@ class History(Harness):
         self.assertIn("rollback 3", self.svc.run("history")[1].splitlines()[0])
         self.assertEqual(self.svc.run("rollback", "11")[0], 2)
 
+    def test_json_gives_results_and_errors_as_one_object(self):
+        rows = [(["recover", "--json"], 0, "output", "nothing to recover: no apply was left unfinished"),
+                (["confirm", "--json"], 1, "messages", "no change awaits confirmation on this module")]
+        for args, status, key, text in rows:
+            with self.subTest(args=args):
+                rc, out, _ = self.svc.run(*args)
+                result = json.loads(out)
+                self.assertEqual((rc, result["status"]), (status, status))
+                self.assertTrue(result[key][0].startswith(text), result)
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)
