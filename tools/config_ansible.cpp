@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "config_cmd.h"
+#include "config_safe.h"
 #include "config_session.h"
 
 namespace vgcfg {
@@ -82,10 +83,17 @@ int vg_mgmt_config_ansible(const char *args_file, FILE *out)
         return answer(out, failure(std::to_string(problems.size()) + " problem(s) in the document: " +
                                        problems.front(),
                                    problems));
+    const signal_hold held; // a time-out or a dropped session ends in an undo, as for apply
+    guard g;
     session s;
+    if (guard_open(g, "", t->socket, !t->check, problem) != VG_CONFIG_OK)
+        return answer(out, failure(problem));
     if (!s.open_and_read(t->socket))
         return answer(out, failure(s.problem));
-    const apply_result r = apply_document(s, t->doc, t->check);
+    bool found = false;
+    if (recover_unfinished(g, s, stderr, found) != VG_CONFIG_OK)
+        return answer(out, failure("an unfinished apply left changes that could not be restored"));
+    const apply_result r = t->check ? apply_document(s, t->doc, true) : guarded_apply(g, s, t->doc, 0, "ansible");
     json result = json{{"changed", r.changed}, {"msg", r.message}, {"changes", r.lines}};
     if (t->diff)
         result["diff"] = json{{"before", r.before}, {"after", r.after}};
