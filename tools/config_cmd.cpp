@@ -156,15 +156,24 @@ int cmd_apply(const options &o, FILE *out, FILE *err, size_t rollback = 0)
     return r.status;
 }
 
+// The state folder of the module, for the commands that need no service.
+bool open_state(const options &o, guard &g, FILE *err)
+{
+    std::string problem;
+    if (!o.socket.empty())
+        setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
+    if (g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
+        return true;
+    fail(err, VG_CONFIG_USAGE, problem);
+    return false;
+}
+
 // confirm, and the watcher: the state folder only, no service for confirm.
 int cmd_confirm(const options &o, FILE *out, FILE *err, bool watcher)
 {
     guard g;
-    std::string problem;
-    if (!o.socket.empty())
-        setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
-    if (!g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
-        return fail(err, VG_CONFIG_USAGE, problem);
+    if (!open_state(o, g, err))
+        return VG_CONFIG_USAGE;
     g.locked = watcher; // the watcher holds the apply lock it inherited
     return watcher ? watch_confirm(g) : confirm_now(g, out, err);
 }
@@ -172,11 +181,8 @@ int cmd_confirm(const options &o, FILE *out, FILE *err, bool watcher)
 int cmd_history(const options &o, FILE *out, FILE *err)
 {
     guard g;
-    std::string problem;
-    if (!o.socket.empty())
-        setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
-    if (!g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
-        return fail(err, VG_CONFIG_USAGE, problem);
+    if (!open_state(o, g, err))
+        return VG_CONFIG_USAGE;
     const std::vector<json> list = history_list(g.st);
     if (o.json_out)
         fprintf(out, "%s\n", json{{"history", list}}.dump(2).c_str());
