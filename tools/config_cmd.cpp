@@ -244,6 +244,57 @@ int cmd_recover(const options &o, FILE *out, FILE *err)
     return status;
 }
 
+// The commands of the safe apply: recover, confirm, history, rollback, and
+// the watcher that apply --confirm starts.
+struct safety_cmds {
+    CLI::App *recover, *confirm, *watch, *history, *rollback;
+    size_t back = 1;
+};
+
+void add_safety(CLI::App &app, CLI::App *apply, std::initializer_list<CLI::App *> others, options &o,
+                safety_cmds &c)
+{
+    c.recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
+    c.confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
+    c.watch = app.add_subcommand("watch-confirm", "")->group("");
+    c.history = app.add_subcommand("history", vgm::config_verb_help("history"));
+    c.history->add_flag("--json", o.json_out, "the list as JSON");
+    c.rollback = app.add_subcommand("rollback", vgm::config_verb_help("rollback"));
+    c.rollback->add_option("N", c.back, "the N-th apply back (default 1: the last)")->check(CLI::Range(1, 10));
+    for (CLI::App *sub : {c.rollback, apply})
+        sub->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
+            ->check(CLI::Range(1u, 86400u));
+    app.add_option("--state-dir", o.state_dir,
+                   "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
+                   "$XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt)");
+    for (CLI::App *sub : {c.recover, c.confirm, c.rollback})
+        sub->add_flag("--json", o.json_out, "the result and messages as one JSON object on stdout");
+    for (CLI::App *sub : {c.recover, c.confirm, c.history, c.rollback}) {
+        sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
+        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
+    }
+    for (CLI::App *sub : others)
+        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
+}
+
+// The exit status of the safe apply's command given, -1 when none was.
+int run_safety(const options &o, const safety_cmds &c, FILE *out, FILE *err)
+{
+    if (c.recover->parsed() || c.rollback->parsed() || c.confirm->parsed()) {
+        auto run = [&](FILE *to, FILE *errs) {
+            return c.recover->parsed()    ? cmd_recover(o, to, errs)
+                   : c.rollback->parsed() ? cmd_apply(o, to, errs, c.back)
+                                          : cmd_confirm(o, to, errs, false);
+        };
+        return o.json_out ? as_json(out, run) : run(out, err);
+    }
+    if (c.history->parsed())
+        return cmd_history(o, out, err);
+    if (c.watch->parsed())
+        return cmd_confirm(o, out, err, true);
+    return -1;
+}
+
 } // namespace
 
 } // namespace vgcfg
@@ -271,30 +322,13 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     apply->footer(statuses);
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
-    CLI::App *recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
-    CLI::App *confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
-    CLI::App *watch = app.add_subcommand("watch-confirm", "")->group("");
-    CLI::App *history = app.add_subcommand("history", vgm::config_verb_help("history"));
-    history->add_flag("--json", o.json_out, "the list as JSON");
-    CLI::App *rollback = app.add_subcommand("rollback", vgm::config_verb_help("rollback"));
-    size_t back = 1;
-    rollback->add_option("N", back, "the N-th apply back (default 1: the last)")->check(CLI::Range(1, 10));
-    rollback->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
-        ->check(CLI::Range(1u, 86400u));
-    apply->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
-        ->check(CLI::Range(1u, 86400u));
-    app.add_option("--state-dir", o.state_dir,
-                   "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
-                   "$XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt)");
+    safety_cmds safety;
+    add_safety(app, apply, {exp, diff, apply}, o, safety);
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
     ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
-    for (CLI::App *sub : {recover, confirm, rollback})
-        sub->add_flag("--json", o.json_out, "the result and messages as one JSON object on stdout");
-    for (CLI::App *sub : {exp, diff, apply, recover, confirm, history, rollback}) {
+    for (CLI::App *sub : {exp, diff, apply})
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
-        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
-    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
@@ -312,18 +346,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
         return cmd_diff(o, out, err);
     if (apply->parsed())
         return cmd_apply(o, out, err);
-    if (recover->parsed() || rollback->parsed() || confirm->parsed()) {
-        auto run = [&](FILE *to, FILE *errs) {
-            return recover->parsed() ? cmd_recover(o, to, errs)
-                   : rollback->parsed() ? cmd_apply(o, to, errs, back)
-                                        : cmd_confirm(o, to, errs, false);
-        };
-        return o.json_out ? as_json(out, run) : run(out, err);
-    }
-    if (history->parsed())
-        return cmd_history(o, out, err);
-    if (watch->parsed())
-        return cmd_confirm(o, out, err, true);
+    if (const int status = run_safety(o, safety, out, err); status >= 0)
+        return status;
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
     return VG_CONFIG_OK;
 }
