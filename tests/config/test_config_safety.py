@@ -67,7 +67,11 @@ class Harness(unittest.TestCase):
         env = dict(self.svc.env(), VG_CONFIG_TEST_PAUSE=point + " 1200")
         proc = subprocess.Popen([VGM, "config", "apply", self.svc.write(doc)], env=env, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, encoding="utf-8")
-        time.sleep(0.5)
+        state, until = self.svc.env()["VG_MGMT_STATE_DIR"], time.time() + 10
+        while proc.poll() is None and time.time() < until and not (
+                os.path.isdir(state) and any(f.endswith(".journal") for f in os.listdir(state))):
+            time.sleep(0.02)  # the journal is written just before the first step
+        time.sleep(0.2)
         meanwhile(proc)
         out, err = proc.communicate(timeout=60)
         return proc.returncode, out, err
@@ -96,7 +100,7 @@ class Safety(Harness):
         # The DMZ host is step 1: its answer is held back, and the connection dropped.
         def drop_the_answer(_):
             self.svc.control("delay", "3000")
-            time.sleep(1.0)
+            time.sleep(1.8)  # the step went out when the pause ended; its answer is still held back
             self.svc.control("drop")
             self.svc.control("delay", "0")
         rc, out, err = self.paused_apply(self.edited(("network.dmz", "192.168.225.77")), "step 1", drop_the_answer)
