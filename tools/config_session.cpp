@@ -140,7 +140,7 @@ std::string first_part(const outcome &o)
 
 std::string outcome_text(const outcome &o)
 {
-    std::string m = o.signal != 0 ? std::string("interrupted by ") + sigabbrev_np(o.signal) + " after " +
+    std::string m = o.signal != 0 ? std::string("interrupted by SIG") + sigabbrev_np(o.signal) + " after " +
                                          std::to_string(o.steps_done) + " step(s); "
                                    : first_part(o);
     std::string kept;

@@ -133,7 +133,7 @@ class Safety(Harness):
                 rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 3",
                                                  lambda proc, sig=sig: proc.send_signal(sig))
                 self.assertEqual(rc, 8, out + err)
-                self.assertIn("interrupted by " + sig.name[3:] + " after 2 step(s)", err)
+                self.assertIn("interrupted by " + sig.name + " after 2 step(s)", err)
                 self.assertIn("the configuration is as it was", err)
                 self.assertEqual(self.svc.export(), self.baseline_text)
 
