@@ -26,12 +26,9 @@ const std::vector<ansible_option> &internal_options();
 std::string check_options(const json &args, const ansible_module &m);
 std::string option_string(const json &args, const char *name, const std::string &fallback);
 bool option_given(const json &args, const char *name);
-// A JSON file on the module: regular, at most 4 MiB, JSON; what names it in the problem.
+// A JSON file on the module: regular, read as a document is (bounded); what names it in the problem.
 std::optional<json> read_json_file(const std::string &file, const char *what, std::string &problem);
 json ansible_failure(const std::string &msg, const std::vector<std::string> &problems);
-// Applies a document with this vg-mgmt's "config apply --confirm SECONDS":
-// its exit status (-1 when it could not run) and its output.
-int apply_confirmed(const json &doc, uint64_t seconds, std::string &output);
 // The whole task: the arguments file in, the result out.
 json ansible_task(const char *args_file);
 

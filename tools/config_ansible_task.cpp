@@ -1,6 +1,7 @@
 // The tasks of the vg.mgmt modules: config in each state, and facts.
 #include "config_ansible.h"
 #include "config_apply.h"
+#include "config_safe.h"
 #include "config_session.h"
 #include "config_states.h"
 
@@ -110,29 +111,13 @@ json offline_result(const task &t)
     return json{{"changed", false}, {"rendered", rendered}};
 }
 
-// With confirm: the changes planned here, sent by config apply --confirm.
-apply_result apply_confirm(const task &t, session &s, const json &target)
-{
-    apply_result r = apply_document(s, target, true);
-    if (r.status != VG_CONFIG_PENDING)
-        return r;
-    const uint64_t seconds = t.args["confirm"].get<uint64_t>();
-    std::string output;
-    const int rc = apply_confirmed(target, seconds, output);
-    // Refused (1): all undone; any other failure says in its output what it left.
-    r.status = rc == 0 ? VG_CONFIG_OK : rc == VG_CONFIG_REFUSED ? VG_CONFIG_REFUSED : VG_CONFIG_PARTIAL;
-    r.changed = rc == 0 || rc == VG_CONFIG_PARTIAL;
-    r.message = rc == 0 ? "applied; confirm within " + std::to_string(seconds) +
-                              " s (vg-mgmt config confirm) or it goes back by itself"
-                        : output.empty() ? "vg-mgmt config apply --confirm failed" : output;
-    return r;
-}
-
-json changing_result(const task &t, session &s)
+// Through the safe apply (lock, journal, history; with confirm, reverted
+// unless `vg-mgmt config confirm` comes in time), as config apply does.
+json changing_result(const task &t, guard &g, session &s)
 {
     const json target = state_target(t.state, t.doc, to_document(s.before, true));
-    const bool confirm = option_given(t.args, "confirm") && !t.check;
-    const apply_result r = confirm ? apply_confirm(t, s, target) : apply_document(s, target, t.check);
+    const unsigned confirm = option_given(t.args, "confirm") ? t.args["confirm"].get<unsigned>() : 0u;
+    const apply_result r = t.check ? apply_document(s, target, true) : guarded_apply(g, s, target, confirm, "ansible");
     const json before = to_document(s.before, false);
     json result = json{{"changed", r.changed}, {"msg", r.message}};
     if (t.diff)
@@ -181,14 +166,23 @@ json ansible_task(const char *args_file)
     }
     if (offline(t->state))
         return offline_result(*t);
+    const bool changing = !facts && t->state != config_state::gathered && !t->check;
+    const signal_hold held; // a time-out or a dropped session ends in an undo, as for apply
+    guard g;
     session s;
-    if (!s.open_and_read(option_string(t->args, "socket", "")))
+    const std::string socket = option_string(t->args, "socket", "");
+    if (guard_open(g, "", socket, changing, problem) != VG_CONFIG_OK)
+        return ansible_failure(problem, {});
+    if (!s.open_and_read(socket))
         return ansible_failure(s.problem, {});
+    bool found = false;
+    if (recover_unfinished(g, s, stderr, found) != VG_CONFIG_OK)
+        return ansible_failure("an unfinished apply left changes that could not be restored", {});
     if (facts)
         return json{{"changed", false}, {"ansible_facts", {{"vg_mgmt", to_document(s.before, false)}}}};
     if (t->state == config_state::gathered)
         return json{{"changed", false}, {"gathered", to_document(s.before, false)}};
-    return changing_result(*t, s);
+    return changing_result(*t, g, s);
 }
 
 } // namespace vgcfg

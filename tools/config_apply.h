@@ -25,6 +25,16 @@ struct change {
     bool entry = false; // an entry of a list, added or removed
 };
 
+// What the service shows once a step is done (secrets in clear): read again
+// before the step is undone, so that a value another client has set since
+// is left as it is.
+struct probe {
+    std::string path;
+    json value;          // the setting's value (null: not there), or an entry of the list
+    bool entry = false;  // value is an entry of the list at path
+    bool present = true; // the entry is there (added) or not (removed)
+};
+
 struct step {
     int phase;
     std::string what; // the path of what the step writes
@@ -32,6 +42,7 @@ struct step {
     std::function<bool(conn &)> run;
     std::function<bool(conn &)> undo;
     bool partial = false; // made of several calls: a refusal may leave part done
+    std::vector<probe> probes;
 };
 
 struct plan {
@@ -56,8 +67,20 @@ struct outcome {
     std::vector<std::string> undo_failed; // steps whose undo was refused
     bool read_back = false;     // the configuration could be read afterwards
     std::vector<change> left_changed; // what differs from before, after the undo
+    bool no_answer = false;     // the step got no answer: it may or may not have landed
+    int landed = -1;            // then: 1 it had landed (and was undone), 0 not, -1 unknown
+    std::vector<std::string> others; // set by another client since: left as they are
+    int signal = 0;             // the signal that stopped the apply between two steps
+    size_t steps_done = 0;
 };
 
+// Whether the service still shows what a step wrote: 1 yes, 0 another
+// client changed it since (the paths that differ go to `others`), -1 it
+// could not be read.
+int step_holds(conn &c, const step &s, std::vector<std::string> *others);
+// The hook of the tests: VG_CONFIG_TEST_PAUSE="POINT MS" sleeps MS
+// milliseconds at POINT ("undo", or "step N" before step N, from 1).
+void test_pause(const std::string &point);
 outcome run_plan(conn &c, const plan &p, const snapshot &before);
 
 // The settings that differ between two documents, by path.

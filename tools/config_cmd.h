@@ -12,6 +12,8 @@ enum vg_config_exit : int {
     VG_CONFIG_NO_SERVICE = 3, // the service could not be reached
     VG_CONFIG_PENDING = 6,    // apply --check: changes are pending
     VG_CONFIG_PARTIAL = 7,    // refused, and an undo was refused too
+    VG_CONFIG_INTERRUPTED = 8, // a signal stopped the apply; the steps done were undone
+    VG_CONFIG_BUSY = 9,       // another apply holds this module; nothing was sent
 };
 
 // argv[0] is "config".

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -49,6 +50,10 @@ record instance_record(const vgm::command &c, int iface);
 // Reads everything the document holds; false with the failing call's error
 // number in c.err.
 bool read_snapshot(conn &c, snapshot &s, std::string &what);
+// Only the groups (object path, false) and lists (list path, true) that the
+// filter takes; to_document leaves out what was not read.
+using path_filter = std::function<bool(const std::string &path, bool list)>;
+bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &only);
 json to_document(const snapshot &s, bool show_secrets);
 
 // A field's value in a record, as the document writes it.

@@ -27,8 +27,10 @@ bool send_record(conn &c, const vgm::command &row, const record &w)
 // One setting of one instance: the records before and after, and why the
 // document cannot be applied to it, if so.
 struct planned {
+    int iface;
     record old_w, neu_w;
     std::vector<change> changes;
+    std::vector<probe> probes;
 };
 
 void given_into(const group &g, const json &obj, record &w)
@@ -64,7 +66,7 @@ std::vector<std::string> check_setting(const group &g, const json &obj, const st
 planned plan_setting(const group &g, const json &obj, const std::string &path, int iface, const record &old_r,
                      plan &p)
 {
-    planned s{write_record(g, old_r, iface), {}, {}};
+    planned s{iface, write_record(g, old_r, iface), {}, {}, {}};
     s.neu_w = s.old_w;
     given_into(g, obj, s.neu_w);
     if (g.row->prepare != nullptr) {
@@ -86,35 +88,83 @@ planned plan_setting(const group &g, const json &obj, const std::string &path, i
         if (f.secret && after == secret_mask)
             after = "(new secret)";
         s.changes.push_back({path + "." + f.key, was ? field_value(f, old_r.data(), false) : json(nullptr), after});
+        s.probes.push_back({path + "." + f.key, b});
     }
     return s;
 }
 
+// The undo of a setting: the record as it is now, with the fields that this
+// apply changed put back; what another client set since in the others stays.
+bool undo_setting(conn &c, const group &g, const planned &s)
+{
+    record now = instance_record(*g.row, s.iface);
+    if (!c.call(MGMT_OPT_GET, g.row->domain, g.row->read_id, now.data()))
+        return false;
+    record w = write_record(g, now, s.iface);
+    for (const field &f : g.row->fields)
+        if (std::memcmp(s.old_w.data() + f.woff, s.neu_w.data() + f.woff, f.width) != 0)
+            std::memcpy(w.data() + f.woff, s.old_w.data() + f.woff, f.width);
+    return send_record(c, *g.row, w);
+}
+
+using members_t = std::vector<std::pair<const group *, planned>>;
+
+std::string member_name(const group &g)
+{
+    const std::string subject = g.row->subject;
+    return g.object.ends_with(subject) ? g.object : g.object + "." + g.row->fields[0].key;
+}
+
+// After a failed undo of settings written back together: the pending copy
+// is set to what the service holds, so that the next write-back by anyone
+// commits nothing of this apply; where that fails, what it would commit.
+std::string settle_pending(conn &c, const members_t &members, const std::string &failed)
+{
+    const int32_t err = c.err;
+    std::string would;
+    for (const auto &[g, s] : members) {
+        record now = instance_record(*g->row, s.iface);
+        if (c.call(MGMT_OPT_GET, g->row->domain, g->row->read_id, now.data()) &&
+            send_record(c, *g->row, write_record(*g, now, s.iface)))
+            continue;
+        would += (would.empty() ? "" : ", ") + member_name(*g);
+    }
+    c.err = err;
+    return failed + (would.empty() ? " (the pending settings were set back to those in use: the next write-back "
+                                     "commits none of this apply)"
+                                   : " (the next write-back would commit this apply's " + would + ")");
+}
+
 // The settings written back together (USB): when one changes, all of them
 // are written, then the write-back; the undo writes all the old ones back.
-void commit_step(const std::vector<std::pair<const group *, planned>> &members, plan &p)
+void commit_step(const members_t &members, plan &p)
 {
     std::vector<change> changes;
-    for (const auto &[g, s] : members)
+    std::vector<probe> probes;
+    for (const auto &[g, s] : members) {
         changes.insert(changes.end(), s.changes.begin(), s.changes.end());
+        probes.insert(probes.end(), s.probes.begin(), s.probes.end());
+    }
     if (changes.empty())
         return;
     const group &first = *members.front().first;
     auto write_all = [members, &first](bool neu) {
         return [members, &first, neu](conn &c) {
             for (const auto &[g, s] : members)
-                if (!send_record(c, *g->row, neu ? s.neu_w : s.old_w)) {
-                    const std::string subject = g->row->subject;
-                    c.what = !s.changes.empty()                ? leaves_of(s.changes)
-                             : g->object.ends_with(subject) ? g->object
-                                                            : g->object + "." + g->row->fields[0].key;
+                if (!(neu ? send_record(c, *g->row, s.neu_w) : undo_setting(c, *g, s))) {
+                    const std::string name = !s.changes.empty() ? leaves_of(s.changes) : member_name(*g);
+                    c.what = neu ? name : settle_pending(c, members, name);
                     return false;
                 }
             record none = new_record(first.row->domain);
-            return c.call(MGMT_OPT_SET, first.row->domain, first.commit_id, none.data());
+            if (c.call(MGMT_OPT_SET, first.row->domain, first.commit_id, none.data()))
+                return true;
+            if (!neu)
+                c.what = settle_pending(c, members, first.row->domain_word + std::string(" write-back"));
+            return false;
         };
     };
-    p.steps.push_back({first.phase, first.row->domain_word, changes, write_all(true), write_all(false), true});
+    p.steps.push_back({first.phase, first.row->domain_word, changes, write_all(true), write_all(false), true, probes});
 }
 
 } // namespace
@@ -122,7 +172,7 @@ void commit_step(const std::vector<std::pair<const group *, planned>> &members, 
 void plan_groups(const json &doc, const snapshot &cur, plan &p)
 {
     const auto &all = groups();
-    std::vector<std::pair<const group *, planned>> committed;
+    members_t committed;
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const group &g = all[gi];
         for (int i = first_instance(*g.row); i <= last_instance(*g.row); ++i) {
@@ -133,7 +183,7 @@ void plan_groups(const json &doc, const snapshot &cur, plan &p)
                                            [&](const field &f) { return obj->contains(f.key); });
             const record &old_r = cur.groups.at(instance_key(gi, i));
             planned s = named ? plan_setting(g, *obj, path, i, old_r, p)
-                              : planned{write_record(g, old_r, i), write_record(g, old_r, i), {}};
+                              : planned{i, write_record(g, old_r, i), write_record(g, old_r, i), {}, {}};
             if (g.commit_id != 0) {
                 committed.push_back({&g, std::move(s)});
             } else if (!s.changes.empty()) {
@@ -142,7 +192,7 @@ void plan_groups(const json &doc, const snapshot &cur, plan &p)
                 p.steps.push_back({g.phase, path, s.changes,
                                    naming([&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
                                           [leaves](int32_t) { return leaves; }),
-                                   [&row, w = s.old_w](conn &c) { return send_record(c, row, w); }});
+                                   [&g, s](conn &c) { return undo_setting(c, g, s); }, false, s.probes});
             }
         }
     }

@@ -99,18 +99,19 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
             p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
                                naming([&l, rec](conn &c) { return place(c, l, rec); },
                                       [at = leaf[k]](int32_t) { return at; }),
-                               send(*l.del, rec)});
+                               send(*l.del, rec), false, {{path, e, true, true}}});
         else if (old->second != e)
             p.steps.push_back({l.phase_add, path,
                                {{path, masked_entry(l, old->second, false), masked_entry(l, e, false)}},
                                naming(send(*l.set, rec), [at = leaf[k]](int32_t) { return at; }),
-                               send(*l.set, keyed_record(l, old->second))});
+                               send(*l.set, keyed_record(l, old->second)), false, {{path, e, true, true}}});
     }
     for (auto it = have.rbegin(); it != have.rend(); ++it) // descending, so the undo re-adds ascending
         if (wanted.count(it->first) == 0) {
             const record rec = keyed_record(l, it->second);
             p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, it->second, false), nullptr, true}},
-                               send(*l.del, rec), [&l, rec](conn &c) { return place(c, l, rec); }});
+                               send(*l.del, rec), [&l, rec](conn &c) { return place(c, l, rec); }, false,
+                               {{path, it->second, true, false}}});
         }
 }
 

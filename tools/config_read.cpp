@@ -79,13 +79,17 @@ bool read_optional(conn &c, const list_desc &l, json &out)
 
 } // namespace
 
-bool read_snapshot(conn &c, snapshot &s, std::string &what)
+bool read_snapshot(conn &c, snapshot &s, std::string &what) { return read_snapshot(c, s, what, nullptr); }
+
+bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &only)
 {
     std::map<std::string, record> reads; // one read of a record serves all its settings (USB)
     const auto &all = groups();
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const vgm::command &row = *all[gi].row;
         for (int i = first_instance(row); i <= last_instance(row); ++i) {
+            if (only && !only(object_path(all[gi].object, i), false))
+                continue;
             const std::string read_key = std::to_string(row.domain) + "/" + std::to_string(row.read_id) + "/" +
                                          std::to_string(i);
             if (reads.count(read_key) == 0) {
@@ -103,6 +107,8 @@ bool read_snapshot(conn &c, snapshot &s, std::string &what)
         const list_desc &l = ls[li];
         for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i) {
             what = object_path(l.object, i) + "." + l.key;
+            if (only && !only(what, true))
+                continue;
             json &out = s.lists[instance_key(li, i)];
             const bool ok = l.kind == list_kind::exact ? read_exact(c, l, i, out)
                             : l.kind == list_kind::keyed ? read_keyed(c, l, out)
@@ -122,7 +128,10 @@ json to_document(const snapshot &s, bool show_secrets)
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const group &g = all[gi];
         for (int i = first_instance(*g.row); i <= last_instance(*g.row); ++i) {
-            const record &rec = s.groups.at(instance_key(gi, i));
+            const auto got = s.groups.find(instance_key(gi, i));
+            if (got == s.groups.end())
+                continue; // not read: a part of the configuration only
+            const record &rec = got->second;
             json &obj = make_path(doc, object_path(g.object, i));
             for (const field &f : g.row->fields)
                 if (applies(f, rec.data()))
@@ -133,7 +142,10 @@ json to_document(const snapshot &s, bool show_secrets)
     for (size_t li = 0; li < ls.size(); ++li) {
         const list_desc &l = ls[li];
         for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i) {
-            json v = s.lists.at(instance_key(li, i));
+            const auto got = s.lists.find(instance_key(li, i));
+            if (got == s.lists.end())
+                continue;
+            json v = got->second;
             if (v.is_array())
                 for (json &e : v)
                     e = masked_entry(l, e, show_secrets);

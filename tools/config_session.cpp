@@ -110,12 +110,29 @@ json masked_list(const list_desc &l, json list)
     return list;
 }
 
+std::string first_part(const outcome &o)
+{
+    if (!o.no_answer)
+        return "the service refused " + o.refused_what + ": " + error_text(o.refused_error) + "; ";
+    static const char *const landed[] = {"it could not be read back", "it had not landed",
+                                         "it had landed and was undone with the rest"};
+    return "unknown: " + o.refused_what + " got no answer (" + error_text(o.refused_error) + "); " +
+           landed[o.landed + 1] + "; ";
+}
+
 std::string outcome_text(const outcome &o)
 {
-    std::string m = "the service refused " + o.refused_what + ": " + error_text(o.refused_error) + "; ";
+    std::string m = o.signal != 0 ? std::string("interrupted by SIG") + sigabbrev_np(o.signal) + " after " +
+                                         std::to_string(o.steps_done) + " step(s); "
+                                   : first_part(o);
+    std::string kept;
+    for (const std::string &path : o.others)
+        kept += "; left as another client set it since: " + path;
     if (o.undo_failed.empty() && o.read_back && o.left_changed.empty())
-        return m + "every step already done was undone: the configuration is as it was";
-    m += "the undo was not complete";
+        return m + (o.signal != 0 ? "the steps done were undone: the configuration is as it was"
+                                  : "every step already done was undone: the configuration is as it was") +
+               kept;
+    m += "the undo was not complete" + kept;
     for (const std::string &u : o.undo_failed)
         m += "; undo refused: " + u;
     if (!o.read_back)
@@ -127,7 +144,7 @@ std::string outcome_text(const outcome &o)
 
 } // namespace
 
-apply_result apply_document(session &s, const json &doc, bool check)
+apply_result apply_document(session &s, const json &doc, bool check, const before_first_change &journal)
 {
     apply_result r;
     const plan p = make_plan(doc, s.before);
@@ -154,6 +171,17 @@ apply_result apply_document(session &s, const json &doc, bool check)
         r.message = std::to_string(p.change_count()) + " change(s) pending; nothing was sent (check)";
         return r;
     }
+    if (journal) {
+        json restore = restrict_to(to_document(s.before, true), managed);
+        restore["version"] = document_version;
+        std::string why;
+        if (!journal(restore, p.change_count(), why)) {
+            r.status = VG_CONFIG_REFUSED;
+            r.changed = false;
+            r.message = why + "; nothing was sent";
+            return r;
+        }
+    }
     const outcome o = run_plan(s.c, p, s.before);
     if (o.done) {
         r.message = "applied " + std::to_string(p.change_count()) + " change(s) in " + std::to_string(p.steps.size()) +
@@ -161,7 +189,7 @@ apply_result apply_document(session &s, const json &doc, bool check)
         return r;
     }
     r.changed = !(o.undo_failed.empty() && o.read_back && o.left_changed.empty());
-    r.status = r.changed ? VG_CONFIG_PARTIAL : VG_CONFIG_REFUSED;
+    r.status = r.changed ? VG_CONFIG_PARTIAL : o.signal != 0 ? VG_CONFIG_INTERRUPTED : VG_CONFIG_REFUSED;
     r.message = outcome_text(o);
     return r;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -44,7 +45,11 @@ struct apply_result {
     json after;  // as they are meant to be
 };
 
-apply_result apply_document(session &s, const json &doc, bool check);
+// Called once the plan is made and before its first change, with the values
+// to restore (secrets in clear) and the number of changes; false (with why)
+// stops the apply before anything is sent.
+using before_first_change = std::function<bool(const json &restore, size_t changes, std::string &why)>;
+apply_result apply_document(session &s, const json &doc, bool check, const before_first_change &journal = {});
 // The values of `full` at the keys that `keys` holds.
 json restrict_to(const json &full, const json &keys);
 std::string error_text(int32_t err);

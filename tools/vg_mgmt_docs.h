@@ -40,6 +40,10 @@ inline const config_verb kConfigVerbs[] = {
     {"diff", "[--json] FILE", "what apply would change, one line per setting (old -> new)"},
     {"apply", "[--check] [--json] FILE", "make the configuration equal to FILE, undone when refused"},
     {"validate", "[--json] FILE", "every problem FILE shows by itself, without the service (for CI)"},
+    {"confirm", "[--json]", "keep the change of 'apply --confirm SECONDS FILE' (else reverted)"},
+    {"recover", "[--json]", "restore what an unfinished apply was changing"},
+    {"history", "[--json]", "the last 10 applies: when, changes, document"},
+    {"rollback", "[--json] [N]", "apply back what the N-th apply back (1: the last) replaced"},
     {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
 };
 // The help text of a config verb.

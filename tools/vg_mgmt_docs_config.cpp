@@ -19,14 +19,30 @@ const struct {
     {VG_CONFIG_NO_SERVICE, "the service could not be reached"},
     {VG_CONFIG_PENDING, "apply --check: changes are pending"},
     {VG_CONFIG_PARTIAL, "the service refused a change and an undo too: the configuration is partly changed"},
+    {VG_CONFIG_INTERRUPTED, "SIGINT, SIGTERM, SIGHUP or SIGPIPE came during apply: the step in flight was "
+                            "finished and the steps done were undone"},
+    {VG_CONFIG_BUSY, "another apply is in progress on this module: refused at once, nothing was sent"},
 };
 
 const char *const kConfigOptions[][2] = {
     {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
     {"--stats", "print the calls made and the time taken on stderr"},
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
-    {"--json", "diff, apply, validate: the result, or the error, as one JSON object on stdout"},
+    {"--json", "diff, apply, validate, history, recover, confirm, rollback: the result, or the error, as one JSON "
+               "object on stdout"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
+    {"--confirm SECONDS",
+     "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) unless "
+     "'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its own session (double fork, "
+     "setsid, standard streams on /dev/null, no other inherited descriptor), so it outlives the shell or SSH "
+     "session that started it; it holds the module's apply lock until then. When the watcher is gone (a restart), "
+     "'config recover' or the next config command reverts the unconfirmed change"},
+    {"--state-dir DIR",
+     "the private folder (0700, files 0600) of the apply lock and journal; default: VG_MGMT_STATE_DIR, else "
+     "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt for others. An apply takes "
+     "the module's lock (a second apply is refused with 9) and writes the journal (the values to restore) before "
+     "its first change; every later config command that finds the journal of an apply that did not finish "
+     "reports it and restores the configuration from before it"},
 };
 
 std::string verb_usage(const config_verb &v)
@@ -81,8 +97,12 @@ void print_config_completion(FILE *out)
     std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
                       "        'config schema'*) words='--help' ;;\n"
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-                      "        'config apply'*) words='--check --json --socket --stats --help' files=1 ;;\n"
+                      "        'config apply'*) words='--check --confirm --json --socket --state-dir --stats --help' files=1 ;;\n"
                       "        'config validate'*) words='--json --help' files=1 ;;\n"
+                      "        'config recover'*) words='--json --socket --state-dir --help' ;;\n"
+                      "        'config confirm'*) words='--json --socket --state-dir --help' ;;\n"
+                      "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
+                      "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 

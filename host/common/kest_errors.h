@@ -64,7 +64,11 @@
     /* Wi-Fi is disabled or the access point interface is not active, so no station can join. */  \
     X(KESTD_ERR_WIFI_OFF, 118, "WIFI_OFF", "Wi-Fi or the interface is off")                        \
     /* The interface's MAC access rule keeps this station out. */                                  \
-    X(KESTD_ERR_ACL_DENIED, 119, "ACL_DENIED", "the MAC access rule keeps this station out")
+    X(KESTD_ERR_ACL_DENIED, 119, "ACL_DENIED", "the MAC access rule keeps this station out")      \
+    /* A LAN block that would leave the DMZ host or an SNAT rule's private address outside the */ \
+    /* LAN or on its gateway: move or remove those first. */                                      \
+    X(KESTD_ERR_LAN_IN_USE, 120, "LAN_IN_USE",                                                     \
+      "the DMZ host or an SNAT rule's private address would leave the LAN: remove them first")
 
 enum kestd_error : uint16_t {
     KESTD_OK = 0,

@@ -15,6 +15,22 @@ namespace {
 
 uint32_t host_of(uint32_t wire) { return kestd_ipv4_host(wire); }
 
+// The LAN rule: the DMZ host and every SNAT rule's private address are
+// hosts of the LAN other than its gateway. It holds at every set (an address
+// outside is refused with INVALID_ADDRESS, a LAN block that would leave one
+// outside with LAN_IN_USE) and at load, so that what was accepted loads.
+bool dependants_fit(const kestd_config &cfg, const network_lan_config_block &lan)
+{
+    kestd_config probe{};
+    probe.lan = lan;
+    if (cfg.dmz != 0 && !kestd_in_lan(probe, cfg.dmz))
+        return false;
+    for (uint32_t i = 0; i < cfg.snat_count && i < KESTD_SNAT_MAX; ++i)
+        if (!kestd_in_lan(probe, cfg.snat[i].private_ip))
+            return false;
+    return true;
+}
+
 // The mask is contiguous and leaves room for hosts (/8 to /30); the gateway
 // is a host of its subnet; the DHCP range lies in the subnet, in order, and
 // without the gateway; a lease lasts at least two minutes.
@@ -124,6 +140,8 @@ uint16_t lan_set(kestd_ctx &ctx, const network_lan_config_set_req &req, resp_sta
     std::memset(lan.reserved, 0, sizeof lan.reserved);
     if (const uint16_t err = lan_check(lan); err != KESTD_OK)
         return err;
+    if (!dependants_fit(ctx.st.cfg, lan))
+        return KESTD_ERR_LAN_IN_USE;
     ctx.st.cfg.lan = lan;
     return KESTD_OK;
 }
@@ -267,13 +285,17 @@ const char *kestd_network_config_problem(const kestd_config &cfg)
 {
     if (lan_check(cfg.lan) != KESTD_OK)
         return "LAN block damaged";
-    if (cfg.dmz != 0 && !kestd_in_lan(cfg, cfg.dmz))
-        return "DMZ address outside the LAN";
     if (cfg.snat_count > KESTD_SNAT_MAX)
         return "SNAT list damaged";
-    for (uint32_t i = 0; i < cfg.snat_count; ++i)
+    if (!dependants_fit(cfg, cfg.lan))
+        return "DMZ host or SNAT private address outside the LAN";
+    for (uint32_t i = 0; i < cfg.snat_count; ++i) {
         if (!snat_rule_ok(cfg.snat[i]))
             return "SNAT rule out of range";
+        for (uint32_t j = 0; j < i; ++j)
+            if (snat_overlaps(cfg.snat[j], cfg.snat[i]))
+                return "two SNAT rules on one global port and protocol";
+    }
     if (cfg.sgmii_enable > 1 || cfg.sgmii_autoneg > 1 || sgmii_config_check(cfg.sgmii_speed, cfg.sgmii_duplex) ||
         cfg.ethernet_mode > 1)
         return "SGMII or Ethernet mode out of range";

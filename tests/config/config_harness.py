@@ -31,7 +31,7 @@ class Service:
         subprocess.run([kestctl, "--socket", self.sock, *words], check=True, capture_output=True, timeout=30)
 
     def env(self):
-        return dict(os.environ, VG_KEST_SOCKET=self.sock)
+        return dict(os.environ, VG_KEST_SOCKET=self.sock, VG_MGMT_STATE_DIR=os.path.join(self.dir.name, "state"))
 
     def run(self, *args, stdin=None):
         """vg-mgmt config ARGS: (exit status, stdout, stderr)."""

@@ -21,6 +21,7 @@ PLAYBOOK = """- hosts: localhost
     ansible_python_interpreter: /nonexistent/vg-test/python3
   environment:
     PATH: "{path}"
+    VG_MGMT_STATE_DIR: "{state}"
   tasks:
     - name: configuration
       vg.mgmt.config:
@@ -51,7 +52,8 @@ class Playbook(unittest.TestCase):
         if src:
             document = "src: " + self.svc.write(config, "module.json")
         path = os.path.dirname(os.path.abspath(VGM)) + ":" + os.environ.get("PATH", "/usr/bin:/bin")
-        book = self.svc.write(PLAYBOOK.format(path=path, sock=self.svc.sock, document=document),
+        book = self.svc.write(PLAYBOOK.format(path=path, sock=self.svc.sock, document=document,
+                                              state=self.svc.env()["VG_MGMT_STATE_DIR"]),
                               "site.yml")
         tmp = os.path.join(self.svc.dir.name, "ansible-tmp")
         # Ansible needs a UTF-8 locale, whatever the caller's is.

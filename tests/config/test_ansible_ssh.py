@@ -112,7 +112,8 @@ class OverSsh(unittest.TestCase):
         path = os.path.dirname(os.path.abspath(VGM)) + ":/usr/bin:/bin"
         doc = {"wifi": {"interfaces": {"1": {"channel": "{{ channel_base | int + %d }}" % channel}}}}
         task = {"vg.mgmt.config": {"socket": "{{ vg_socket }}", "config": doc}, "register": "r"}
-        play = {"hosts": "kest_modules", "gather_facts": False, "environment": {"PATH": path},
+        play = {"hosts": "kest_modules", "gather_facts": False,
+                "environment": {"PATH": path, "VG_MGMT_STATE_DIR": os.path.join(self.tmp.name, "state")},
                 "tasks": [dict(task, name="set"), dict(task, name="again"),
                           {"name": "facts", "vg.mgmt.facts": {"socket": "{{ vg_socket }}"}}]}
         book = os.path.join(self.tmp.name, "play.json")

@@ -125,7 +125,9 @@ const std::vector<round_trip> &round_trips()
         {"snat", {{61, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}}, 63, {},
          [] { network_snat_get_get_resp r{}; r.count = 1;
               r.entries[0] = network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}}; return tail(r); }()},
-        {"lan", {{59, raw(lan_block())}}, 60, {}, raw(lan_block())},
+        // The DMZ host and SNAT rule above leave first: the new LAN does not hold them.
+        {"lan", {{52, {}}, {62, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}, {59, raw(lan_block())}},
+         60, {}, raw(lan_block())},
         {"sgmii_enable", {{54, {5}}}, 55, {}, {1, 0}},
         {"sgmii_config", {{56, {0, 1, 0}}}, 57, {}, {0, 1, 0, 0}},
         {"ethernet_mode", {{64, raw(uint32_t{1})}}, 65, {}, raw(uint32_t{1})},

@@ -192,6 +192,11 @@ const std::vector<std::string> kConfigHelpLines = {
     "  config schema                   print the document's JSON Schema (draft 2020-12)\n",
     "  config diff [--json] FILE       what apply would change, one line per setting (old -> new)\n",
     "  config apply [--check] [--json] FILE make the configuration equal to FILE, undone when refused\n",
+    "  config validate [--json] FILE   every problem FILE shows by itself, without the service (for CI)\n",
+    "  config confirm [--json]         keep the change of 'apply --confirm SECONDS FILE' (else reverted)\n",
+    "  config recover [--json]         restore what an unfinished apply was changing\n",
+    "  config history [--json]         the last 10 applies: when, changes, document\n",
+    "  config rollback [--json] [N]    apply back what the N-th apply back (1: the last) replaced\n",
     "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
 };
 
@@ -256,8 +261,8 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt wifi channel ''", "get set\n"},
         {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
         {"vg-mgmt con", "config\n"},
-        {"vg-mgmt config ''", "export schema diff apply validate ansible\n"},
-        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply validate ansible\n"},
+        {"vg-mgmt config ''", "export schema diff apply validate confirm recover history rollback ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply validate confirm recover history rollback ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
         {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},

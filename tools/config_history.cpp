@@ -1,0 +1,82 @@
+// History entries: one file each, named by a sequence number that grows.
+#include "config_history.h"
+
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+
+namespace vgcfg {
+
+namespace {
+
+std::string prefix() { return state_store::module_file(".history."); }
+
+// The sequence numbers of this module's entries, newest first.
+std::vector<unsigned long> sequence(const state_store &st)
+{
+    std::vector<unsigned long> seq;
+    std::error_code ec;
+    for (const auto &e : std::filesystem::directory_iterator(st.dir(), ec)) {
+        const std::string name = e.path().filename().string();
+        if (name.rfind(prefix(), 0) != 0 || !name.ends_with(".json"))
+            continue;
+        const std::string digits = name.substr(prefix().size(), name.size() - prefix().size() - 5);
+        if (!digits.empty() && std::all_of(digits.begin(), digits.end(), ::isdigit) && digits.size() < 10)
+            seq.push_back(std::stoul(digits));
+    }
+    std::sort(seq.rbegin(), seq.rend());
+    return seq;
+}
+
+std::string entry_name(unsigned long n) { return prefix() + std::to_string(n) + ".json"; }
+
+std::optional<json> entry(const state_store &st, unsigned long n)
+{
+    const std::optional<std::string> text = st.read(entry_name(n));
+    json j = text ? json::parse(*text, nullptr, false) : json();
+    return j.is_object() ? std::optional<json>(std::move(j)) : std::nullopt;
+}
+
+} // namespace
+
+void history_add(const state_store &st, const json &replaced, size_t changes, const std::string &applied)
+{
+    const std::vector<unsigned long> seq = sequence(st);
+    const std::time_t t = std::time(nullptr);
+    std::tm tm{};
+    gmtime_r(&t, &tm);
+    char when[32];
+    std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tm);
+    const json j = {{"when", when}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
+    std::string problem;
+    if (!st.write(entry_name(seq.empty() ? 1 : seq.front() + 1), j.dump(), problem))
+        return;
+    for (size_t i = history_max - 1; i < seq.size(); ++i)
+        st.remove(entry_name(seq[i]));
+}
+
+std::vector<json> history_list(const state_store &st)
+{
+    std::vector<json> out;
+    const std::vector<unsigned long> seq = sequence(st);
+    for (size_t i = 0; i < seq.size(); ++i)
+        if (std::optional<json> j = entry(st, seq[i])) {
+            j->erase("replaced");
+            (*j)["n"] = i + 1;
+            out.push_back(std::move(*j));
+        }
+    return out;
+}
+
+std::optional<json> history_document(const state_store &st, size_t n)
+{
+    const std::vector<unsigned long> seq = sequence(st);
+    if (n == 0 || n > seq.size())
+        return std::nullopt;
+    std::optional<json> j = entry(st, seq[n - 1]);
+    if (!j || !j->contains("replaced"))
+        return std::nullopt;
+    return (*j)["replaced"];
+}
+
+} // namespace vgcfg

@@ -1,0 +1,117 @@
+// The apply lock, the journal and the restore after an apply that did not finish.
+#include "config_safe.h"
+#include "config_confirm.h"
+#include "config_history.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+namespace vgcfg {
+
+namespace {
+
+std::string journal_name() { return state_store::module_file(".journal"); }
+
+std::string utc_now()
+{
+    const std::time_t t = std::time(nullptr);
+    std::tm tm{};
+    gmtime_r(&t, &tm);
+    char buf[32];
+    std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tm);
+    return buf;
+}
+
+} // namespace
+
+int guard_open(guard &g, const std::string &state_dir, const std::string &socket, bool need_lock,
+               std::string &problem)
+{
+    if (!socket.empty())
+        setenv("VG_KEST_SOCKET", socket.c_str(), 1);
+    if (!g.st.open(state_dir.empty() ? state_dir_default() : state_dir, problem))
+        return need_lock ? VG_CONFIG_USAGE : VG_CONFIG_OK;
+    bool busy = false;
+    g.locked = g.lock.take(g.st, busy, problem);
+    if (g.locked || !need_lock)
+        return VG_CONFIG_OK;
+    return busy ? VG_CONFIG_BUSY : VG_CONFIG_USAGE;
+}
+
+int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
+{
+    found = false;
+    apply_lock decide; // confirm and the watcher decide under it too
+    bool busy = false;
+    std::string problem;
+    if (!g.locked || !decide.take(g.st, busy, problem, ".decide", true))
+        return VG_CONFIG_OK;
+    const std::optional<std::string> text = g.st.read(journal_name());
+    if (!text)
+        return VG_CONFIG_OK;
+    found = true;
+    const json j = json::parse(*text, nullptr, false);
+    if (j.is_discarded() || !j.is_object() || !j.contains("restore") || !j["restore"].is_object()) {
+        fprintf(err, "vg-mgmt config: the journal %s/%s is damaged; it is left as it is\n", g.st.dir().c_str(),
+                journal_name().c_str());
+        return VG_CONFIG_USAGE;
+    }
+    fprintf(err, "vg-mgmt config: an apply started %s (process %s, %s change(s)) %s: restoring the "
+                 "configuration from before it\n",
+            j.value("started", "?").c_str(), j.value("pid", json("?")).dump().c_str(),
+            j.value("changes", json("?")).dump().c_str(),
+            j.contains("confirm_by") ? "was not confirmed in time" : "did not finish");
+    const apply_result r = apply_document(s, j["restore"], false);
+    if (r.status != VG_CONFIG_OK) {
+        fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n", r.message.c_str());
+        return r.status;
+    }
+    g.st.remove(journal_name());
+    for (const std::string &l : r.lines)
+        fprintf(err, "  restored %s\n", l.c_str());
+    fprintf(err, "vg-mgmt config: restored: the configuration is as it was before that apply\n");
+    std::string what;
+    s.before = snapshot{};
+    return read_snapshot(s.c, s.before, what) ? VG_CONFIG_OK : VG_CONFIG_REFUSED;
+}
+
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds, const std::string &applied)
+{
+    bool written = false;
+    json replaced;
+    size_t count = 0;
+    auto journal = [&](const json &restore, size_t changes, std::string &why) {
+        replaced = restore;
+        count = changes;
+        const json j = {{"version", 1},
+                        {"pid", static_cast<long>(::getpid())},
+                        {"started", utc_now()},
+                        {"changes", changes},
+                        {"restore", restore}};
+        written = g.st.write(journal_name(), j.dump(), why);
+        return written;
+    };
+    apply_result r = apply_document(s, doc, false, journal);
+    if (!written)
+        return r;
+    std::string problem;
+    if (r.status == VG_CONFIG_OK && r.changed)
+        history_add(g.st, replaced, count, applied);
+    if (confirm_seconds == 0 || r.status != VG_CONFIG_OK || !r.changed) {
+        g.st.remove(journal_name());
+    } else if (await_confirm(g, confirm_seconds, problem)) {
+        r.message += "; it is reverted in " + std::to_string(confirm_seconds) +
+                     " s unless 'vg-mgmt config confirm' comes first";
+    } else { // no watcher: nothing would revert it, so it is reverted now
+        bool found = false;
+        r.status = VG_CONFIG_REFUSED;
+        r.message = problem + "; the change was reverted: " +
+                    (recover_unfinished(g, s, stderr, found) == VG_CONFIG_OK ? "the configuration is as it was"
+                                                                             : "the revert did not complete");
+    }
+    return r;
+}
+
+} // namespace vgcfg
