@@ -13,6 +13,7 @@
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_events.h"
 #include "vg_mgmt_run.h"
+#include "vg_mgmt_status.h"
 
 #ifndef VG_MGMT_VERSION
 #define VG_MGMT_VERSION "0"
@@ -36,7 +37,7 @@ struct parsed {
     std::deque<binding> rows;
     const binding *chosen = nullptr;
     events_options events;
-    bool run_events = false, completion = false;
+    bool run_events = false, completion = false, status = false;
     std::string shell;
     std::vector<std::string> help_words;
     bool help = false;
@@ -104,6 +105,7 @@ void build(CLI::App &app, parsed &p)
     ev->add_option("--timeout", p.events.timeout_s)->check(CLI::NonNegativeNumber);
     ev->add_flag("--exit-on-loss", p.events.exit_on_loss);
     ev->callback([&p] { p.run_events = true; });
+    child(&app, "status")->callback([&p] { p.status = true; });
     CLI::App *comp = child(&app, "completion");
     comp->add_option("shell", p.shell)->required()->check(CLI::IsMember({"bash"}));
     comp->callback([&p] { p.completion = true; });
@@ -251,6 +253,8 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
         return print_bash_completion(out), EXIT_DONE;
     if (p.run_events)
         return run_events(p.o, p.events, p.wait_s);
+    if (p.status)
+        return run_status(p.o, p.wait_s);
     request r;
     r.cmd = p.chosen->cmd;
     r.inst = words_given(p.chosen->inst, p.chosen->inst_opt);

@@ -26,6 +26,13 @@ const char *const kEventsOptions[][2] = {
     {"--exit-on-loss", "exit with status 5 when the service goes away (default: wait for it)"},
 };
 
+const char *const kStatusHelp =
+    "how the module stands: the service's socket and whether it answers; per Wi-Fi interface its SSID, "
+    "band and channel, authentication and number of stations; each data call's state and addresses; the "
+    "LAN, the DMZ host and the number of SNAT rules; the USB configuration in use. With --json one object; "
+    "its \"sources\" say which values are derived or cannot be read (interface activation, pending USB "
+    "settings). Exit 3 when no service answers.";
+
 std::vector<std::string> words_of(const command &c)
 {
     std::vector<std::string> w = {c.domain_word, c.subject};
@@ -182,6 +189,8 @@ std::string usage_line(const std::vector<std::string> &prefix)
         return "vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]";
     if (!prefix.empty() && prefix[0] == "completion")
         return "vg-mgmt completion bash";
+    if (!prefix.empty() && prefix[0] == "status")
+        return "vg-mgmt [options] status";
     if (!prefix.empty() && prefix[0] == "help")
         return "vg-mgmt help [--man] [words]";
     if (!prefix.empty() && prefix[0] == "config")
@@ -207,8 +216,11 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         return print_row_help(out, *rows[0]);
     if (!prefix.empty() && prefix[0] == "config")
         return print_config_help(out);
+    if (prefix == std::vector<std::string>{"status"})
+        return (void)std::fprintf(out, "usage: %s\n%s\n", usage_line(prefix).c_str(), kStatusHelp);
     if (prefix.empty()) {
         std::fprintf(out, "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
+                          "       vg-mgmt [options] status\n"
                           "       vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]\n"
                           "       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
                           "       vg-mgmt completion bash | vg-mgmt help [--man] [words]\n\noptions:\n");
@@ -255,6 +267,7 @@ void print_manpage(FILE *out)
                          scdoc_escape(field_text(f, c.k != kind::get)).c_str());
         std::fprintf(out, "\n");
     }
+    std::fprintf(out, "# STATUS\n\n*vg-mgmt* [_options_] *status*\n\t%s\n\n", scdoc_escape(kStatusHelp).c_str());
     std::fprintf(out, "# EVENTS\n\n");
     for (const auto &o : kEventsOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());

@@ -26,7 +26,7 @@ void print_bash_completion(FILE *out);
 std::vector<std::string> next_words(const std::vector<std::string> &prefix);
 
 // The tool's own commands beside the model's domains.
-inline const char *const kToolWords[] = {"events", "completion", "help", "config"};
+inline const char *const kToolWords[] = {"status", "events", "completion", "help", "config"};
 
 // vg-mgmt config's verbs (tools/config_cmd.cpp): their arguments and what they do.
 struct config_verb {
