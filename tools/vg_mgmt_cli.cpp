@@ -128,48 +128,56 @@ std::vector<std::string> chosen_words(CLI::App &app)
     }
 }
 
-size_t distance(const std::string &a, const std::string &b)
-{
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diag = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t up = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diag + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diag = up;
-        }
-    }
-    return row[b.size()];
-}
-
-// The first word that names no command at its place, and the nearest one.
-std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::string> &prefix)
+// The first of `words` that names no command at its place, with the nearest one.
+std::optional<std::string> unknown_in(const std::vector<std::string> &words, std::vector<std::string> &prefix)
 {
     prefix.clear();
-    for (int i = 1; i < argc; ++i) {
-        const std::string w = argv[i];
-        if (w == "--socket" || w == "--timeout") {
-            ++i;
-            continue;
-        }
-        if (w.starts_with("-"))
-            continue;
+    for (const std::string &w : words) {
         const auto next = next_words(prefix);
         if (next.empty() || prefix == std::vector<std::string>{"help"})
             return std::nullopt;
-        if (std::find(next.begin(), next.end(), w) == next.end()) {
-            const auto best = std::min_element(next.begin(), next.end(), [&](const auto &a, const auto &b) {
-                return distance(w, a) < distance(w, b);
-            });
-            std::string msg = "unknown word '" + w + "'";
-            if (distance(w, *best) <= std::max<size_t>(2, w.size() / 3))
-                msg += "; did you mean '" + *best + "'?";
-            return msg;
-        }
+        if (std::find(next.begin(), next.end(), w) == next.end())
+            return unknown_text("word", w, next);
         prefix.push_back(w);
+    }
+    return std::nullopt;
+}
+
+// The first word of the command line that names no command at its place.
+std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::string> &prefix)
+{
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = argv[i];
+        if (w == "--socket" || w == "--timeout")
+            ++i;
+        else if (!w.starts_with("-"))
+            words.push_back(w);
+    }
+    return unknown_in(words, prefix);
+}
+
+// The first option of the command line that neither the tool nor the
+// commands taken know, with the nearest one they do.
+std::optional<std::string> unknown_option(int argc, char **argv, CLI::App &app)
+{
+    std::vector<std::string> names;
+    for (CLI::App *a = &app; a != nullptr;) {
+        for (const CLI::Option *o : a->get_options()) {
+            for (const std::string &n : o->get_lnames())
+                names.push_back("--" + n);
+            for (const std::string &n : o->get_snames())
+                names.push_back("-" + n);
+        }
+        const auto subs = a->get_subcommands();
+        a = subs.empty() ? nullptr : subs[0];
+    }
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
+        if (w == "--")
+            break;
+        if (w.size() > 1 && w[0] == '-' && std::find(names.begin(), names.end(), w) == names.end())
+            return unknown_text("option", w, names);
     }
     return std::nullopt;
 }
@@ -193,8 +201,9 @@ int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const C
     } else {
         prefix = chosen_words(app);
         msg = e.what();
-        if (const size_t colon = msg.find(": "); e.get_name() == "ExtrasError" && colon != std::string::npos)
-            msg = "unexpected word(s): " + msg.substr(colon + 2);
+        const bool extras = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+        if (const size_t colon = msg.find(": "); extras && colon != std::string::npos)
+            msg = unknown_option(argc, argv, app).value_or("unexpected word(s): " + msg.substr(colon + 2));
         const auto row = std::find_if(p.rows.begin(), p.rows.end(),
                                       [&](const binding &b) { return command_name(*b.cmd) == joined(prefix); });
         usage = row != p.rows.end() ? usage_line(*row->cmd) : usage_line(prefix);
@@ -243,6 +252,12 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
     if (!p.socket.empty())
         setenv(KEST_SOCKET_ENV, p.socket.c_str(), 1);
     if (p.help) {
+        std::vector<std::string> prefix;
+        if (auto unknown = unknown_in(p.help_words, prefix)) {
+            const int status = print_failure(p.o, "help", usage_failure(*unknown));
+            std::fprintf(p.o.err, "usage: %s\n", usage_line(std::vector<std::string>{"help"}).c_str());
+            return status;
+        }
         if (p.man)
             print_manpage(out);
         else

@@ -286,7 +286,11 @@ void print_bash_completion(FILE *out)
                       "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
                       "        w=${COMP_WORDS[i]}\n"
                       "        case $w in --socket|--timeout|--count) ((i++)) ;; -*) ;; *) path+=\" $w\" ;; esac\n"
-                      "    done\n    case \"${path# }\" in\n");
+                      "    done\n"
+                      "    case ${COMP_WORDS[COMP_CWORD-1]} in\n"
+                      "        --socket) compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+                      "        --timeout|--count) COMPREPLY=(); return ;;\n    esac\n"
+                      "    case \"${path# }\" in\n");
     std::vector<std::vector<std::string>> nodes = {{}};
     for (size_t n = 0; n < nodes.size(); ++n) {
         std::string pat, list;

@@ -1,5 +1,6 @@
 // The words about vg-mgmt config: its lines in the help, its section of the
 // manual page and its part of the bash completion, from kConfigVerbs.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -79,6 +80,69 @@ void print_config_completion(FILE *out)
                       "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
                       "        'config apply'*) words='--check --socket --stats --help' files=1 ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
+}
+
+namespace {
+
+size_t distance(const std::string &a, const std::string &b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diag = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t up = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diag + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diag = up;
+        }
+    }
+    return row[b.size()];
+}
+
+// config's option names, from its option table.
+std::vector<std::string> config_option_names()
+{
+    std::vector<std::string> names = {"--help", "-h"};
+    for (const auto &o : kConfigOptions)
+        names.emplace_back(std::string(o[0]).substr(0, std::string(o[0]).find(' ')));
+    return names;
+}
+
+} // namespace
+
+std::string unknown_text(const char *what, const std::string &given, const std::vector<std::string> &valid)
+{
+    std::string msg = std::string("unknown ") + what + " '" + given + "'";
+    const auto best = std::min_element(valid.begin(), valid.end(), [&](const auto &a, const auto &b) {
+        return distance(given, a) < distance(given, b);
+    });
+    if (best != valid.end() && distance(given, *best) <= std::max<size_t>(2, given.size() / 3))
+        msg += "; did you mean '" + *best + "'?";
+    return msg;
+}
+
+std::optional<std::string> config_mistake(int argc, char **argv)
+{
+    bool verb_seen = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = argv[i];
+        const std::string name = w.substr(0, w.find('='));
+        if (w == "--")
+            break;
+        if (w.size() > 1 && w[0] == '-') {
+            const auto known = config_option_names();
+            if (std::find(known.begin(), known.end(), name) == known.end())
+                return unknown_text("option", name, known);
+            i += name == "--socket" && name == w ? 1 : 0;
+        } else if (!verb_seen) {
+            verb_seen = true;
+            if (*config_verb_help(w) == '\0')
+                return unknown_text("word", w, next_words(std::vector<std::string>{"config"}));
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace vgm
