@@ -5,6 +5,7 @@
 #include <string>
 
 #include "config_cmd.h"
+#include "kest_nearest.h"
 #include "vg_mgmt_docs.h"
 
 namespace vgm {
@@ -84,23 +85,6 @@ void print_config_completion(FILE *out)
 
 namespace {
 
-size_t distance(const std::string &a, const std::string &b)
-{
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diag = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t up = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diag + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diag = up;
-        }
-    }
-    return row[b.size()];
-}
-
 // config's option names, from its option table.
 std::vector<std::string> config_option_names()
 {
@@ -114,13 +98,7 @@ std::vector<std::string> config_option_names()
 
 std::string unknown_text(const char *what, const std::string &given, const std::vector<std::string> &valid)
 {
-    std::string msg = std::string("unknown ") + what + " '" + given + "'";
-    const auto best = std::min_element(valid.begin(), valid.end(), [&](const auto &a, const auto &b) {
-        return distance(given, a) < distance(given, b);
-    });
-    if (best != valid.end() && distance(given, *best) <= std::max<size_t>(2, given.size() / 3))
-        msg += "; did you mean '" + *best + "'?";
-    return msg;
+    return kest_unknown_text(what, given, valid);
 }
 
 std::optional<std::string> config_mistake(int argc, char **argv)

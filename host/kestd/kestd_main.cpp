@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 
+#include "kest_nearest.h"
 #include "kestd_client.h"
 #include "kestd_server.h"
 #include "kestd_service.h"
@@ -91,6 +92,20 @@ int listen_on(const std::string &path, std::string &why)
     return fd;
 }
 
+// Names what is wrong with option `a` (with the nearest known one), then the usage.
+int usage_error(const std::string &a, bool has_value)
+{
+    const std::vector<std::string> known = {"--socket", "--state", "--max-clients", "--help"};
+    if (std::find(known.begin(), known.end(), a) == known.end())
+        std::fprintf(stderr, "kestd: %s\n", kest_unknown_text("option", a, known).c_str());
+    else if (has_value)
+        std::fprintf(stderr, "kestd: %s takes a number from 1 to 4096\n", a.c_str());
+    else
+        std::fprintf(stderr, "kestd: %s needs a value\n", a.c_str());
+    std::fputs(USAGE, stderr);
+    return 2;
+}
+
 bool parse_count(const char *text, size_t &out)
 {
     char *end = nullptr;
@@ -121,8 +136,7 @@ int main(int argc, char **argv)
             std::fputs(USAGE, stdout);
             return 0;
         } else {
-            std::fputs(USAGE, stderr);
-            return 2;
+            return usage_error(a, i + 1 < argc);
         }
     }
     const std::string path = kestd_socket_path(socket_arg);

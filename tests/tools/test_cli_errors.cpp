@@ -9,6 +9,7 @@
 #include <set>
 
 #include "config_cmd.h"
+#include "kestctl_messages.h"
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_errors.h"
 #include "vg_mgmt_model.h"
@@ -320,6 +321,43 @@ TEST(Help, BashCompletionFollowsTheModel)
     for (const auto &[line, offered] : rows)
         EXPECT_EQ(offered, complete(r.out, line)) << line;
 }
+
+// kestctl aims a fault at a command by the tool's words: every command of the
+// tool has a message, and the N-th matching request is the one refused.
+TEST(KestctlNames, EveryCommandOfTheToolNamesItsMessage)
+{
+    for (const vgm::command &c : vgm::commands())
+        EXPECT_NE(0u, kestctl_message_id(vgm::command_name(c))) << vgm::command_name(c);
+}
+
+struct NthRow {
+    const char *name;
+    unsigned skip;
+    std::vector<std::vector<std::string>> runs;
+    std::vector<int> statuses;
+};
+
+class FailNth : public ::testing::TestWithParam<NthRow> {};
+
+TEST_P(FailNth, OnlyTheNthMatchingRequestIsRefused)
+{
+    e2e::control_link ctl(cli::Kestd::kestd().socket_path());
+    ctl("fail 104 1 " + std::to_string(kestctl_message_id("wifi channel set")) + " " +
+        std::to_string(GetParam().skip));
+    for (size_t i = 0; i < GetParam().runs.size(); ++i)
+        EXPECT_EQ(GetParam().statuses[i], run(GetParam().runs[i]).status) << i;
+    ctl("clear");
+}
+
+const std::vector<std::string> kChannelSet = {"wifi", "channel", "set", "1", "6"};
+const std::vector<std::string> kChannelGet = {"wifi", "channel", "get", "1"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FailNth,
+    ::testing::Values(NthRow{"first", 0, {kChannelSet, kChannelSet}, {1, 0}},
+                      NthRow{"third", 2, {kChannelSet, kChannelSet, kChannelSet}, {0, 0, 1}},
+                      NthRow{"gets_do_not_count", 1, {kChannelGet, kChannelSet, kChannelGet, kChannelSet}, {0, 0, 0, 1}}),
+    e2e::RowName{});
 
 } // namespace
 
