@@ -108,8 +108,7 @@ json network_status(const reader &r)
 {
     json n = json::object();
     n["lan"] = read_row(r, "network lan get");
-    const json dmz = value_of(read_row(r, "network dmz get"), "address");
-    n["dmz"] = dmz == "0.0.0.0" ? json() : dmz;
+    n["dmz"] = value_of(read_row(r, "network dmz get"), "address");
     n["snat-rules"] = value_of(read_row(r, "network snat list"), "count");
     n["ethernet-mode"] = value_of(read_row(r, "network ethernet-mode get"), "ethernet-mode");
     return n;
