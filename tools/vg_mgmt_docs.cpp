@@ -276,7 +276,7 @@ void print_manpage(FILE *out)
     for (const auto &s : kExitStatuses)
         std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
     std::fprintf(out, "# ENVIRONMENT\n\n*VG_KEST_SOCKET*\n\tThe service's socket.\n\n"
-                      "# SEE ALSO\n\n*kestd*(8), *kestctl*(1)\n");
+                      "# SEE ALSO\n\n*kestd*(1), *kestctl*(1)\n");
 }
 
 void print_bash_completion(FILE *out)

@@ -92,6 +92,41 @@ int listen_on(const std::string &path, std::string &why)
     return fd;
 }
 
+// The listening socket a service manager passed (LISTEN_PID is this process,
+// LISTEN_FDS 1: descriptor 3, a listening Unix stream socket), or -1. The
+// variables are removed so that no child takes the socket for its own.
+int inherited_listener()
+{
+    const char *pid = std::getenv("LISTEN_PID");
+    const char *fds = std::getenv("LISTEN_FDS");
+    const bool ours = pid != nullptr && fds != nullptr && std::strtol(pid, nullptr, 10) == ::getpid() &&
+                      std::strcmp(fds, "1") == 0;
+    ::unsetenv("LISTEN_PID");
+    ::unsetenv("LISTEN_FDS");
+    ::unsetenv("LISTEN_FDNAMES");
+    constexpr int fd = 3; // SD_LISTEN_FDS_START
+    int listening = 0, type = 0;
+    socklen_t len = sizeof listening;
+    if (!ours || ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &len) != 0 || listening == 0)
+        return -1;
+    len = sizeof type;
+    if (::getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &len) != 0 || type != SOCK_STREAM)
+        return -1;
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+}
+
+// The path a listening socket is bound to.
+std::string bound_path(int fd)
+{
+    sockaddr_un addr{};
+    socklen_t len = sizeof addr;
+    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len) != 0 || addr.sun_family != AF_UNIX)
+        return "";
+    return std::string(addr.sun_path, strnlen(addr.sun_path, sizeof addr.sun_path));
+}
+
 // Names what is wrong with option `a` (with the nearest known one), then the usage.
 int usage_error(const std::string &a, bool has_value)
 {
@@ -158,12 +193,15 @@ int main(int argc, char **argv)
     if (signal_fd < 0)
         return die(sys("cannot watch signals for", path));
 
-    const int listen_fd = listen_on(path, why);
+    // Started by the service manager's socket: that socket is used, and left
+    // in place at the end (it belongs to the manager).
+    const int passed = inherited_listener();
+    const int listen_fd = passed >= 0 ? passed : listen_on(path, why);
     if (listen_fd < 0)
         return die(why);
     struct stat ours;
     ::stat(path.c_str(), &ours);
-    std::printf("kestd listening on %s\n", path.c_str());
+    std::printf("kestd listening on %s\n", passed >= 0 ? bound_path(passed).c_str() : path.c_str());
     std::fflush(stdout);
 
     const int rc = kestd_serve(*svc, listen_fd, signal_fd, limits);
@@ -171,7 +209,7 @@ int main(int argc, char **argv)
     ::close(signal_fd);
     // Remove the socket only if it is still the one this service made.
     struct stat now;
-    if (::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
+    if (passed < 0 && ::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
         ::unlink(path.c_str());
     return rc;
 }
