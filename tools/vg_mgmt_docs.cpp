@@ -14,7 +14,9 @@ const char *const kGlobalOptions[][2] = {
     {"--json", "print one JSON object (on failure an error object: code, name, message, status)"},
     {"--show-secrets", "show passphrases, WEP keys and APN passwords instead of ********"},
     {"--raw", "show the LAN, SGMII and station fields as the library gives them"},
-    {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET)"},
+    {"--socket PATH", "the service's socket, sets VG_KEST_SOCKET (default: VG_KEST_SOCKET, else "
+                      "/run/kestd/kestd.sock when it exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else "
+                      "/tmp/vg-kestd-UID/kestd.sock)"},
     {"--timeout S", "wait up to S seconds for the service's socket to appear (default 0)"},
     {"--version", "print the version"},
     {"-h, --help", "help for the words before it"},
@@ -32,6 +34,21 @@ const char *const kStatusHelp =
     "LAN, the DMZ host and the number of SNAT rules; the USB configuration in use. With --json one object; "
     "its \"sources\" say which values are derived or cannot be read (interface activation, pending USB "
     "settings). Exit 3 when no service answers.";
+
+const char *const kManExamples =
+    "# EXAMPLES\n\nHow the module stands, then the same as JSON:\n\n"
+    "```\nvg-mgmt status\nvg-mgmt --json status\n```\n\n"
+    "An access point with WPA on channel 6 (the other settings stay as they were):\n\n"
+    "```\nvg-mgmt wifi channel set 1 6\nvg-mgmt wifi auth set 1 wpa-psk-2 --password longenough\n```\n\n"
+    "A profile and its data call:\n\n"
+    "```\nvg-mgmt datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn internet --user '' "
+    "--password ''\nvg-mgmt datacall up 1 --ip-type ipv4v6\nvg-mgmt datacall info get 1\n```\n\n"
+    "Port forwarding, and a USB function changed and written out:\n\n"
+    "```\nvg-mgmt network snat add 192.168.225.20 8080 80 tcp\n"
+    "vg-mgmt usb func set --adb on && vg-mgmt usb config write\n```\n\n"
+    "The whole configuration saved, then applied to another module after a look at the changes:\n\n"
+    "```\nvg-mgmt config export > module.json\nvg-mgmt --socket /run/other.sock config diff module.json\n"
+    "vg-mgmt --socket /run/other.sock config apply module.json\n```\n\n";
 
 std::vector<std::string> words_of(const command &c)
 {
@@ -247,6 +264,8 @@ void print_manpage(FILE *out)
                       "# SYNOPSIS\n\n*vg-mgmt* [_options_] _domain_ _subject_ [_verb_] [_arguments_]\n\n"
                       "*vg-mgmt* [_options_] *events* [*--count* _N_] [*--timeout* _S_] [*--exit-on-loss*]\n\n"
                       "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
+                      "*vg-mgmt* [_options_] *status*\n\n"
+                      "*vg-mgmt* *help* [*--man*] [_words_] | *completion* *bash*\n\n"
                       "# DESCRIPTION\n\n*vg-mgmt* reads and changes the Wi-Fi, data call, network and USB settings "
                       "of the module through its management service. A *set* changes only the values it "
                       "names: it reads the setting, changes those values and writes it back.\n\n"
@@ -256,9 +275,9 @@ void print_manpage(FILE *out)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
     std::fprintf(out, "# COMMANDS\n\n");
     for (const command &c : commands()) {
-        std::fprintf(out, "*%s*\n\t%s\n", scdoc_escape(usage_line(c)).c_str(), scdoc_escape(c.help).c_str());
-        if (c.note != nullptr)
-            std::fprintf(out, "\t%s\n", scdoc_escape(c.note).c_str());
+        // The one-line help is a phrase: it ends with a full stop before the note.
+        std::fprintf(out, "*%s*\n\t%s.%s%s\n", scdoc_escape(usage_line(c)).c_str(), scdoc_escape(c.help).c_str(),
+                     c.note != nullptr ? " " : "", c.note != nullptr ? scdoc_escape(c.note).c_str() : "");
         std::vector<field> all = axis_fields(c.inst);
         all.insert(all.end(), c.fields.begin(), c.fields.end());
         all.insert(all.end(), c.query.begin(), c.query.end());
@@ -275,6 +294,7 @@ void print_manpage(FILE *out)
     std::fprintf(out, "# EXIT STATUS\n\n");
     for (const auto &s : kExitStatuses)
         std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
+    std::fprintf(out, "%s", kManExamples);
     std::fprintf(out, "# ENVIRONMENT\n\n*VG_KEST_SOCKET*\n\tThe service's socket.\n\n"
                       "# SEE ALSO\n\n*kestd*(1), *kestctl*(1)\n");
 }

@@ -32,7 +32,8 @@ int usage_error(const std::string &why)
 void print_help()
 {
     std::fputs(USAGE, stdout);
-    std::fputs("\noptions:\n  --socket PATH   kestd's socket (default: as vg-mgmt finds it: VG_KEST_SOCKET, ...)\n"
+    std::fputs("\noptions:\n  --socket PATH   kestd's socket (default: VG_KEST_SOCKET, else /run/kestd/kestd.sock when it\n"
+               "                  exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else /tmp/vg-kestd-UID/kestd.sock)\n"
                "  -h, --help      this help (needs no service)\n\ncommands:\n", stdout);
     for (const kestd_control_doc &d : kestd_control_docs)
         std::printf("  %s\n", d.help);

@@ -25,6 +25,27 @@ namespace {
 
 constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE] [--max-clients N]\n";
 
+// The options as --help lists them, with their defaults; kestd(1) is checked
+// against this list.
+constexpr const char *OPTIONS[][2] = {
+    {"--socket PATH", "the socket to listen on, after one passed by socket activation (default: VG_KEST_SOCKET, "
+                      "else /run/kestd/kestd.sock as root, else $XDG_RUNTIME_DIR/vg-kestd.sock, "
+                      "else /tmp/vg-kestd-UID/kestd.sock)"},
+    {"--state FILE", "keep the configuration in FILE across restarts (default: none, every start has the defaults)"},
+    {"--max-clients N", "clients served at once, 1 to 4096 (default: 64)"},
+    {"-h, --help", "this help"},
+};
+
+static_assert(KESTD_MAX_CLIENTS == 64, "--help and kestd(1) name the default");
+
+void print_help()
+{
+    std::fputs(USAGE, stdout);
+    std::fputs("\noptions:\n", stdout);
+    for (const auto &o : OPTIONS)
+        std::printf("  %-18s %s\n", o[0], o[1]);
+}
+
 // The socket's mode: the service's user and its group may connect, nobody
 // else, whatever the umask.
 constexpr mode_t SOCKET_MODE = 0660;
@@ -168,7 +189,7 @@ int main(int argc, char **argv)
         } else if (a == "--max-clients" && i + 1 < argc && parse_count(argv[i + 1], limits.max_clients)) {
             ++i;
         } else if (a == "-h" || a == "--help") {
-            std::fputs(USAGE, stdout);
+            print_help();
             return 0;
         } else {
             return usage_error(a, i + 1 < argc);
