@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "kest_nearest.h"
 #include "kest_proto.h"
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_events.h"
@@ -137,7 +138,7 @@ std::optional<std::string> unknown_in(const std::vector<std::string> &words, std
         if (next.empty() || prefix == std::vector<std::string>{"help"})
             return std::nullopt;
         if (std::find(next.begin(), next.end(), w) == next.end())
-            return unknown_text("word", w, next);
+            return kest_unknown_text("word", w, next);
         prefix.push_back(w);
     }
     return std::nullopt;
@@ -177,7 +178,7 @@ std::optional<std::string> unknown_option(int argc, char **argv, CLI::App &app)
         if (w == "--")
             break;
         if (w.size() > 1 && w[0] == '-' && std::find(names.begin(), names.end(), w) == names.end())
-            return unknown_text("option", w, names);
+            return kest_unknown_text("option", w, names);
     }
     return std::nullopt;
 }

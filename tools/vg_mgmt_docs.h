@@ -52,10 +52,6 @@ void print_config_completion(FILE *out);
 
 std::string scdoc_escape(const std::string &s);
 
-// "unknown word 'exprot'; did you mean 'export'?": `what` is "word" or
-// "option"; the nearest of `valid` is named when it is near enough.
-std::string unknown_text(const char *what, const std::string &given, const std::vector<std::string> &valid);
-
 // The first word or option of a config command line (argv[0] the program)
 // that config does not know, named with the nearest one it does.
 std::optional<std::string> config_mistake(int argc, char **argv);

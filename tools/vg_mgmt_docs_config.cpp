@@ -96,11 +96,6 @@ std::vector<std::string> config_option_names()
 
 } // namespace
 
-std::string unknown_text(const char *what, const std::string &given, const std::vector<std::string> &valid)
-{
-    return kest_unknown_text(what, given, valid);
-}
-
 std::optional<std::string> config_mistake(int argc, char **argv)
 {
     bool verb_seen = false;
@@ -112,12 +107,12 @@ std::optional<std::string> config_mistake(int argc, char **argv)
         if (w.size() > 1 && w[0] == '-') {
             const auto known = config_option_names();
             if (std::find(known.begin(), known.end(), name) == known.end())
-                return unknown_text("option", name, known);
+                return kest_unknown_text("option", name, known);
             i += name == "--socket" && name == w ? 1 : 0;
         } else if (!verb_seen) {
             verb_seen = true;
             if (*config_verb_help(w) == '\0')
-                return unknown_text("word", w, next_words(std::vector<std::string>{"config"}));
+                return kest_unknown_text("word", w, next_words(std::vector<std::string>{"config"}));
         }
     }
     return std::nullopt;

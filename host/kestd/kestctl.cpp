@@ -4,6 +4,7 @@
 // reached. --help, and a command word kestd does not know, need no service.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
