@@ -90,6 +90,14 @@ void bind_row(CLI::App *app, parsed &p, const command &c)
     node->callback([&p, bp] { p.chosen = bp; });
 }
 
+// A number of seconds, 0 or more, in the tool's words when it is not.
+std::string seconds(const std::string &w)
+{
+    char *end = nullptr;
+    const double v = std::strtod(w.c_str(), &end);
+    return end != w.c_str() && *end == '\0' && v >= 0 ? std::string() : "'" + w + "' is not a number of seconds (0 or more)";
+}
+
 void build(CLI::App &app, parsed &p)
 {
     app.set_help_flag("-h,--help");
@@ -97,18 +105,20 @@ void build(CLI::App &app, parsed &p)
     app.add_flag("--show-secrets", p.o.show_secrets);
     app.add_flag("--raw", p.o.raw);
     app.add_option("--socket", p.socket);
-    app.add_option("--timeout", p.wait_s)->check(CLI::NonNegativeNumber);
+    app.add_option("--timeout", p.wait_s)->check(seconds);
     app.add_flag("--version", p.version);
     for (const command &c : commands())
         bind_row(&app, p, c);
     CLI::App *ev = child(&app, "events");
     ev->add_option("--count", p.events.count);
-    ev->add_option("--timeout", p.events.timeout_s)->check(CLI::NonNegativeNumber);
+    ev->add_option("--timeout", p.events.timeout_s)->check(seconds);
     ev->add_flag("--exit-on-loss", p.events.exit_on_loss);
     ev->callback([&p] { p.run_events = true; });
     child(&app, "status")->callback([&p] { p.status = true; });
     CLI::App *comp = child(&app, "completion");
-    comp->add_option("shell", p.shell)->required()->check(CLI::IsMember({"bash"}));
+    comp->add_option("shell", p.shell)->required()->check([](const std::string &w) {
+        return w == "bash" ? std::string() : kest_unknown_text("word", w, {"bash"});
+    });
     comp->callback([&p] { p.completion = true; });
     CLI::App *help = child(&app, "help");
     help->add_flag("--man", p.man);

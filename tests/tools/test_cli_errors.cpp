@@ -130,7 +130,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "vg-mgmt config: unknown option '--show-secret'; did you mean '--show-secrets'?"},
         DeadEndRow{"config_own_option_typo", {"config", "--stat", "export"},
                    "vg-mgmt config: unknown option '--stat'; did you mean '--stats'?"},
-        DeadEndRow{"status_extra", {"status", "--jsn"}, "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"}),
+        DeadEndRow{"status_extra", {"status", "--jsn"}, "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
+        DeadEndRow{"events_option_typo", {"events", "--cont", "1"},
+                   "vg-mgmt: unknown option '--cont'; did you mean '--count'?"},
+        DeadEndRow{"shell_typo", {"completion", "bsh"}, "vg-mgmt: shell: unknown word 'bsh'; did you mean 'bash'?"},
+        DeadEndRow{"not_seconds", {"--timeout", "abc", "status"},
+                   "vg-mgmt: --timeout: 'abc' is not a number of seconds (0 or more)"}),
     e2e::RowName{});
 
 TEST(NoService, NamedAtOnceWhenTheSocketIsMissing)
