@@ -61,7 +61,7 @@ endfunction()
 # The library's page is installed with the development files.
 vg_man_page(${PROJECT_SOURCE_DIR}/man/libvg_mgmt_client.3.scd libvg_mgmt_client 3 dev)
 if(VG_BUILD_HOST)
-  vg_man_page(${PROJECT_SOURCE_DIR}/man/kestd.8.scd kestd 8 sim)
+  vg_man_page(${PROJECT_SOURCE_DIR}/man/kestd.1.scd kestd 1 sim)
   vg_man_page(${PROJECT_SOURCE_DIR}/man/kestctl.1.scd kestctl 1 sim)
   vg_man_page(${PROJECT_SOURCE_DIR}/man/vg-sim-run.1.scd vg-sim-run 1 sim)
 endif()

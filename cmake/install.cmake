@@ -84,4 +84,10 @@ if(VG_BUILD_HOST)
           DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT sim)
   install(FILES host/kestd/README.md
           DESTINATION ${VG_DOCDIR}/vg-mgmt-sim COMPONENT sim)
+  # kestd as a service: socket activation, for the system (state in
+  # /var/lib/kestd) and for each user (systemctl --user).
+  install(FILES packaging/systemd/kestd.service packaging/systemd/kestd.socket
+          DESTINATION lib/systemd/system COMPONENT sim)
+  install(FILES packaging/systemd/user/kestd.service packaging/systemd/user/kestd.socket
+          DESTINATION lib/systemd/user COMPONENT sim)
 endif()

@@ -173,8 +173,16 @@ if(VG_DEB_ARCH STREQUAL "armhf")
 else()
   set(vg_sim_relation RECOMMENDS)
 endif()
-foreach(component RUNTIME DEV TOOL)
+foreach(component RUNTIME DEV)
   set(CPACK_DEBIAN_${component}_PACKAGE_${vg_sim_relation} vg-mgmt-sim)
 endforeach()
+# vg-mgmt cannot even start on a PC without the host platform's libraries
+# (libqmi_cci.so.1 and the rest live in vg-mgmt-sim): there it depends on
+# vg-mgmt-sim. On an armhf board the module's platform image has them.
+if(NOT VG_DEB_ARCH STREQUAL "armhf" AND "sim" IN_LIST vg_components)
+  list(APPEND CPACK_COMPONENT_TOOL_DEPENDS sim)
+else()
+  set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS vg-mgmt-sim)
+endif()
 
 include(CPack)

@@ -87,6 +87,9 @@ step wifi channel set 1 15 || true
 step wifi channel set 1 36 || true
 step --json wifi channel set 1 36 || true
 
+echo "== the module on one screen, the call up"
+step status
+
 step datacall down "$index" --ip-type ipv4v6
 sleep 0.5
 echo "== events seen meanwhile"

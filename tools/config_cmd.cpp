@@ -344,6 +344,10 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
+        if (auto mistake = vgm::config_mistake(argc, argv); mistake && e.get_exit_code() != 0) {
+            fprintf(err, "vg-mgmt config: %s\nusage: %s\n", mistake->c_str(), vgm::usage_line(std::vector<std::string>{"config"}).c_str());
+            return VG_CONFIG_USAGE;
+        }
         std::ostringstream o_out, o_err;
         const int code = app.exit(e, o_out, o_err);
         fputs(o_out.str().c_str(), out);

@@ -10,10 +10,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include "kest_nearest.h"
 #include "kest_proto.h"
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_events.h"
 #include "vg_mgmt_run.h"
+#include "vg_mgmt_status.h"
 
 #ifndef VG_MGMT_VERSION
 #define VG_MGMT_VERSION "0"
@@ -37,7 +39,7 @@ struct parsed {
     std::deque<binding> rows;
     const binding *chosen = nullptr;
     events_options events;
-    bool run_events = false, completion = false;
+    bool run_events = false, completion = false, status = false;
     std::string shell;
     std::vector<std::string> help_words;
     bool help = false;
@@ -114,6 +116,14 @@ void bind_row(CLI::App *app, parsed &p, const command &c)
     node->callback([&p, bp] { p.chosen = bp; });
 }
 
+// A number of seconds, 0 or more, in the tool's words when it is not.
+std::string seconds(const std::string &w)
+{
+    char *end = nullptr;
+    const double v = std::strtod(w.c_str(), &end);
+    return end != w.c_str() && *end == '\0' && v >= 0 ? std::string() : "'" + w + "' is not a number of seconds (0 or more)";
+}
+
 void build(CLI::App &app, parsed &p)
 {
     app.set_help_flag("-h,--help");
@@ -121,17 +131,20 @@ void build(CLI::App &app, parsed &p)
     app.add_flag("--show-secrets", p.o.show_secrets);
     app.add_flag("--raw", p.o.raw);
     app.add_option("--socket", p.socket);
-    app.add_option("--timeout", p.wait_s)->check(CLI::NonNegativeNumber);
+    app.add_option("--timeout", p.wait_s)->check(seconds);
     app.add_flag("--version", p.version);
     for (const command &c : commands())
         bind_row(&app, p, c);
     CLI::App *ev = child(&app, "events");
     ev->add_option("--count", p.events.count);
-    ev->add_option("--timeout", p.events.timeout_s)->check(CLI::NonNegativeNumber);
+    ev->add_option("--timeout", p.events.timeout_s)->check(seconds);
     ev->add_flag("--exit-on-loss", p.events.exit_on_loss);
     ev->callback([&p] { p.run_events = true; });
+    child(&app, "status")->callback([&p] { p.status = true; });
     CLI::App *comp = child(&app, "completion");
-    comp->add_option("shell", p.shell)->required()->check(CLI::IsMember({"bash"}));
+    comp->add_option("shell", p.shell)->required()->check([](const std::string &w) {
+        return w == "bash" ? std::string() : kest_unknown_text("word", w, {"bash"});
+    });
     comp->callback([&p] { p.completion = true; });
     CLI::App *help = child(&app, "help");
     help->add_flag("--man", p.man);
@@ -152,48 +165,56 @@ std::vector<std::string> chosen_words(CLI::App &app)
     }
 }
 
-size_t distance(const std::string &a, const std::string &b)
-{
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diag = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t up = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diag + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diag = up;
-        }
-    }
-    return row[b.size()];
-}
-
-// The first word that names no command at its place, and the nearest one.
-std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::string> &prefix)
+// The first of `words` that names no command at its place, with the nearest one.
+std::optional<std::string> unknown_in(const std::vector<std::string> &words, std::vector<std::string> &prefix)
 {
     prefix.clear();
-    for (int i = 1; i < argc; ++i) {
-        const std::string w = argv[i];
-        if (w == "--socket" || w == "--timeout") {
-            ++i;
-            continue;
-        }
-        if (w.starts_with("-"))
-            continue;
+    for (const std::string &w : words) {
         const auto next = next_words(prefix);
         if (next.empty() || prefix == std::vector<std::string>{"help"})
             return std::nullopt;
-        if (std::find(next.begin(), next.end(), w) == next.end()) {
-            const auto best = std::min_element(next.begin(), next.end(), [&](const auto &a, const auto &b) {
-                return distance(w, a) < distance(w, b);
-            });
-            std::string msg = "unknown word '" + w + "'";
-            if (distance(w, *best) <= std::max<size_t>(2, w.size() / 3))
-                msg += "; did you mean '" + *best + "'?";
-            return msg;
-        }
+        if (std::find(next.begin(), next.end(), w) == next.end())
+            return kest_unknown_text("word", w, next);
         prefix.push_back(w);
+    }
+    return std::nullopt;
+}
+
+// The first word of the command line that names no command at its place.
+std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::string> &prefix)
+{
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = argv[i];
+        if (w == "--socket" || w == "--timeout")
+            ++i;
+        else if (!w.starts_with("-"))
+            words.push_back(w);
+    }
+    return unknown_in(words, prefix);
+}
+
+// The first option of the command line that neither the tool nor the
+// commands taken know, with the nearest one they do.
+std::optional<std::string> unknown_option(int argc, char **argv, CLI::App &app)
+{
+    std::vector<std::string> names;
+    for (CLI::App *a = &app; a != nullptr;) {
+        for (const CLI::Option *o : a->get_options()) {
+            for (const std::string &n : o->get_lnames())
+                names.push_back("--" + n);
+            for (const std::string &n : o->get_snames())
+                names.push_back("-" + n);
+        }
+        const auto subs = a->get_subcommands();
+        a = subs.empty() ? nullptr : subs[0];
+    }
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
+        if (w == "--")
+            break;
+        if (w.size() > 1 && w[0] == '-' && std::find(names.begin(), names.end(), w) == names.end())
+            return kest_unknown_text("option", w, names);
     }
     return std::nullopt;
 }
@@ -217,8 +238,9 @@ int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const C
     } else {
         prefix = chosen_words(app);
         msg = e.what();
-        if (const size_t colon = msg.find(": "); e.get_name() == "ExtrasError" && colon != std::string::npos)
-            msg = "unexpected word(s): " + msg.substr(colon + 2);
+        const bool extras = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+        if (const size_t colon = msg.find(": "); extras && colon != std::string::npos)
+            msg = unknown_option(argc, argv, app).value_or("unexpected word(s): " + msg.substr(colon + 2));
         const auto row = std::find_if(p.rows.begin(), p.rows.end(),
                                       [&](const binding &b) { return command_name(*b.cmd) == joined(prefix); });
         usage = row != p.rows.end() ? usage_line(*row->cmd) : usage_line(prefix);
@@ -267,6 +289,12 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
     if (!p.socket.empty())
         setenv(KEST_SOCKET_ENV, p.socket.c_str(), 1);
     if (p.help) {
+        std::vector<std::string> prefix;
+        if (auto unknown = unknown_in(p.help_words, prefix)) {
+            const int status = print_failure(p.o, "help", usage_failure(*unknown));
+            std::fprintf(p.o.err, "usage: %s\n", usage_line(std::vector<std::string>{"help"}).c_str());
+            return status;
+        }
         if (p.man)
             print_manpage(out);
         else
@@ -277,6 +305,8 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
         return print_bash_completion(out), EXIT_DONE;
     if (p.run_events)
         return run_events(p.o, p.events, p.wait_s);
+    if (p.status)
+        return run_status(p.o, p.wait_s);
     request r;
     r.cmd = p.chosen->cmd;
     r.inst = words_given(p.chosen->inst, p.chosen->inst_opt);

@@ -14,7 +14,9 @@ const char *const kGlobalOptions[][2] = {
     {"--json", "print one JSON object (on failure an error object: code, name, message, status)"},
     {"--show-secrets", "show passphrases, WEP keys and APN passwords instead of ********"},
     {"--raw", "show the LAN, SGMII and station fields as the library gives them"},
-    {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET)"},
+    {"--socket PATH", "the service's socket, sets VG_KEST_SOCKET (default: VG_KEST_SOCKET, else "
+                      "/run/kestd/kestd.sock when it exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else "
+                      "/tmp/vg-kestd-UID/kestd.sock)"},
     {"--timeout S", "wait up to S seconds for the service's socket to appear (default 0)"},
     {"--version", "print the version"},
     {"-h, --help", "help for the words before it"},
@@ -25,6 +27,28 @@ const char *const kEventsOptions[][2] = {
     {"--timeout S", "stop after S seconds"},
     {"--exit-on-loss", "exit with status 5 when the service goes away (default: wait for it)"},
 };
+
+const char *const kStatusHelp =
+    "how the module stands: the service's socket and whether it answers; per Wi-Fi interface its SSID, "
+    "band and channel, authentication and number of stations; each data call's state and addresses; the "
+    "LAN, the DMZ host and the number of SNAT rules; the USB configuration in use. With --json one object; "
+    "its \"sources\" say which values are derived or cannot be read (interface activation, pending USB "
+    "settings). Exit 3 when no service answers.";
+
+const char *const kManExamples =
+    "# EXAMPLES\n\nHow the module stands, then the same as JSON:\n\n"
+    "```\nvg-mgmt status\nvg-mgmt --json status\n```\n\n"
+    "An access point with WPA on channel 6 (the other settings stay as they were):\n\n"
+    "```\nvg-mgmt wifi channel set 1 6\nvg-mgmt wifi auth set 1 wpa-psk-2 --password longenough\n```\n\n"
+    "A profile and its data call:\n\n"
+    "```\nvg-mgmt datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn internet --user '' "
+    "--password ''\nvg-mgmt datacall up 1 --ip-type ipv4v6\nvg-mgmt datacall info get 1\n```\n\n"
+    "Port forwarding, and a USB function changed and written out:\n\n"
+    "```\nvg-mgmt network snat add 192.168.225.20 8080 80 tcp\n"
+    "vg-mgmt usb func set --adb on && vg-mgmt usb config write\n```\n\n"
+    "The whole configuration saved, then applied to another module after a look at the changes:\n\n"
+    "```\nvg-mgmt config export > module.json\nvg-mgmt --socket /run/other.sock config diff module.json\n"
+    "vg-mgmt --socket /run/other.sock config apply module.json\n```\n\n";
 
 std::vector<std::string> words_of(const command &c)
 {
@@ -185,6 +209,8 @@ std::string usage_line(const std::vector<std::string> &prefix)
         return "vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]";
     if (!prefix.empty() && prefix[0] == "completion")
         return "vg-mgmt completion bash";
+    if (!prefix.empty() && prefix[0] == "status")
+        return "vg-mgmt [options] status";
     if (!prefix.empty() && prefix[0] == "help")
         return "vg-mgmt help [--man] [words]";
     if (!prefix.empty() && prefix[0] == "config")
@@ -210,8 +236,11 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         return print_row_help(out, *rows[0]);
     if (!prefix.empty() && prefix[0] == "config")
         return print_config_help(out);
+    if (prefix == std::vector<std::string>{"status"})
+        return (void)std::fprintf(out, "usage: %s\n%s\n", usage_line(prefix).c_str(), kStatusHelp);
     if (prefix.empty()) {
         std::fprintf(out, "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
+                          "       vg-mgmt [options] status\n"
                           "       vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]\n"
                           "       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
                           "       vg-mgmt completion bash | vg-mgmt help [--man] [words]\n\noptions:\n");
@@ -238,6 +267,8 @@ void print_manpage(FILE *out)
                       "# SYNOPSIS\n\n*vg-mgmt* [_options_] _domain_ _subject_ [_verb_] [_arguments_]\n\n"
                       "*vg-mgmt* [_options_] *events* [*--count* _N_] [*--timeout* _S_] [*--exit-on-loss*]\n\n"
                       "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
+                      "*vg-mgmt* [_options_] *status*\n\n"
+                      "*vg-mgmt* *help* [*--man*] [_words_] | *completion* *bash*\n\n"
                       "# DESCRIPTION\n\n*vg-mgmt* reads and changes the Wi-Fi, data call, network and USB settings "
                       "of the module through its management service. A *set* changes only the values it "
                       "names: it reads the setting, changes those values and writes it back.\n\n"
@@ -247,9 +278,9 @@ void print_manpage(FILE *out)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
     std::fprintf(out, "# COMMANDS\n\n");
     for (const command &c : commands()) {
-        std::fprintf(out, "*%s*\n\t%s\n", scdoc_escape(usage_line(c)).c_str(), scdoc_escape(c.help).c_str());
-        if (c.note != nullptr)
-            std::fprintf(out, "\t%s\n", scdoc_escape(c.note).c_str());
+        // The one-line help is a phrase: it ends with a full stop before the note.
+        std::fprintf(out, "*%s*\n\t%s.%s%s\n", scdoc_escape(usage_line(c)).c_str(), scdoc_escape(c.help).c_str(),
+                     c.note != nullptr ? " " : "", c.note != nullptr ? scdoc_escape(c.note).c_str() : "");
         std::vector<field> all = axis_fields(c.inst);
         all.insert(all.end(), c.fields.begin(), c.fields.end());
         all.insert(all.end(), c.query.begin(), c.query.end());
@@ -258,6 +289,7 @@ void print_manpage(FILE *out)
                          scdoc_escape(field_text(f, c.k != kind::get)).c_str());
         std::fprintf(out, "\n");
     }
+    std::fprintf(out, "# STATUS\n\n*vg-mgmt* [_options_] *status*\n\t%s\n\n", scdoc_escape(kStatusHelp).c_str());
     std::fprintf(out, "# EVENTS\n\n");
     for (const auto &o : kEventsOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
@@ -265,8 +297,9 @@ void print_manpage(FILE *out)
     std::fprintf(out, "# EXIT STATUS\n\n");
     for (const auto &s : kExitStatuses)
         std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
+    std::fprintf(out, "%s", kManExamples);
     std::fprintf(out, "# ENVIRONMENT\n\n*VG_KEST_SOCKET*\n\tThe service's socket.\n\n"
-                      "# SEE ALSO\n\n*kestd*(8), *kestctl*(1)\n");
+                      "# SEE ALSO\n\n*kestd*(1), *kestctl*(1)\n");
 }
 
 void print_bash_completion(FILE *out)
@@ -276,7 +309,11 @@ void print_bash_completion(FILE *out)
                       "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
                       "        w=${COMP_WORDS[i]}\n"
                       "        case $w in --socket|--timeout|--count) ((i++)) ;; -*) ;; *) path+=\" $w\" ;; esac\n"
-                      "    done\n    case \"${path# }\" in\n");
+                      "    done\n"
+                      "    case ${COMP_WORDS[COMP_CWORD-1]} in\n"
+                      "        --socket) compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+                      "        --timeout|--count) COMPREPLY=(); return ;;\n    esac\n"
+                      "    case \"${path# }\" in\n");
     std::vector<std::vector<std::string>> nodes = {{}};
     for (size_t n = 0; n < nodes.size(); ++n) {
         std::string pat, list;

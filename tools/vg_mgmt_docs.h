@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ void print_bash_completion(FILE *out);
 std::vector<std::string> next_words(const std::vector<std::string> &prefix);
 
 // The tool's own commands beside the model's domains.
-inline const char *const kToolWords[] = {"events", "completion", "help", "config"};
+inline const char *const kToolWords[] = {"status", "events", "completion", "help", "config"};
 
 // vg-mgmt config's verbs (tools/config_cmd.cpp): their arguments and what they do.
 struct config_verb {
@@ -55,5 +56,9 @@ void print_config_manpage(FILE *out);
 void print_config_completion(FILE *out);
 
 std::string scdoc_escape(const std::string &s);
+
+// The first word or option of a config command line (argv[0] the program)
+// that config does not know, named with the nearest one it does.
+std::optional<std::string> config_mistake(int argc, char **argv);
 
 } // namespace vgm

@@ -1,9 +1,11 @@
 // The words about vg-mgmt config: its lines in the help, its section of the
 // manual page and its part of the bash completion, from kConfigVerbs.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
 #include "config_cmd.h"
+#include "kest_nearest.h"
 #include "vg_mgmt_docs.h"
 
 namespace vgm {
@@ -104,6 +106,41 @@ void print_config_completion(FILE *out)
                       "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
                       "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
                       "        'config ansible'*) words='--help' files=1 ;;\n");
+}
+
+namespace {
+
+// config's option names, from its option table.
+std::vector<std::string> config_option_names()
+{
+    std::vector<std::string> names = {"--help", "-h"};
+    for (const auto &o : kConfigOptions)
+        names.emplace_back(std::string(o[0]).substr(0, std::string(o[0]).find(' ')));
+    return names;
+}
+
+} // namespace
+
+std::optional<std::string> config_mistake(int argc, char **argv)
+{
+    bool verb_seen = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string w = argv[i];
+        const std::string name = w.substr(0, w.find('='));
+        if (w == "--")
+            break;
+        if (w.size() > 1 && w[0] == '-') {
+            const auto known = config_option_names();
+            if (std::find(known.begin(), known.end(), name) == known.end())
+                return kest_unknown_text("option", name, known);
+            i += name == "--socket" && name == w ? 1 : 0;
+        } else if (!verb_seen) {
+            verb_seen = true;
+            if (*config_verb_help(w) == '\0')
+                return kest_unknown_text("word", w, next_words(std::vector<std::string>{"config"}));
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace vgm

@@ -67,6 +67,7 @@ struct command {
     // given fields are in it; the given fields are parsed in again after it.
     void (*prepare)(const uint8_t *rrec, uint8_t *wrec) = nullptr;
     const char *note = nullptr; // a further help line
+    const char *when_refused = nullptr; // what to do instead, added to the service's refusal
 };
 
 // All rows, in the order help lists them.

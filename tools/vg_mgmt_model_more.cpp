@@ -63,25 +63,43 @@ std::vector<field> apn_fields()
             secret("password", offsetof(A, password), 128, "password")};
 }
 
+// Which halves of a call record a get shows (by the IP type asked for), and
+// whether each half's call is up: a call that is down has no addresses.
+using I = data_call_info_params;
+bool v4_shown(const uint8_t *r) { return r[offsetof(I, ip_type)] != 1; }
+bool v6_shown(const uint8_t *r) { return r[offsetof(I, ip_type)] != 0; }
+bool half_up(const uint8_t *r, size_t off)
+{
+    uint32_t status;
+    std::memcpy(&status, r + off, 4);
+    return status == 1;
+}
+bool v4_up(const uint8_t *r) { return v4_shown(r) && half_up(r, offsetof(I, ipv4) + offsetof(data_call_info_v4, status)); }
+bool v6_up(const uint8_t *r) { return v6_shown(r) && half_up(r, offsetof(I, ipv6) + offsetof(data_call_info_v6, status)); }
+
 std::vector<field> call_family(const char *prefix, uint16_t base, bool v4)
 {
+    bool (*shown)(const uint8_t *) = v4 ? v4_shown : v6_shown;
+    bool (*up)(const uint8_t *) = v4 ? v4_up : v6_up;
     // Offsets are the same in both halves up to the addresses.
     const auto key = [prefix](const std::string &k) { return intern(prefix + k); };
     using V4 = data_call_info_v4;
     using V6 = data_call_info_v6;
     std::vector<field> f = {
-        named(key("status"), base + offsetof(V4, status), 4, kCallStatus, "call state"),
-        text(key("ifname"), base + offsetof(V4, name), 16, "network interface name")};
+        named(key("status"), base + offsetof(V4, status), 4, kCallStatus, "call state").when(shown),
+        text(key("ifname"), base + offsetof(V4, name), 16, "network interface name (while connected)").when(up)};
     const char *addr[] = {"address", "gateway", "dns1", "dns2"};
     for (uint16_t i = 0; i < 4; ++i)
-        f.push_back(v4 ? of_type(vtype::ipv4, key(addr[i]), base + offsetof(V4, address) + 4 * i, 4, "")
-                       : of_type(vtype::ipv6, key(addr[i]), base + offsetof(V6, address) + 16 * i, 16, ""));
+        f.push_back((v4 ? of_type(vtype::ipv4, key(addr[i]), base + offsetof(V4, address) + 4 * i, 4, "")
+                        : of_type(vtype::ipv6, key(addr[i]), base + offsetof(V6, address) + 16 * i, 16, ""))
+                        .when(up));
     const uint16_t stats = v4 ? offsetof(V4, stat_1) : offsetof(V6, stat_1);
     const uint16_t stat_off[] = {0, 4, 8, 16, 24, 28};
     const uint16_t stat_width[] = {4, 4, 8, 8, 4, 4};
     for (int i = 0; i < 6; ++i)
-        f.push_back(num(key("stat-" + std::to_string(i + 1)),
-                        static_cast<uint16_t>(base + stats + stat_off[i]), stat_width[i], 0, 0, ""));
+        f.push_back(num(key("stat-" + std::to_string(i + 1)), static_cast<uint16_t>(base + stats + stat_off[i]),
+                        stat_width[i], 0, 0, "a counter of the call; what it counts is the service's matter")
+                        .when(shown));
     return f;
 }
 
@@ -119,13 +137,8 @@ void add_data_call_commands(std::vector<command> &c)
                     secret("password", offsetof(U, password), 128, "password").or_default("")}));
     c.push_back(dc("down", "", kind::run, "stop the data call of a profile", 0, DATA_CALL_CMD_DOWN,
                    axis::profile, {field(ip_type).or_default("ipv4")}));
-    using I = data_call_info_params;
     std::vector<field> info = call_family("ipv4-", offsetof(I, ipv4), true);
     std::vector<field> v6 = call_family("ipv6-", offsetof(I, ipv6), false);
-    for (field &f : info)
-        f.shown = [](const uint8_t *r) { return r[offsetof(I, ip_type)] != 1; };
-    for (field &f : v6)
-        f.shown = [](const uint8_t *r) { return r[offsetof(I, ip_type)] != 0; };
     info.insert(info.end(), v6.begin(), v6.end());
     command get = dc("info", "get", kind::get, "show the data call of a profile", DATA_CALL_CMD_INFO, 0,
                      axis::profile, info);
@@ -157,9 +170,13 @@ void add_data_call_commands(std::vector<command> &c)
 
 void add_network_commands(std::vector<command> &c)
 {
-    const field dmz = of_type(vtype::ipv4, "address", 0, 4, "LAN host that takes unsolicited traffic");
+    const field dmz = of_type(vtype::ipv4, "address", 0, 4, "LAN host that takes unsolicited traffic").none_when_zero();
     c.push_back(net("dmz", "get", kind::get, "show the DMZ host", NETWORK_CMD_DMZ_GET, 0, {dmz}));
-    c.push_back(net("dmz", "add", kind::run, "set the DMZ host", 0, NETWORK_CMD_DMZ_ADD, {dmz}, 1));
+    command dmz_add = net("dmz", "add", kind::run, "set the DMZ host", 0, NETWORK_CMD_DMZ_ADD, {dmz}, 1);
+    dmz_add.note = "One DMZ host at a time: while one is set the service refuses another (DUPLICATE); "
+                   "'network dmz del' removes it first.";
+    dmz_add.when_refused = "a DMZ host may be set already: 'network dmz get' shows it, 'network dmz del' removes it";
+    c.push_back(dmz_add);
     c.push_back(net("dmz", "del", kind::run, "remove the DMZ host", 0, NETWORK_CMD_DMZ_DEL, {}));
     c.push_back(net("snat", "add", kind::run, "add an SNAT (port forwarding) rule", 0, NETWORK_CMD_SNAT_ADD,
                     snat_fields(), 4));

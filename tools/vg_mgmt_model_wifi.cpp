@@ -60,7 +60,9 @@ command row(const char *subject, const char *verb, kind k, const char *help, uin
 
 field auth_field()
 {
-    return named("auth", offsetof(wifi_auth_params, auth), 4, kAuth, "authentication type");
+    return named("auth", offsetof(wifi_auth_params, auth), 4, kAuth,
+                 "authentication type: wpa-psk-2, -3 and -4 are WPA with a passphrase; which of them is "
+                 "WPA2, WPA3 or a mix is the service's matter (the library passes the number through)");
 }
 
 std::vector<field> auth_fields()
@@ -73,7 +75,7 @@ std::vector<field> auth_fields()
             secret("key1", offsetof(A, wep.key1), 64, "WEP key 1").when(is_wep),
             secret("key2", offsetof(A, wep.key2), 64, "WEP key 2").when(is_wep),
             secret("key3", offsetof(A, wep.key3), 64, "WEP key 3").when(is_wep),
-            num("pairwise", offsetof(A, wpa.pairwise), 4, 0, 2, "WPA: pairwise cipher selector")
+            num("pairwise", offsetof(A, wpa.pairwise), 4, 0, 2, "WPA: pairwise cipher selector (its ciphers are the service's matter)")
                 .when(is_wpa),
             secret("password", offsetof(A, wpa.password), 64, "WPA: the passphrase").when(is_wpa),
             num("group-rekey", offsetof(A, wpa.group_rekey), 4, 0, 0, "WPA: group rekey interval")
@@ -131,10 +133,10 @@ void add_wifi_commands(std::vector<command> &c)
     auth.note = "Changing the type starts the new type's fields from zero: give them with it.";
     add_setting(c, auth);
     add_setting(c, setting("mode", "an interface's radio mode (as the service defines it)", WIFI_CMD_MODE,
-                           {num("mode", 4, 4, 0, 5, "radio mode")}));
+                           {num("mode", 4, 4, 0, 5, "802.11 radio mode; what each number stands for is the service's matter")}));
     add_setting(c, setting("channel", "an interface's radio channel", WIFI_CMD_CHANNEL, {channel_field()}));
     add_setting(c, setting("bandwidth", "an interface's channel bandwidth (as the service defines it)",
-                           WIFI_CMD_BANDWIDTH, {num("bandwidth", 4, 4, 0, 3, "channel bandwidth")}));
+                           WIFI_CMD_BANDWIDTH, {num("bandwidth", 4, 4, 0, 3, "channel bandwidth; what each number stands for is the service's matter")}));
     add_setting(c, setting("max-sta", "the most stations an interface takes", WIFI_CMD_MAX_NUM_STA,
                            {num("max-sta", 4, 4, 1, 16, "most stations at once")}));
     add_setting(c, setting("rssi", "an interface's RSSI threshold", WIFI_CMD_RSSI,

@@ -3,7 +3,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include "kest_socket_path.h"
@@ -54,7 +56,12 @@ std::optional<failure> lib(const call &k, uint32_t flag, uint16_t id, buffer &b)
     return call_failure(vg_mgmt_get_errno());
 }
 
-int fail(const call &k, const failure &f) { return print_failure(k.o, command_name(k.c), f); }
+int fail(const call &k, failure f)
+{
+    if (f.status == EXIT_REFUSED && k.c.when_refused != nullptr)
+        f.message += "; " + std::string(k.c.when_refused);
+    return print_failure(k.o, command_name(k.c), f);
+}
 
 // "ok" (in JSON {"ok": true}), and the fields the call wrote back.
 int done(const call &k, const buffer *rec)
@@ -71,9 +78,30 @@ int done(const call &k, const buffer *rec)
     return EXIT_DONE;
 }
 
+// The service answers a call's record for any profile number; one that names
+// no profile of type 0 is refused here, so that a mistyped number is not
+// taken for a call that is down.
+std::optional<failure> missing_profile(const call &k, const buffer &inst)
+{
+    if (k.c.inst != axis::profile)
+        return std::nullopt;
+    buffer b(value_size(MGMT_DOMAIN_DATA_CALL), 0); // profile type 0
+    if (vg_mgmt_client_get(k.h, MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_LIST), b.data(),
+                           static_cast<uint32_t>(b.size())) != 0)
+        return call_failure(vg_mgmt_get_errno());
+    data_call_apn_list_params l;
+    std::memcpy(&l, b.data(), sizeof l);
+    if (std::find(l.index_list, l.index_list + l.length, inst[0]) != l.index_list + l.length)
+        return std::nullopt;
+    return failure{EXIT_REFUSED, 0, "NO_SUCH_PROFILE",
+                   "there is no profile " + std::to_string(inst[0]) + " ('datacall apn list 0' lists them)"};
+}
+
 int h_get(const call &k)
 {
     buffer b = instance_record(k.r);
+    if (auto f = missing_profile(k, b))
+        return fail(k, *f);
     fill(k.c.query, k.r.query, b.data(), true);
     if (auto f = lib(k, MGMT_OPT_GET, k.c.read_id, b))
         return fail(k, *f);

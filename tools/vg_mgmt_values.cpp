@@ -253,7 +253,7 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
     case vtype::flag: {
         const uint64_t v = load_uint(p, f.width);
         const char *name = f.type == vtype::flag ? (v != 0 ? "on" : "off") : name_of(f, v);
-        return name != nullptr ? std::string(name) : std::to_string(v);
+        return name != nullptr ? json(std::string(name)) : json(v); // a number without a name stays a number
     }
     case vtype::usb_id:
         std::snprintf(buf, sizeof buf, "0x%04x", static_cast<unsigned>(load_uint(p, 2)));
@@ -267,7 +267,10 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
     case vtype::mac:
         std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", p[0], p[1], p[2], p[3], p[4], p[5]);
         return std::string(buf);
-    case vtype::ipv4: return inet_ntop(AF_INET, p, buf, sizeof buf) ? std::string(buf) : "";
+    case vtype::ipv4:
+        if (f.zero_is_none && load_uint(p, 4) == 0)
+            return nullptr;
+        return inet_ntop(AF_INET, p, buf, sizeof buf) ? std::string(buf) : "";
     case vtype::ipv6: return inet_ntop(AF_INET6, p, buf, sizeof buf) ? std::string(buf) : "";
     case vtype::hex: {
         std::string hex;
@@ -285,6 +288,8 @@ std::string json_text(const json &v)
 {
     if (const std::optional<std::string> t = text_bytes(v))
         return *t;
+    if (v.is_null())
+        return "none";
     if (v.is_array()) {
         std::string r;
         for (const auto &e : v)

@@ -53,10 +53,12 @@ struct field {
     bool secret = false;
     bool (*shown)(const uint8_t *rec) = nullptr; // printed only when this says so
     const char *def = nullptr;           // the word taken when an optional input is not given
+    bool zero_is_none = false;           // an address of all zeros means none: null, "none" in text
 
     field &at(uint16_t write_off) { woff = write_off; return *this; }
     field &or_default(const char *word) { def = word; return *this; }
     field &when(bool (*pred)(const uint8_t *)) { shown = pred; return *this; }
+    field &none_when_zero() { zero_is_none = true; return *this; }
 };
 
 // Fields of the usual kinds. `min` of a text is its least length.

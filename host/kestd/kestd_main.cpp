@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 
+#include "kest_nearest.h"
 #include "kestd_client.h"
 #include "kestd_server.h"
 #include "kestd_service.h"
@@ -23,6 +24,27 @@
 namespace {
 
 constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE] [--max-clients N]\n";
+
+// The options as --help lists them, with their defaults; kestd(1) is checked
+// against this list.
+constexpr const char *OPTIONS[][2] = {
+    {"--socket PATH", "the socket to listen on, after one passed by socket activation (default: VG_KEST_SOCKET, "
+                      "else /run/kestd/kestd.sock as root, else $XDG_RUNTIME_DIR/vg-kestd.sock, "
+                      "else /tmp/vg-kestd-UID/kestd.sock)"},
+    {"--state FILE", "keep the configuration in FILE across restarts (default: none, every start has the defaults)"},
+    {"--max-clients N", "clients served at once, 1 to 4096 (default: 64)"},
+    {"-h, --help", "this help"},
+};
+
+static_assert(KESTD_MAX_CLIENTS == 64, "--help and kestd(1) name the default");
+
+void print_help()
+{
+    std::fputs(USAGE, stdout);
+    std::fputs("\noptions:\n", stdout);
+    for (const auto &o : OPTIONS)
+        std::printf("  %-18s %s\n", o[0], o[1]);
+}
 
 // The socket's mode: the service's user and its group may connect, nobody
 // else, whatever the umask.
@@ -91,6 +113,55 @@ int listen_on(const std::string &path, std::string &why)
     return fd;
 }
 
+// The listening socket a service manager passed (LISTEN_PID is this process,
+// LISTEN_FDS 1: descriptor 3, a listening Unix stream socket), or -1. The
+// variables are removed so that no child takes the socket for its own.
+int inherited_listener()
+{
+    const char *pid = std::getenv("LISTEN_PID");
+    const char *fds = std::getenv("LISTEN_FDS");
+    const bool ours = pid != nullptr && fds != nullptr && std::strtol(pid, nullptr, 10) == ::getpid() &&
+                      std::strcmp(fds, "1") == 0;
+    ::unsetenv("LISTEN_PID");
+    ::unsetenv("LISTEN_FDS");
+    ::unsetenv("LISTEN_FDNAMES");
+    constexpr int fd = 3; // SD_LISTEN_FDS_START
+    int listening = 0, type = 0;
+    socklen_t len = sizeof listening;
+    if (!ours || ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &len) != 0 || listening == 0)
+        return -1;
+    len = sizeof type;
+    if (::getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &len) != 0 || type != SOCK_STREAM)
+        return -1;
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+}
+
+// The path a listening socket is bound to.
+std::string bound_path(int fd)
+{
+    sockaddr_un addr{};
+    socklen_t len = sizeof addr;
+    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len) != 0 || addr.sun_family != AF_UNIX)
+        return "";
+    return std::string(addr.sun_path, strnlen(addr.sun_path, sizeof addr.sun_path));
+}
+
+// Names what is wrong with option `a` (with the nearest known one), then the usage.
+int usage_error(const std::string &a, bool has_value)
+{
+    const std::vector<std::string> known = {"--socket", "--state", "--max-clients", "--help"};
+    if (std::find(known.begin(), known.end(), a) == known.end())
+        std::fprintf(stderr, "kestd: %s\n", kest_unknown_text("option", a, known).c_str());
+    else if (has_value)
+        std::fprintf(stderr, "kestd: %s takes a number from 1 to 4096\n", a.c_str());
+    else
+        std::fprintf(stderr, "kestd: %s needs a value\n", a.c_str());
+    std::fputs(USAGE, stderr);
+    return 2;
+}
+
 bool parse_count(const char *text, size_t &out)
 {
     char *end = nullptr;
@@ -118,11 +189,10 @@ int main(int argc, char **argv)
         } else if (a == "--max-clients" && i + 1 < argc && parse_count(argv[i + 1], limits.max_clients)) {
             ++i;
         } else if (a == "-h" || a == "--help") {
-            std::fputs(USAGE, stdout);
+            print_help();
             return 0;
         } else {
-            std::fputs(USAGE, stderr);
-            return 2;
+            return usage_error(a, i + 1 < argc);
         }
     }
     const std::string path = kestd_socket_path(socket_arg);
@@ -144,12 +214,15 @@ int main(int argc, char **argv)
     if (signal_fd < 0)
         return die(sys("cannot watch signals for", path));
 
-    const int listen_fd = listen_on(path, why);
+    // Started by the service manager's socket: that socket is used, and left
+    // in place at the end (it belongs to the manager).
+    const int passed = inherited_listener();
+    const int listen_fd = passed >= 0 ? passed : listen_on(path, why);
     if (listen_fd < 0)
         return die(why);
     struct stat ours;
     ::stat(path.c_str(), &ours);
-    std::printf("kestd listening on %s\n", path.c_str());
+    std::printf("kestd listening on %s\n", passed >= 0 ? bound_path(passed).c_str() : path.c_str());
     std::fflush(stdout);
 
     const int rc = kestd_serve(*svc, listen_fd, signal_fd, limits);
@@ -157,7 +230,7 @@ int main(int argc, char **argv)
     ::close(signal_fd);
     // Remove the socket only if it is still the one this service made.
     struct stat now;
-    if (::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
+    if (passed < 0 && ::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
         ::unlink(path.c_str());
     return rc;
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "kestd_control_doc.h"
 #include "kestd_msg.h"
 #include "kestd_store.h"
 
@@ -171,8 +172,8 @@ void ctl_dump(kestd_service &svc, const words &args, control_reply &r)
         return refuse(r, "usage: dump [all|wifi|data|network|usb|faults]");
     if (part == "all" || part == "faults") {
         const kestd_faults &f = svc.faults;
-        kestd_dump_line(r.text, "faults", "delay %u fail_error %u fail_count %u fail_msg %u muted %u", f.delay_ms,
-                        f.fail_error, f.fail_count, f.fail_msg, f.muted);
+        kestd_dump_line(r.text, "faults", "delay %u fail_error %u fail_count %u fail_msg %u fail_skip %u muted %u",
+                        f.delay_ms, f.fail_error, f.fail_count, f.fail_msg, f.fail_skip, f.muted);
     }
     if (r.text.size() > KEST_FRAME_MAX_PAYLOAD)
         r.text.resize(KEST_FRAME_MAX_PAYLOAD);
@@ -220,15 +221,18 @@ void ctl_delay(kestd_service &svc, const words &args, control_reply &r)
 
 void ctl_fail(kestd_service &svc, const words &args, control_reply &r)
 {
-    uint32_t error = 0, count = 1, msg = 0;
+    uint32_t error = 0, count = 1, msg = 0, skip = 0;
     if (!parse_u32(args[1], 0xffff, error) || error == 0 || (args.size() > 2 && !parse_u32(args[2], 1000000, count)) ||
-        (args.size() > 3 && (!parse_u32(args[3], KEST_MSG_ID_MAX, msg) || msg == 0)))
-        return refuse(r, "usage: fail ERROR [COUNT [MSG_ID]]");
+        (args.size() > 3 && (!parse_u32(args[3], KEST_MSG_ID_MAX, msg) || (msg == 0 && args.size() < 5))) ||
+        (args.size() > 4 && !parse_u32(args[4], 1000000, skip)))
+        return refuse(r, std::string("usage: ") + kestd_control_help("fail"));
     svc.faults.fail_error = static_cast<uint16_t>(error);
     svc.faults.fail_count = count;
     svc.faults.fail_msg = msg;
-    r.text = "fail next " + std::to_string(count) + " requests" +
-             (msg ? " of message " + std::to_string(msg) : std::string()) + " with error " + std::to_string(error);
+    svc.faults.fail_skip = skip;
+    r.text = (skip ? "after " + std::to_string(skip) + " passed, fail " : std::string("fail next ")) +
+             std::to_string(count) + " requests" + (msg ? " of message " + std::to_string(msg) : std::string()) +
+             " with error " + std::to_string(error);
 }
 
 void ctl_mute(kestd_service &svc, const words &, control_reply &r)
@@ -266,19 +270,18 @@ struct control_row {
 };
 
 constexpr control_row controls[] = {
-    {"help", 0, 0, ctl_help, "help: this list"},
-    {"ping", 0, 0, ctl_ping, "ping: answers pong"},
-    {"dump", 0, 1, ctl_dump, "dump [all|wifi|data|network|usb|faults]: the state as key=value lines"},
-    {"sta-join", 2, 3, ctl_sta_join, "sta-join IFACE MAC [NAME]: a station joins access point 1 or 2 (sends 33)"},
-    {"sta-leave", 1, 1, ctl_sta_leave, "sta-leave MAC: a station leaves its access point (sends 33)"},
-    {"sta-status", 1, 2, ctl_sta_status,
-     "sta-status STATE [SSID]: station interface 0 disconnected, 1 connecting, 2 connected (sends 32)"},
-    {"delay", 1, 1, ctl_delay, "delay MS: answer every request MS milliseconds late (0: at once)"},
-    {"fail", 1, 3, ctl_fail, "fail ERROR [COUNT [MSG_ID]]: refuse the next COUNT (1) requests, of MSG_ID only if given"},
-    {"mute", 0, 0, ctl_mute, "mute: read requests and answer none"},
-    {"unmute", 0, 0, ctl_unmute, "unmute: answer requests again"},
-    {"clear", 0, 0, ctl_clear, "clear: end every injected fault"},
-    {"drop", 0, 0, ctl_drop, "drop: close every other connection"},
+    {"help", 0, 0, ctl_help, kestd_control_help("help")},
+    {"ping", 0, 0, ctl_ping, kestd_control_help("ping")},
+    {"dump", 0, 1, ctl_dump, kestd_control_help("dump")},
+    {"sta-join", 2, 3, ctl_sta_join, kestd_control_help("sta-join")},
+    {"sta-leave", 1, 1, ctl_sta_leave, kestd_control_help("sta-leave")},
+    {"sta-status", 1, 2, ctl_sta_status, kestd_control_help("sta-status")},
+    {"delay", 1, 1, ctl_delay, kestd_control_help("delay")},
+    {"fail", 1, 4, ctl_fail, kestd_control_help("fail")},
+    {"mute", 0, 0, ctl_mute, kestd_control_help("mute")},
+    {"unmute", 0, 0, ctl_unmute, kestd_control_help("unmute")},
+    {"clear", 0, 0, ctl_clear, kestd_control_help("clear")},
+    {"drop", 0, 0, ctl_drop, kestd_control_help("drop")},
 };
 
 void ctl_help(kestd_service &, const words &, control_reply &r)
@@ -353,7 +356,10 @@ kestd_answer kestd_request(kestd_service &svc, const kest_frame_header &h, const
     }
     std::vector<uint8_t> record(row->resp_size, 0);
     kestd_faults &f = svc.faults;
-    if (f.fail_count > 0 && (f.fail_msg == 0 || f.fail_msg == h.msg_id)) {
+    const bool aimed = f.fail_count > 0 && (f.fail_msg == 0 || f.fail_msg == h.msg_id);
+    if (aimed && f.fail_skip > 0)
+        --f.fail_skip;
+    else if (aimed) {
         --f.fail_count;
         record = refusal_record(row->resp_size, f.fail_error);
     } else {

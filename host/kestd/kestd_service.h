@@ -17,6 +17,7 @@ struct kestd_faults {
     uint16_t fail_error; // answer the next fail_count requests with this error
     uint32_t fail_count;
     uint32_t fail_msg; // only requests of this message id count; 0: any
+    uint32_t fail_skip; // so many matching requests pass before the failures
     bool muted;        // requests are read and never answered
 };
 

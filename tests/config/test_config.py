@@ -82,12 +82,12 @@ LISTS = [
     ("wifi.interfaces.2.acl", ["aa:bb:cc:00:00:01", "aa:bb:cc:00:00:02"],
      ["aa:bb:cc:00:00:02", "aa:bb:cc:00:00:03"]),
     ("network.snat", [rule("192.168.225.20", 8080, 80, "tcp"), rule("192.168.225.21", 53, 5353, "udp")],
-     [rule("192.168.225.21", 53, 5353, "udp"), rule("192.168.225.30", 22, 2222, "253")]),
+     [rule("192.168.225.21", 53, 5353, "udp"), rule("192.168.225.30", 22, 2222, 253)]),
     ("datacall.apn",
      [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 2, "ipv4", "pap", "two", "u", "p2"),
       profile(1, 0, "ipv6", "none", "ims")],
      [profile(0, 0, "ipv4v6", "none", "internet"), profile(0, 5, "ipv4v6", "chap", "five", "", "p5"),
-      profile(2, 1, "3", "255", "mms")]),
+      profile(2, 1, 3, 255, "mms")]),
 ]
 
 # Changes that the service takes only in the right order, each in one document.

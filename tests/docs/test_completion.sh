@@ -25,6 +25,9 @@ rows=(
     "vg-mgmt con|config|wifi"
     "vg-mgmt config |export schema diff apply ansible|wifi"
     "vg-mgmt --socket /tmp/kest.sock config |export schema diff apply ansible|get"
+    "vg-mgmt --socket /etc/passw|/etc/passwd|wifi"
+    "vg-mgmt config --socket /etc/passw|/etc/passwd|export"
+    "vg-mgmt |status|/etc/passwd"
 )
 
 # Prints the words offered for the partial line $1.

@@ -299,8 +299,8 @@ TEST(Json, OneTypePerKey)
     ASSERT_EQ(0, run({"network", "snat", "add", "192.168.225.9", "8080", "80", "tcp"}).status);
     const json rules = json::parse(run({"--json", "network", "snat", "list"}).out)["rules"];
     ASSERT_GE(rules.size(), 2u);
-    for (const auto &rule : rules)
-        EXPECT_TRUE(rule["protocol"].is_string()) << rule;
+    for (const auto &rule : rules) // a name, or the number when it has none
+        EXPECT_TRUE(rule["protocol"] == 253 || rule["protocol"] == "tcp") << rule;
     const json usb = json::parse(run({"--json", "usb", "config", "get"}).out);
     EXPECT_TRUE(usb["pid"].is_string());
     EXPECT_NE(std::string::npos, run({"usb", "config", "get"}).out.find("pid: " + usb["pid"].get<std::string>()));
@@ -308,6 +308,58 @@ TEST(Json, OneTypePerKey)
 
 // ---------------------------------------------------------------------------
 // Values as a person reads and writes them.
+
+// Values that say what they mean: one row per command, its status, a line of
+// its text (stdout, or stderr when it fails) and a value of its JSON (or a
+// key that must be absent).
+struct ReadRow {
+    const char *name;
+    std::vector<std::string> before;
+    std::vector<std::string> args;
+    int status;
+    const char *text;
+    const char *pointer;
+    json value; // null with absent: the key is not there
+    bool absent = false;
+};
+
+class Reads : public ::testing::TestWithParam<ReadRow> {};
+
+TEST_P(Reads, TextAndJson)
+{
+    const ReadRow &row = GetParam();
+    if (!row.before.empty()) {
+        run(row.before);
+    }
+    const auto r = run(row.args);
+    EXPECT_EQ(row.status, r.status) << r.err;
+    EXPECT_NE(std::string::npos, (row.status == 0 ? r.out : r.err).find(row.text)) << r.out << r.err;
+    const json doc = json::parse(run(with({"--json"}, row.args)).out);
+    if (row.absent)
+        EXPECT_FALSE(doc.contains(json::json_pointer(row.pointer))) << doc;
+    else
+        EXPECT_EQ(row.value, doc.at(json::json_pointer(row.pointer))) << doc;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, Reads,
+    ::testing::Values(
+        ReadRow{"no_dmz_host", {"network", "dmz", "del"}, {"network", "dmz", "get"}, 0, "address: none\n",
+                "/address", nullptr},
+        ReadRow{"no_such_profile", {}, {"datacall", "info", "get", "24"}, 1,
+                "datacall info get: there is no profile 24 ('datacall apn list 0' lists them)", "/error/name",
+                "NO_SUCH_PROFILE"},
+        ReadRow{"call_down_has_no_address",
+                {"datacall", "apn", "add", "0", "--pdp-type", "ipv4", "--auth-protocol", "none", "--apn", "x",
+                 "--user", "", "--password", ""},
+                {"datacall", "info", "get", "0", "--ip-type", "ipv4"}, 0, "ipv4-status: disconnected\n",
+                "/ipv4-address", nullptr, true},
+        ReadRow{"dmz_taken_says_what_to_do", {"network", "dmz", "add", "192.168.225.40"},
+                {"network", "dmz", "add", "192.168.225.41"}, 1,
+                "error 109 DUPLICATE (already there); a DMZ host may be set already: 'network dmz get' shows it, "
+                "'network dmz del' removes it",
+                "/error/name", "DUPLICATE"}),
+    e2e::RowName{});
 
 TEST(Values, LeadingZeroIsDecimal)
 {

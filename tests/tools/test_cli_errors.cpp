@@ -8,6 +8,8 @@
 #include <map>
 #include <set>
 
+#include "config_cmd.h"
+#include "kestctl_messages.h"
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_errors.h"
 #include "vg_mgmt_model.h"
@@ -77,6 +79,63 @@ INSTANTIATE_TEST_SUITE_P(
                  "INVALID_CHANNEL"},
         ErrorRow{"code_not_in_table", "fail 4242", {"wifi", "enable", "get"}, vgm::EXIT_REFUSED,
                  "vg-mgmt: wifi enable get: refused by the service: error 4242\n", "SERVICE_ERROR"}),
+    e2e::RowName{});
+
+// A new user's mistakes: each gets exit 2 and a first line naming the wrong
+// word or option with the nearest right one.
+struct DeadEndRow {
+    const char *name;
+    std::vector<std::string> args;
+    const char *line; // stderr's first line
+};
+
+class DeadEnds : public ::testing::TestWithParam<DeadEndRow> {};
+
+TEST_P(DeadEnds, NamedWithTheNearestWord)
+{
+    std::vector<std::string> args = GetParam().args;
+    args.insert(args.begin(), "vg-mgmt");
+    std::vector<char *> argv;
+    for (auto &a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    char *buf = nullptr;
+    size_t len = 0;
+    FILE *err = open_memstream(&buf, &len);
+    const int argc = static_cast<int>(args.size());
+    const int at = vg_mgmt_config_at(argc, argv.data());
+    const int status = at > 0 ? vg_mgmt_config_main(argc, argv.data(), at, stdout, err)
+                              : vg_mgmt_cli_run(argc, argv.data(), stdout, err);
+    std::fclose(err);
+    const std::string text(buf, len);
+    std::free(buf);
+    EXPECT_EQ(vgm::EXIT_USAGE, status) << text;
+    EXPECT_EQ(GetParam().line, text.substr(0, text.find('\n'))) << text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DeadEnds,
+    ::testing::Values(
+        DeadEndRow{"help_unknown", {"help", "nosuch"}, "vg-mgmt: help: unknown word 'nosuch'"},
+        DeadEndRow{"help_typo", {"help", "wifi", "chanel"},
+                   "vg-mgmt: help: unknown word 'chanel'; did you mean 'channel'?"},
+        DeadEndRow{"option_typo", {"wifi", "channel", "get", "1", "--jsn"},
+                   "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
+        DeadEndRow{"global_option_typo", {"--jsno", "status"}, "vg-mgmt: unknown option '--jsno'; did you mean '--json'?"},
+        DeadEndRow{"set_option_typo", {"wifi", "auth", "set", "1", "open", "--pasword", "x"},
+                   "vg-mgmt: unknown option '--pasword'; did you mean '--password'?"},
+        DeadEndRow{"config_verb_typo", {"config", "exprot"},
+                   "vg-mgmt config: unknown word 'exprot'; did you mean 'export'?"},
+        DeadEndRow{"config_option_typo", {"config", "export", "--show-secret"},
+                   "vg-mgmt config: unknown option '--show-secret'; did you mean '--show-secrets'?"},
+        DeadEndRow{"config_own_option_typo", {"config", "--stat", "export"},
+                   "vg-mgmt config: unknown option '--stat'; did you mean '--stats'?"},
+        DeadEndRow{"status_extra", {"status", "--jsn"}, "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
+        DeadEndRow{"events_option_typo", {"events", "--cont", "1"},
+                   "vg-mgmt: unknown option '--cont'; did you mean '--count'?"},
+        DeadEndRow{"shell_typo", {"completion", "bsh"}, "vg-mgmt: shell: unknown word 'bsh'; did you mean 'bash'?"},
+        DeadEndRow{"not_seconds", {"--timeout", "abc", "status"},
+                   "vg-mgmt: --timeout: 'abc' is not a number of seconds (0 or more)"}),
     e2e::RowName{});
 
 TEST(NoService, NamedAtOnceWhenTheSocketIsMissing)
@@ -272,6 +331,43 @@ TEST(Help, BashCompletionFollowsTheModel)
     for (const auto &[line, offered] : rows)
         EXPECT_EQ(offered, complete(r.out, line)) << line;
 }
+
+// kestctl aims a fault at a command by the tool's words: every command of the
+// tool has a message, and the N-th matching request is the one refused.
+TEST(KestctlNames, EveryCommandOfTheToolNamesItsMessage)
+{
+    for (const vgm::command &c : vgm::commands())
+        EXPECT_NE(0u, kestctl_message_id(vgm::command_name(c))) << vgm::command_name(c);
+}
+
+struct NthRow {
+    const char *name;
+    unsigned skip;
+    std::vector<std::vector<std::string>> runs;
+    std::vector<int> statuses;
+};
+
+class FailNth : public ::testing::TestWithParam<NthRow> {};
+
+TEST_P(FailNth, OnlyTheNthMatchingRequestIsRefused)
+{
+    e2e::control_link ctl(cli::Kestd::kestd().socket_path());
+    ctl("fail 104 1 " + std::to_string(kestctl_message_id("wifi channel set")) + " " +
+        std::to_string(GetParam().skip));
+    for (size_t i = 0; i < GetParam().runs.size(); ++i)
+        EXPECT_EQ(GetParam().statuses[i], run(GetParam().runs[i]).status) << i;
+    ctl("clear");
+}
+
+const std::vector<std::string> kChannelSet = {"wifi", "channel", "set", "1", "6"};
+const std::vector<std::string> kChannelGet = {"wifi", "channel", "get", "1"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FailNth,
+    ::testing::Values(NthRow{"first", 0, {kChannelSet, kChannelSet}, {1, 0}},
+                      NthRow{"third", 2, {kChannelSet, kChannelSet, kChannelSet}, {0, 0, 1}},
+                      NthRow{"gets_do_not_count", 1, {kChannelGet, kChannelSet, kChannelGet, kChannelSet}, {0, 0, 0, 1}}),
+    e2e::RowName{});
 
 } // namespace
 

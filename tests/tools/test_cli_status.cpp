@@ -1,0 +1,79 @@
+// vg-mgmt status against kestd with a call up, stations joined and the SNAT
+// and MAC lists full: one row per value, checked in the text and the JSON.
+#include "cli_support.h"
+
+namespace {
+using cli::run;
+using json = nlohmann::json;
+
+[[maybe_unused]] const auto *const kEnv = ::testing::AddGlobalTestEnvironment(new cli::Kestd);
+
+class Status : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        ASSERT_EQ(0, run({"wifi", "acl-rule", "set", "1", "off"}).status);
+        for (int i = 0; i < 32; ++i) {
+            const std::string n = std::to_string(i + 10);
+            ASSERT_EQ(0, run({"network", "snat", "add", "192.168.225.20", std::to_string(1000 + i),
+                              std::to_string(2000 + i), "tcp"}).status);
+            ASSERT_EQ(0, run({"wifi", "acl", "add", "2", "02:00:00:00:01:" + n}).status);
+        }
+        ASSERT_EQ(0, run({"datacall", "apn", "add", "0", "--pdp-type", "ipv4v6", "--auth-protocol", "none",
+                          "--apn", "internet", "--user", "", "--password", ""}).status);
+        ASSERT_EQ(0, run({"datacall", "up", "1", "--ip-type", "ipv4"}).status);
+        e2e::control_link ctl(cli::Kestd::kestd().socket_path());
+        ctl("sta-join 1 02:00:00:00:00:51 phone");
+        ctl("sta-join 1 02:00:00:00:00:52 tablet");
+    }
+};
+
+struct Row {
+    const char *pointer; // in the JSON object
+    json value;
+    const char *text;    // a line of the text output
+};
+
+const Row kRows[] = {
+    {"/service/reachable", true, "  reachable: true\n"},
+    {"/wifi/interfaces/0/stations", 2, "      stations: 2\n"},
+    {"/wifi/interfaces/0/band", "2.4 GHz", "      band: 2.4 GHz\n"},
+    {"/wifi/interfaces/1/band", "5 GHz", "      band: 5 GHz\n"},
+    {"/wifi/interfaces/0/active", nullptr, "      active: cannot be read (see sources)\n"},
+    {"/datacall/calls/1/profile", 1, "    - profile: 1\n"},
+    {"/datacall/calls/1/ipv4-status", "connected", "      ipv4-status: connected\n"},
+    {"/datacall/calls/1/ipv4-address", "10.64.1.3", "      ipv4-address: 10.64.1.3\n"},
+    {"/network/snat-rules", 32, "  snat-rules: 32\n"},
+    {"/network/dmz", nullptr, "  dmz: none\n"},
+    {"/usb/pending", nullptr, "  pending: cannot be read (see sources)\n"},
+};
+
+TEST_F(Status, TextAndJsonAgree)
+{
+    const auto text = run({"status"});
+    ASSERT_EQ(0, text.status) << text.err;
+    const auto js = run({"--json", "status"});
+    ASSERT_EQ(0, js.status) << js.err;
+    const json doc = json::parse(js.out);
+    for (const Row &row : kRows) {
+        EXPECT_EQ(row.value, doc.at(json::json_pointer(row.pointer))) << row.pointer;
+        EXPECT_NE(std::string::npos, text.out.find(row.text)) << row.text << text.out;
+    }
+}
+
+TEST_F(Status, DisconnectedCallShowsNoAddress)
+{
+    const json doc = json::parse(run({"--json", "status"}).out);
+    EXPECT_FALSE(doc.at("datacall").at("calls").at(1).contains("ipv6-address")) << doc.dump();
+    EXPECT_EQ("disconnected", doc.at("datacall").at("calls").at(1).at("ipv6-status"));
+}
+
+TEST(StatusNoService, SaysUnreachableAndExits3)
+{
+    const auto r = run({"--socket", "/nonexistent/kest.sock", "--json", "status"});
+    EXPECT_EQ(3, r.status);
+    EXPECT_EQ(false, json::parse(r.out.substr(0, r.out.find('\n'))).at("service").at("reachable"));
+    ::setenv(KEST_SOCKET_ENV, cli::Kestd::kestd().socket_path().c_str(), 1);
+}
+
+} // namespace
