@@ -26,9 +26,10 @@ int main(int argc, char **argv)
     for (; i < argc; ++i)
         command += (command.empty() ? "" : " ") + std::string(argv[i]);
     const std::string path = kestd_socket_path(socket_arg);
-    const int fd = kestd_connect(path);
+    std::string why;
+    const int fd = kestd_connect(path, &why);
     if (fd < 0) {
-        std::fprintf(stderr, "kestctl: cannot connect to %s: %s\n", path.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "kestctl: %s\n", why.c_str());
         return 2;
     }
     int32_t status = 0;

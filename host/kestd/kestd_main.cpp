@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 
+#include "kest_socket_path.h"
 #include "kestd_client.h"
 #include "kestd_server.h"
 #include "kestd_service.h"
@@ -60,6 +61,29 @@ bool clear_path(const std::string &path, std::string &why)
     return true;
 }
 
+// With no --socket and no VG_KEST_SOCKET: root serves the system socket
+// (its folder made 0755 when missing), anyone else the user's own socket.
+std::string default_path(const char *arg)
+{
+    if ((arg != nullptr && *arg != '\0') || ::geteuid() != 0 || secure_getenv(KEST_SOCKET_ENV) != nullptr)
+        return kestd_socket_path(arg);
+    ::mkdir(KEST_SYSTEM_SOCKET_DIR, 0755);
+    return KEST_SYSTEM_SOCKET;
+}
+
+// The socket is made only in a folder of this user's or root's that nobody
+// else can write to: elsewhere another user could take its name or put a
+// socket of theirs in its place.
+bool trusted_folder(const std::string &path, std::string &why)
+{
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    if (kest_folder_trusted(dir.c_str(), ::geteuid()))
+        return true;
+    why = "will not listen in " + dir + ": it must be a folder of root or of this user that no one else can write to";
+    return false;
+}
+
 int listen_on(const std::string &path, std::string &why)
 {
     sockaddr_un addr{};
@@ -68,7 +92,7 @@ int listen_on(const std::string &path, std::string &why)
         why = "socket path must have 1 to " + std::to_string(sizeof addr.sun_path - 1) + " characters";
         return -1;
     }
-    if (!clear_path(path, why))
+    if (!trusted_folder(path, why) || !clear_path(path, why))
         return -1;
     std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -125,7 +149,7 @@ int main(int argc, char **argv)
             return 2;
         }
     }
-    const std::string path = kestd_socket_path(socket_arg);
+    const std::string path = default_path(socket_arg);
 
     auto svc = std::make_unique<kestd_service>();
     std::string why;

@@ -85,13 +85,15 @@ TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
         const char *name;
         const char *socket_env; // null: unset
         const char *runtime_dir;
-        const char *path;
+        std::string path;
     };
+    // No shared name in /tmp: a private folder of the user's own.
+    const std::string own = "/tmp/vg-kestd-" + std::to_string(::geteuid()) + "/kestd.sock";
     const row rows[] = {
         {"runtime_folder", nullptr, "/run/user/1000", "/run/user/1000/vg-kestd.sock"},
-        {"no_runtime_folder", nullptr, nullptr, "/tmp/vg-kestd.sock"},
-        {"empty_runtime_folder", nullptr, "", "/tmp/vg-kestd.sock"},
-        {"relative_runtime_folder", nullptr, "run", "/tmp/vg-kestd.sock"},
+        {"no_runtime_folder", nullptr, nullptr, own},
+        {"empty_runtime_folder", nullptr, "", own},
+        {"relative_runtime_folder", nullptr, "run", own},
         {"socket_named", "/srv/k.sock", "/run/user/1000", "/srv/k.sock"},
     };
     const auto put = [](const char *name, const char *value) {
