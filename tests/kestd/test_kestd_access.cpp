@@ -4,6 +4,9 @@
 #include "kestd_test_support.h"
 
 #include <grp.h>
+#include <sys/un.h>
+
+#include "kest_socket_path.h"
 
 #include <cstdlib>
 
@@ -115,6 +118,67 @@ TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
     }
     put(KEST_SOCKET_ENV, saved_socket ? kept_socket.c_str() : nullptr);
     put("XDG_RUNTIME_DIR", saved_runtime ? kept_runtime.c_str() : nullptr);
+}
+
+// In a child of user NOBODY: listens at `sock` as a stand-in for the
+// service, takes one client and exits 0 when that client sent nothing.
+int impostor(const std::string &sock, int ready_fd)
+{
+    if (::setgroups(0, nullptr) != 0 || ::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0)
+        return 10;
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", sock.c_str());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 4) != 0)
+        return 11;
+    (void)!::write(ready_fd, "r", 1);
+    const int c = ::accept(fd, nullptr, nullptr);
+    char byte;
+    pollfd p{c, POLLIN, 0};
+    return ::poll(&p, 1, 3000) == 1 && ::recv(c, &byte, 1, 0) == 0 ? 0 : 12;
+}
+
+// A socket that another user's process serves is refused before a byte is
+// sent, with the socket and that user named; unless that user is the one
+// VG_KEST_SERVICE_USER names.
+TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as another user";
+    struct row {
+        const char *name;
+        const char *service_user; // null: unset
+        bool trusted;
+    };
+    const row rows[] = {{"stranger", nullptr, false}, {"named_by_number", "65534", true}, {"named", "nobody", true}};
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s; // only its private folder
+        ASSERT_EQ(::chown(s.dir.c_str(), NOBODY, NOBODY), 0);
+        r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1) : ::unsetenv(KEST_SERVICE_USER_ENV);
+        int ready[2];
+        ASSERT_EQ(::pipe(ready), 0);
+        const pid_t child = ::fork();
+        if (child == 0)
+            ::_exit(impostor(s.sock, ready[1]));
+        char c;
+        ASSERT_EQ(::read(ready[0], &c, 1), 1);
+        std::string why;
+        const int fd = kestd_connect(s.sock, &why);
+        EXPECT_EQ(fd >= 0, r.trusted) << why;
+        if (!r.trusted) {
+            EXPECT_NE(why.find(s.sock + ": it runs as user nobody (uid 65534)"), std::string::npos) << why;
+        }
+        if (fd >= 0)
+            ::close(fd);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(WEXITSTATUS(status), 0) << "the client sent something to the impostor";
+        ::close(ready[0]);
+        ::close(ready[1]);
+    }
+    ::unsetenv(KEST_SERVICE_USER_ENV);
 }
 
 } // namespace
