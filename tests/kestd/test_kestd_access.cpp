@@ -181,4 +181,28 @@ TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
     ::unsetenv(KEST_SERVICE_USER_ENV);
 }
 
+// kestd makes its socket only in a folder where no one else could take the
+// name first or put a socket of theirs in its place.
+TEST(KestdAccess, TheSocketIsMadeOnlyInAFolderNoOneElseCanWrite)
+{
+    struct row {
+        const char *name;
+        mode_t mode;
+        bool listens;
+    };
+    const row rows[] = {{"private", 0700, true}, {"others_write", 0777, false}, {"sticky_shared", 01777, false}};
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s;
+        ASSERT_EQ(::chmod(s.dir.c_str(), r.mode), 0);
+        EXPECT_EQ(s.start(), r.listens);
+        if (r.listens) {
+            EXPECT_EQ(s.stop(), 0);
+            continue;
+        }
+        EXPECT_NE(s.wait_exit(), 0);
+        EXPECT_NE(s.err_text.find("will not listen in " + s.dir), std::string::npos) << s.err_text;
+    }
+}
+
 } // namespace
