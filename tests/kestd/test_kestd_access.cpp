@@ -4,8 +4,8 @@
 #include "kestd_test_support.h"
 
 #include <grp.h>
-#include <sys/un.h>
 
+#include "impostor.h"
 #include "kest_socket_path.h"
 
 #include <cstdlib>
@@ -120,25 +120,6 @@ TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
     put("XDG_RUNTIME_DIR", saved_runtime ? kept_runtime.c_str() : nullptr);
 }
 
-// In a child of user NOBODY: listens at `sock` as a stand-in for the
-// service, takes one client and exits 0 when that client sent nothing.
-int impostor(const std::string &sock, int ready_fd)
-{
-    if (::setgroups(0, nullptr) != 0 || ::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0)
-        return 10;
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", sock.c_str());
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 4) != 0)
-        return 11;
-    (void)!::write(ready_fd, "r", 1);
-    const int c = ::accept(fd, nullptr, nullptr);
-    char byte;
-    pollfd p{c, POLLIN, 0};
-    return ::poll(&p, 1, 3000) == 1 && ::recv(c, &byte, 1, 0) == 0 ? 0 : 12;
-}
-
 // A socket that another user's process serves is refused before a byte is
 // sent, with the socket and that user named; unless that user is the one
 // VG_KEST_SERVICE_USER names.
@@ -157,13 +138,8 @@ TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
         service s; // only its private folder
         ASSERT_EQ(::chown(s.dir.c_str(), NOBODY, NOBODY), 0);
         r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1) : ::unsetenv(KEST_SERVICE_USER_ENV);
-        int ready[2];
-        ASSERT_EQ(::pipe(ready), 0);
-        const pid_t child = ::fork();
-        if (child == 0)
-            ::_exit(impostor(s.sock, ready[1]));
-        char c;
-        ASSERT_EQ(::read(ready[0], &c, 1), 1);
+        const pid_t child = impostor::start(s.sock, NOBODY);
+        ASSERT_GT(child, 0);
         std::string why;
         const int fd = kestd_connect(s.sock, &why);
         EXPECT_EQ(fd >= 0, r.trusted) << why;
@@ -172,11 +148,7 @@ TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
         }
         if (fd >= 0)
             ::close(fd);
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_EQ(WEXITSTATUS(status), 0) << "the client sent something to the impostor";
-        ::close(ready[0]);
-        ::close(ready[1]);
+        EXPECT_EQ(impostor::outcome(child), 0) << "the client sent something to the impostor";
     }
     ::unsetenv(KEST_SERVICE_USER_ENV);
 }
