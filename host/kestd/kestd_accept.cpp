@@ -70,7 +70,7 @@ const char *full_for(const server &s, uid_t uid)
         return "the limit (--max-clients)";
     if (uid == 0 || uid == ::geteuid())
         return nullptr;
-    const size_t reserve = std::max<size_t>(1, s.limits.max_clients / 8);
+    const size_t reserve = s.limits.max_clients / 8; // none below 8: a tiny limit is all for use
     const size_t per_user = std::max<size_t>(1, s.limits.max_clients / 4);
     size_t others = 0;
     size_t same = 0;
