@@ -124,7 +124,8 @@ inline bool kest_peer_trusted(int fd, const char *path, char *why, size_t size)
     char text[1024];
     const bool named = ::getpwuid_r(cred.uid, &pw, text, sizeof text, &found) == 0 && found != nullptr;
     std::snprintf(why, size,
-                  "not trusting the service at %s: it runs as user %s (uid %u), not root, you or " KEST_SERVICE_USER_ENV,
+                  "not trusting the service at %s: it runs as user %s (uid %u), "
+                  "not root, you or " KEST_SERVICE_USER_ENV,
                   path, named ? pw.pw_name : "?", static_cast<unsigned>(cred.uid));
     errno = EACCES;
     return false;

@@ -262,7 +262,8 @@ round_end serve_round(server &s, int listen_fd, int signal_fd, std::vector<pollf
     fds.push_back({signal_fd, POLLIN, 0});
     fds.push_back({accepting(s) ? listen_fd : -1, POLLIN, 0});
     for (const auto &c : s.conns)
-        fds.push_back({c->fd, static_cast<short>((wants_input(s, *c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
+        fds.push_back(
+            {c->fd, static_cast<short>((wants_input(s, *c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
     const int ready = ::poll(fds.data(), fds.size(), poll_timeout(s));
     if (ready < 0 && errno != EINTR) {
         std::fprintf(stderr, "kestd: poll: %s\n", std::strerror(errno));

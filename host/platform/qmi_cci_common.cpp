@@ -36,7 +36,11 @@ int connect_service(const service_address &where, char *why, size_t why_size)
         rc = connect(fd, reinterpret_cast<const sockaddr *>(&where.addr), where.len);
     } while (rc != 0 && errno == EINTR);
     char untrusted[256];
-    if (rc != 0 || !kest_peer_trusted(fd, where.addr.sun_path, why ? why : untrusted, why ? why_size : sizeof untrusted)) {
+    if (why == nullptr) {
+        why = untrusted;
+        why_size = sizeof untrusted;
+    }
+    if (rc != 0 || !kest_peer_trusted(fd, where.addr.sun_path, why, why_size)) {
         close(fd);
         return -1;
     }

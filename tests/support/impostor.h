@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace impostor {
@@ -19,6 +19,11 @@ namespace impostor {
 // listens, or -1. The folder of `sock` must let `uid` in.
 inline pid_t start(const std::string &sock, uid_t uid)
 {
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (sock.size() >= sizeof addr.sun_path)
+        return -1;
+    std::memcpy(addr.sun_path, sock.c_str(), sock.size() + 1);
     int ready[2];
     if (::pipe(ready) != 0)
         return -1;
@@ -27,9 +32,7 @@ inline pid_t start(const std::string &sock, uid_t uid)
         ::close(ready[0]);
         if (::setgroups(0, nullptr) != 0 || ::setgid(uid) != 0 || ::setuid(uid) != 0)
             ::_exit(10);
-        sockaddr_un addr{};
-        addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", sock.c_str());
+        // Only calls that are safe after fork in a process with threads.
         const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
         if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 4) != 0)
             ::_exit(11);
