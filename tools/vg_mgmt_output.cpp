@@ -38,14 +38,18 @@ std::string dump_json(const json &v)
     return v.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
+std::string shown_text(const output &o, const json &v)
+{
+    return o.raw ? json_text(v) : escape_text(json_text(v));
+}
+
 void print_object(const output &o, const json &obj)
 {
     if (o.json) {
         std::fprintf(o.out, "%s\n", dump_json(obj).c_str());
         return;
     }
-    // Values are shown escaped unless --raw asks for their bytes unchanged.
-    const auto shown = [&](const json &v) { return o.raw ? json_text(v) : escape_text(json_text(v)); };
+    const auto shown = [&](const json &v) { return shown_text(o, v); };
     for (const auto &[key, value] : obj.items()) {
         if (!value.is_array() || value.empty() || !value[0].is_object()) {
             const std::string text = shown(value);
