@@ -151,6 +151,9 @@ int main(int argc, char **argv)
     }
     const std::string path = default_path(socket_arg);
 
+    // A state file this start makes is removed again when the start fails.
+    struct stat before;
+    const bool state_was_there = state_path.empty() || ::lstat(state_path.c_str(), &before) == 0;
     auto svc = std::make_unique<kestd_service>();
     std::string why;
     if (!kestd_service_start(*svc, state_path, why))
@@ -169,8 +172,11 @@ int main(int argc, char **argv)
         return die(sys("cannot watch signals for", path));
 
     const int listen_fd = listen_on(path, why);
-    if (listen_fd < 0)
+    if (listen_fd < 0) {
+        if (!state_was_there)
+            ::unlink(state_path.c_str());
         return die(why);
+    }
     struct stat ours;
     ::stat(path.c_str(), &ours);
     std::printf("kestd listening on %s\n", path.c_str());
