@@ -2,18 +2,30 @@
 // named (the service's from the table kestd answers with).
 #include "vg_mgmt_errors.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
 #include "kest_errors.h"
+#include "kest_frame_io.h"
+#include "kest_socket_path.h"
 #include "vg_mgmt_client.h"
 
 namespace vgm {
 
-const status_text kExitStatuses[6] = {
+const status_text kExitStatuses[8] = {
     {EXIT_DONE, "done"},
     {EXIT_REFUSED, "the library or the service refused the command"},
     {EXIT_USAGE, "the command line is wrong (unknown word, value out of range); nothing was sent"},
     {EXIT_NO_SERVICE, "no service: its socket is missing or nobody answers there"},
     {EXIT_NO_ANSWER, "the service did not answer in time; events: --timeout came before --count"},
     {EXIT_LOST, "events --exit-on-loss: the service went away"},
+    {EXIT_TOO_MANY, "the service refused the connection: too many clients"},
+    {EXIT_UNTRUSTED, "the process at the socket runs as a user not trusted as the service (root, you or "
+                     "VG_KEST_SERVICE_USER); nothing was sent"},
 };
 
 failure call_failure(int32_t err)
@@ -43,6 +55,34 @@ failure usage_failure(const std::string &message)
 failure no_service(const std::string &why)
 {
     return {EXIT_NO_SERVICE, MGMT_ERR_NO_SERVICE, "NO_SERVICE", why};
+}
+
+std::optional<failure> probe_service(const std::string &path, int wait_ms)
+{
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof addr.sun_path)
+        return std::nullopt;
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return std::nullopt;
+    std::optional<failure> f;
+    char why[256];
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0) {
+        // no service there: the caller's own failure says so
+    } else if (!kest_peer_trusted(fd, path.c_str(), why, sizeof why)) {
+        f = failure{EXIT_UNTRUSTED, MGMT_ERR_NO_SERVICE, "UNTRUSTED_SERVICE", why};
+    } else {
+        pollfd p{fd, POLLIN, 0};
+        kest_frame_header h{};
+        if (::poll(&p, 1, wait_ms) == 1 && ::recv(fd, &h, sizeof h, MSG_WAITALL) == static_cast<ssize_t>(sizeof h) &&
+            kest_frame_header_ok(h) && h.kind == KEST_FRAME_REFUSED)
+            f = failure{EXIT_TOO_MANY, MGMT_ERR_NO_SERVICE, "TOO_MANY_CLIENTS",
+                        std::string("the service refused the connection: ") + KEST_REFUSED_TOO_MANY};
+    }
+    ::close(fd);
+    return f;
 }
 
 } // namespace vgm

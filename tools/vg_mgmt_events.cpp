@@ -72,7 +72,7 @@ int32_t on_event(uint32_t id, const void *event, uint32_t)
     } else {
         std::string line = event_name(id) + std::string(":");
         for (const auto &[k, v] : obj.items())
-            line += k == "event" ? "" : " " + k + "=" + json_text(v);
+            line += k == "event" ? "" : " " + k + "=" + shown_text(*g_out, v);
         std::fprintf(g_out->out, "%s\n", line.c_str());
     }
     std::fflush(g_out->out);

@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "vg_mgmt_output_escape.h"
+
 namespace vgm {
 
 json record_json(const std::vector<field> &fields, const uint8_t *rec, bool show_secrets)
@@ -36,15 +38,21 @@ std::string dump_json(const json &v)
     return v.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
+std::string shown_text(const output &o, const json &v)
+{
+    return o.raw ? json_text(v) : escape_text(json_text(v));
+}
+
 void print_object(const output &o, const json &obj)
 {
     if (o.json) {
         std::fprintf(o.out, "%s\n", dump_json(obj).c_str());
         return;
     }
+    const auto shown = [&](const json &v) { return shown_text(o, v); };
     for (const auto &[key, value] : obj.items()) {
         if (!value.is_array() || value.empty() || !value[0].is_object()) {
-            const std::string text = json_text(value);
+            const std::string text = shown(value);
             std::fprintf(o.out, "%s:%s%s\n", key.c_str(), text.empty() ? "" : " ", text.c_str());
             continue;
         }
@@ -52,7 +60,7 @@ void print_object(const output &o, const json &obj)
         for (const auto &entry : value) {
             std::string line = " ";
             for (const auto &[k, v] : entry.items())
-                line += " " + k + "=" + json_text(v);
+                line += " " + k + "=" + shown(v);
             std::fprintf(o.out, "%s\n", line.c_str());
         }
     }

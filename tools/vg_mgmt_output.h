@@ -25,6 +25,10 @@ json record_json(const std::vector<field> &fields, const uint8_t *rec, bool show
 // A counted list: {"count": n, key: [...]}; entries of one field are plain values.
 json list_json(const list_def &l, const uint8_t *rec, bool show_secrets, bool raw);
 
+// The text of a value as text output shows it: escaped (escape_text), or
+// its bytes unchanged with --raw.
+std::string shown_text(const output &o, const json &v);
+
 // Prints an object: JSON on one line, or one "key: value" line per key (a
 // list of objects as one indented "k=v ..." line per entry).
 void print_object(const output &o, const json &obj);

@@ -45,6 +45,17 @@ buffer instance_record(const request &r)
     return b;
 }
 
+// A call that found no service or no answer: a new connection tells
+// whether the service refuses more clients.
+failure service_failure(int32_t err)
+{
+    failure f = call_failure(err);
+    if (f.status == EXIT_NO_SERVICE || f.status == EXIT_NO_ANSWER)
+        if (auto refused = probe_service(socket_path(), 300))
+            return *refused;
+    return f;
+}
+
 std::optional<failure> lib(const call &k, uint32_t flag, uint16_t id, buffer &b)
 {
     const uint32_t code = MGMT_COMMAND(k.c.domain, id);
@@ -53,7 +64,7 @@ std::optional<failure> lib(const call &k, uint32_t flag, uint16_t id, buffer &b)
                                             : vg_mgmt_client_get(k.h, code, b.data(), size);
     if (rc == 0)
         return std::nullopt;
-    return call_failure(vg_mgmt_get_errno());
+    return service_failure(vg_mgmt_get_errno());
 }
 
 int fail(const call &k, failure f)
@@ -193,10 +204,12 @@ std::optional<failure> connect(mgmt_client **h, mgmt_event_cb cb, double wait_s)
                               "VG_KEST_SOCKET or --socket names another socket)");
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
+    if (auto f = probe_service(path, 0))
+        return f;
     *h = nullptr;
     if (vg_mgmt_client_open(h, cb) == 0)
         return std::nullopt;
-    failure f = call_failure(vg_mgmt_get_errno());
+    failure f = service_failure(vg_mgmt_get_errno());
     if (f.status == EXIT_NO_SERVICE)
         f.message = "no service answers at " + path + " (VG_KEST_SOCKET or --socket names the socket)";
     return f;

@@ -30,7 +30,12 @@ enum kest_frame_kind : uint16_t {
     KEST_FRAME_INDICATION = 3,
     KEST_FRAME_CONTROL = 4,
     KEST_FRAME_CONTROL_RESPONSE = 5,
+    // service -> client, then the end of the connection: payload = why the
+    // service takes no more clients (KEST_REFUSED_TOO_MANY).
+    KEST_FRAME_REFUSED = 6,
 };
+
+inline constexpr char KEST_REFUSED_TOO_MANY[] = "too many clients";
 
 struct kest_frame_header {
     uint32_t magic;
@@ -44,6 +49,5 @@ struct kest_frame_header {
 };
 static_assert(sizeof(kest_frame_header) == 28);
 
-// The environment variable that names the service's socket, and its default.
+// The environment variable that names the service's socket.
 #define KEST_SOCKET_ENV "VG_KEST_SOCKET"
-#define KEST_SOCKET_DEFAULT "/tmp/vg-kestd.sock"

@@ -120,9 +120,9 @@ int main(int argc, char **argv)
     if (!command)
         return usage_error(why);
     const std::string path = kestd_socket_path(socket_arg);
-    const int fd = kestd_connect(path);
+    const int fd = kestd_connect(path, &why);
     if (fd < 0) {
-        std::fprintf(stderr, "kestctl: cannot connect to %s: %s\n", path.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "kestctl: %s\n", why.c_str());
         return 2;
     }
     int32_t status = 0;

@@ -12,6 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -60,18 +61,50 @@ shed shed_one(server &s, int listen_fd, int err)
     return fd >= 0 || accept_err == EINTR || accept_err == ECONNABORTED ? shed::one : shed::none_waiting;
 }
 
+// Root and the service's own user keep a place for control when others
+// fill the service: the others together take at most max_clients minus a
+// reserve, and each of them at most a quarter of max_clients.
+const char *full_for(const server &s, uid_t uid)
+{
+    if (s.conns.size() >= s.limits.max_clients)
+        return "the limit (--max-clients)";
+    if (uid == 0 || uid == ::geteuid())
+        return nullptr;
+    const size_t reserve = s.limits.max_clients / 8; // none below 8: a tiny limit is all for use
+    const size_t per_user = std::max<size_t>(1, s.limits.max_clients / 4);
+    size_t others = 0;
+    size_t same = 0;
+    for (const auto &c : s.conns) {
+        others += c->uid != 0 && c->uid != ::geteuid();
+        same += c->uid == uid;
+    }
+    if (same >= per_user)
+        return "the limit for one user";
+    return others + reserve >= s.limits.max_clients ? "the limit for users other than root and the service's" : nullptr;
+}
+
+// A refused client hears why before its connection ends.
+void refuse(server &s, int fd, uid_t uid, const char *limit)
+{
+    const auto frame = kest_frame_bytes(KEST_FRAME_REFUSED, 0, 0, 0, KEST_REFUSED_TOO_MANY,
+                                        static_cast<uint32_t>(sizeof KEST_REFUSED_TOO_MANY - 1));
+    (void)::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    ::close(fd);
+    ++s.refused_clients;
+    note(s.refused_full, "refused a client of uid " + std::to_string(uid) + ": " + std::to_string(s.conns.size()) +
+                             " clients connected, " + limit + " (" + std::to_string(s.refused_clients) +
+                             " refused so far)");
+}
+
 void add_connection(server &s, int fd)
 {
-    if (s.conns.size() >= s.limits.max_clients) {
-        ::close(fd);
-        note(s.refused_full, "refused a client: " + std::to_string(s.conns.size()) +
-                                 " clients connected, the limit (--max-clients)");
-        return;
-    }
+    const uid_t uid = peer_uid(fd);
+    if (const char *limit = full_for(s, uid))
+        return refuse(s, fd, uid, limit);
     auto c = std::make_unique<connection>();
     c->id = s.next_id++;
     c->fd = fd;
-    c->uid = peer_uid(fd);
+    c->uid = uid;
     s.conns.push_back(std::move(c));
 }
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 
 #include "kest_socket_path.h"
 
@@ -20,7 +21,7 @@ std::string kestd_socket_path(const char *arg)
     return kest_socket_path(path, sizeof path) ? path : std::string();
 }
 
-int kestd_connect(const std::string &path)
+int kestd_connect(const std::string &path, std::string *why)
 {
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
@@ -32,8 +33,12 @@ int kestd_connect(const std::string &path)
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return -1;
-    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0) {
+    char untrusted[256] = "";
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
+        !kest_peer_trusted(fd, path.c_str(), untrusted, sizeof untrusted)) {
         const int err = errno;
+        if (why != nullptr)
+            *why = untrusted[0] != '\0' ? untrusted : "cannot connect to " + path + ": " + std::strerror(err);
         ::close(fd);
         errno = err;
         return -1;
@@ -102,6 +107,11 @@ bool kestd_control_call(int fd, const std::string &command, int32_t &status, std
     kest_frame_header h{};
     std::vector<uint8_t> payload;
     while (kest_read_frame(fd, h, payload, timeout_ms)) {
+        if (h.kind == KEST_FRAME_REFUSED) {
+            status = -1;
+            text = "the service refused the connection: " + std::string(payload.begin(), payload.end());
+            return true;
+        }
         if (h.kind != KEST_FRAME_CONTROL_RESPONSE || h.txn != my_txn)
             continue; // an indication, or an answer to someone else's request
         status = h.status;

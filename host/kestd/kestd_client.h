@@ -8,11 +8,13 @@
 #include "kest_frame.h"
 
 // The socket path: `arg` when given, else the environment variable
-// KEST_SOCKET_ENV when set and not empty, else KEST_SOCKET_DEFAULT.
+// the rule of kest_socket_path (empty when that fails).
 std::string kestd_socket_path(const char *arg);
 
-// A connected socket, or -1 with errno set.
-int kestd_connect(const std::string &path);
+// A connected socket, or -1 with errno set (EACCES: the process at the
+// other end is not trusted as the service, and nothing was sent). `why`,
+// when given, receives a line that names the socket and the cause.
+int kestd_connect(const std::string &path, std::string *why = nullptr);
 
 bool kest_write_all(int fd, const void *data, size_t len);
 

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "kest_nearest.h"
+#include "kest_socket_path.h"
 #include "kestd_client.h"
 #include "kestd_server.h"
 #include "kestd_service.h"
@@ -82,6 +83,29 @@ bool clear_path(const std::string &path, std::string &why)
     return true;
 }
 
+// With no --socket and no VG_KEST_SOCKET: root serves the system socket
+// (its folder made 0755 when missing), anyone else the user's own socket.
+std::string default_path(const char *arg)
+{
+    if ((arg != nullptr && *arg != '\0') || ::geteuid() != 0 || secure_getenv(KEST_SOCKET_ENV) != nullptr)
+        return kestd_socket_path(arg);
+    ::mkdir(KEST_SYSTEM_SOCKET_DIR, 0755);
+    return KEST_SYSTEM_SOCKET;
+}
+
+// The socket is made only in a folder of this user's or root's that nobody
+// else can write to: elsewhere another user could take its name or put a
+// socket of theirs in its place.
+bool trusted_folder(const std::string &path, std::string &why)
+{
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    if (kest_folder_trusted(dir.c_str(), ::geteuid()))
+        return true;
+    why = "will not listen in " + dir + ": it must be a folder of root or of this user that no one else can write to";
+    return false;
+}
+
 int listen_on(const std::string &path, std::string &why)
 {
     sockaddr_un addr{};
@@ -90,7 +114,7 @@ int listen_on(const std::string &path, std::string &why)
         why = "socket path must have 1 to " + std::to_string(sizeof addr.sun_path - 1) + " characters";
         return -1;
     }
-    if (!clear_path(path, why))
+    if (!trusted_folder(path, why) || !clear_path(path, why))
         return -1;
     std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
@@ -195,8 +219,11 @@ int main(int argc, char **argv)
             return usage_error(a, i + 1 < argc);
         }
     }
-    const std::string path = kestd_socket_path(socket_arg);
+    const std::string path = default_path(socket_arg);
 
+    // A state file this start makes is removed again when the start fails.
+    struct stat before;
+    const bool state_was_there = state_path.empty() || ::lstat(state_path.c_str(), &before) == 0;
     auto svc = std::make_unique<kestd_service>();
     std::string why;
     if (!kestd_service_start(*svc, state_path, why))
@@ -218,8 +245,11 @@ int main(int argc, char **argv)
     // in place at the end (it belongs to the manager).
     const int passed = inherited_listener();
     const int listen_fd = passed >= 0 ? passed : listen_on(path, why);
-    if (listen_fd < 0)
+    if (listen_fd < 0) {
+        if (!state_was_there)
+            ::unlink(state_path.c_str());
         return die(why);
+    }
     struct stat ours;
     ::stat(path.c_str(), &ours);
     std::printf("kestd listening on %s\n", passed >= 0 ? bound_path(passed).c_str() : path.c_str());

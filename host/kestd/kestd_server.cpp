@@ -122,7 +122,7 @@ void parse(server &s, connection &c)
         }
         if (c.in.size() - used - sizeof h < h.len)
             break;
-        if (c.deferred >= KESTD_MAX_DEFERRED) {
+        if (c.deferred >= KESTD_MAX_DEFERRED || s.waiting.size() >= KESTD_MAX_WAITING) {
             whole = true;
             break;
         }
@@ -136,16 +136,19 @@ void parse(server &s, connection &c)
         c.partial_since = clock_type::now();
 }
 
-// A client is read only while its waiting answers are below their bound;
-// beyond it, its requests wait in its socket.
-bool wants_input(const connection &c) { return !c.dead && c.deferred < KESTD_MAX_DEFERRED; }
+// A client is read only while its waiting answers are below their bound and
+// all waiting answers below theirs; beyond, its requests wait in its socket.
+bool wants_input(const server &s, const connection &c)
+{
+    return !c.dead && c.deferred < KESTD_MAX_DEFERRED && s.waiting.size() < KESTD_MAX_WAITING;
+}
 
 // Reads what is there, but at most a few buffers per round, so that one busy
 // client cannot keep the others waiting.
 void receive(server &s, connection &c)
 {
     uint8_t buf[16384];
-    for (int round = 0; round < 8 && wants_input(c); ++round) {
+    for (int round = 0; round < 8 && wants_input(s, c); ++round) {
         const ssize_t r = ::recv(c.fd, buf, sizeof buf, MSG_DONTWAIT);
         if (r > 0) {
             c.in.insert(c.in.end(), buf, buf + r);
@@ -186,7 +189,7 @@ void release_due(server &s)
 void resume_held(server &s)
 {
     for (auto &c : s.conns)
-        if (!c->in.empty() && wants_input(*c))
+        if (!c->in.empty() && wants_input(s, *c))
             parse(s, *c);
 }
 
@@ -220,9 +223,9 @@ int poll_timeout(const server &s)
     return left <= 0 ? 0 : static_cast<int>(std::min<long long>(left + 1, 60000));
 }
 
-// Closes the dead connections and frees what waits for them: an answer for
-// a client that is gone is dropped, the indications that other clients
-// still need stay.
+// Closes the dead connections and frees what waits for them: the answers of
+// a client that is gone are dropped with their indications (its changes are
+// made; only their news is not told), counted.
 void close_dead(server &s)
 {
     const size_t before = s.conns.size();
@@ -233,12 +236,13 @@ void close_dead(server &s)
     });
     if (s.conns.size() == before)
         return;
-    std::erase_if(s.waiting, [&](deferred &d) {
-        if (find(s, d.conn) != nullptr)
-            return false;
-        std::vector<uint8_t>().swap(d.response);
-        return d.indications.empty();
-    });
+    const size_t dropped = std::erase_if(s.waiting, [&](const deferred &d) { return find(s, d.conn) == nullptr; });
+    if (dropped > 0) {
+        s.dropped_waiting += dropped;
+        note(s.dropped_note, "dropped " + std::to_string(dropped) + " waiting answers of clients that left (" +
+                                 std::to_string(s.dropped_waiting) + " so far)");
+        s.waiting.shrink_to_fit();
+    }
     // A slot is free: accept again, through a reserve that is whole again.
     s.accept_resume = {};
     keep_reserve(s);
@@ -258,7 +262,8 @@ round_end serve_round(server &s, int listen_fd, int signal_fd, std::vector<pollf
     fds.push_back({signal_fd, POLLIN, 0});
     fds.push_back({accepting(s) ? listen_fd : -1, POLLIN, 0});
     for (const auto &c : s.conns)
-        fds.push_back({c->fd, static_cast<short>((wants_input(*c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
+        fds.push_back(
+            {c->fd, static_cast<short>((wants_input(s, *c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
     const int ready = ::poll(fds.data(), fds.size(), poll_timeout(s));
     if (ready < 0 && errno != EINTR) {
         std::fprintf(stderr, "kestd: poll: %s\n", std::strerror(errno));
@@ -279,7 +284,7 @@ round_end serve_round(server &s, int listen_fd, int signal_fd, std::vector<pollf
     for (size_t i = 0; ready > 0 && i < polled; ++i) {
         connection &c = *s.conns[i];
         const short ev = fds[i + 2].revents;
-        if ((ev & (POLLHUP | POLLERR)) && !wants_input(c))
+        if ((ev & (POLLHUP | POLLERR)) && !wants_input(s, c))
             c.dead = true; // gone while its requests were held: nobody to answer
         else if (ev & (POLLIN | POLLHUP | POLLERR))
             receive(s, c);

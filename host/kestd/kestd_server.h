@@ -6,11 +6,15 @@
 struct kestd_service;
 
 // Clients connected at once, unless --max-clients says otherwise; one more
-// is accepted and closed at once, with a line on stderr.
+// is accepted, sent a KEST_FRAME_REFUSED and closed, with a line on stderr.
+// One user other than root and the service's takes at most a quarter of
+// them, and all such users together leave an eighth for those two.
 inline constexpr size_t KESTD_MAX_CLIENTS = 64;
 // Answers that one client may have waiting for their time (delay): while it
 // has this many, its further requests stay unread in its socket.
 inline constexpr size_t KESTD_MAX_DEFERRED = 256;
+// The answers waiting for their time, of all clients together.
+inline constexpr size_t KESTD_MAX_WAITING = 4096;
 // A frame begun and not finished within this time ends its connection.
 inline constexpr int KESTD_FRAME_TIME_LIMIT_MS = 5000;
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "kestd_msg.h"
+#include "vg_mgmt_output_escape.h"
 
 void kestd_default_config(kestd_config &cfg)
 {
@@ -78,8 +79,10 @@ void kestd_dump_line(std::string &out, const char *key, const char *fmt, ...)
     va_start(ap, fmt);
     std::vsnprintf(value, sizeof value, fmt, ap);
     va_end(ap);
+    // A value may hold anything a client set: escaped, it cannot forge a line
+    // of the dump nor drive the terminal that shows it.
     out += key;
     out += '=';
-    out += value;
+    out += vgm::escape_text(value);
     out += '\n';
 }

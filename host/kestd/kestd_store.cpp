@@ -192,23 +192,54 @@ kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, 
     return kestd_load_result::loaded;
 }
 
+namespace {
+
+// The state may be kept only where no other user can put a file of theirs in
+// its place: a folder of this user's or root's that others cannot write to,
+// or a sticky one (where nobody removes or renames what is not theirs); and
+// a state file that is this user's own.
+bool trusted_place(int dfd, const std::string &folder, const std::string &path, std::string &why)
+{
+    const uid_t me = ::geteuid();
+    struct stat sb;
+    if (::fstat(dfd, &sb) != 0) {
+        why = fail("cannot examine", folder);
+        return false;
+    }
+    const bool others_write = (sb.st_uid != me && sb.st_uid != 0) || (sb.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    if (others_write && (sb.st_mode & S_ISVTX) == 0) {
+        why = "state folder " + folder + " can be written by other users; keep the state in a folder of its own";
+        return false;
+    }
+    const std::string name = path.substr(path.rfind('/') + 1);
+    if (::fstatat(dfd, name.c_str(), &sb, AT_SYMLINK_NOFOLLOW) == 0 && sb.st_uid != me) {
+        why = "state file " + path + " belongs to uid " + std::to_string(sb.st_uid) + ", not to this service's uid " +
+              std::to_string(me);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 int kestd_lock_state(const std::string &path, std::string &why)
 {
-    const std::string lock = path + ".lock";
-    const int fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    const std::string folder = folder_of(path);
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
-        why = fail("cannot open lock file", lock);
+        why = fail("cannot open state folder", folder);
         return -1;
     }
-    if (!regular_file(fd, lock, why)) {
+    if (!trusted_place(fd, folder, path, why)) {
         ::close(fd);
         return -1;
     }
     while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR)
             continue;
-        why = errno == EWOULDBLOCK ? "state file " + path + " is in use by another kestd (" + lock + " is locked)"
-                                   : fail("cannot lock", lock);
+        why = errno == EWOULDBLOCK ? "state file " + path + " is in use by another kestd (its folder " + folder +
+                                         " is locked)"
+                                   : fail("cannot lock", folder);
         ::close(fd);
         return -1;
     }

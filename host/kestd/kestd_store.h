@@ -34,7 +34,9 @@ kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, 
 // `path` and syncs the folder. False with the reason when any step fails.
 bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::string &why);
 
-// Takes the lock of the state file, `path` + ".lock", for the life of the
-// process: a descriptor that is never closed, or -1 with the reason (another
-// kestd holds it, or the lock file cannot be made).
+// Checks where the state is kept and takes its lock for the life of the
+// process, on the state's folder (nothing is created, and nobody can delete
+// the lock from under the service): a descriptor that is never closed, or -1
+// with the reason (a folder other users can write to, a state file of
+// another user, another kestd holds the lock).
 int kestd_lock_state(const std::string &path, std::string &why);

@@ -128,9 +128,13 @@ VG_HOST_API qmi_client_error_type qmi_client_init(qmi_service_info *service_info
     if (service_info == nullptr || service_obj == nullptr || user_handle == nullptr ||
         service_info->service_id != QMI_HOST_KEST_SERVICE_ID || !resolve_service(where))
         return QMI_HOST_ERR_ARGUMENT;
-    const int fd = connect_service(where);
-    if (fd < 0)
+    char why[256] = "";
+    const int fd = connect_service(where, why, sizeof why);
+    if (fd < 0) {
+        if (why[0] != '\0')
+            report_untrusted(why);
         return QMI_HOST_ERR_NO_SERVICE;
+    }
     auto *c = static_cast<host_client *>(calloc(1, sizeof(host_client)));
     if (c == nullptr) {
         close(fd);

@@ -7,6 +7,7 @@
 
 #include "kest_socket_path.h"
 #include "qmi_cci_internal.h"
+#include "vg_log.h"
 
 namespace qmi_host {
 
@@ -22,8 +23,10 @@ bool resolve_service(service_address &out)
     return true;
 }
 
-// A connected socket, or -1 when the service takes no connection now.
-int connect_service(const service_address &where)
+// A connected socket, or -1 when the service takes no connection now or
+// the process at the other end is not trusted as the service (then `why`,
+// when given, says so and nothing was sent).
+int connect_service(const service_address &where, char *why, size_t why_size)
 {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -32,16 +35,28 @@ int connect_service(const service_address &where)
     do {
         rc = connect(fd, reinterpret_cast<const sockaddr *>(&where.addr), where.len);
     } while (rc != 0 && errno == EINTR);
-    if (rc != 0) {
+    char untrusted[256];
+    if (why == nullptr) {
+        why = untrusted;
+        why_size = sizeof untrusted;
+    }
+    if (rc != 0 || !kest_peer_trusted(fd, where.addr.sun_path, why, why_size)) {
         close(fd);
         return -1;
     }
     return fd;
 }
 
+// A service that is not trusted: both sinks, level 1, severity 4.
+void report_untrusted(const char *why)
+{
+    __vg_log("qmi_cci", __LINE__, __func__, 1, "%s", why);
+    vg_sys_log_print(3, 4, "qmi_cci", "[%s  %d]: %s", __func__, __LINE__, why);
+}
+
 bool service_accepts(const service_address &where)
 {
-    const int fd = connect_service(where);
+    const int fd = connect_service(where, nullptr, 0);
     if (fd < 0)
         return false;
     close(fd);

@@ -39,8 +39,9 @@ struct service_address {
 };
 
 bool resolve_service(service_address &out);
-int connect_service(const service_address &where);
+int connect_service(const service_address &where, char *why, size_t why_size);
 bool service_accepts(const service_address &where);
+void report_untrusted(const char *why);
 bool start_thread(pthread_t &thread, const char *name, void *(*fn)(void *), void *arg);
 void init_monotonic_cond(pthread_cond_t &cond);
 timespec monotonic_after_ms(uint32_t ms);

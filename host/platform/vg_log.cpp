@@ -11,7 +11,10 @@
 // passphrases and APN passwords included: it is kept only when asked for.
 // The file is the user's alone: made with mode 0600, never reached through
 // a symbolic link, and one of another user is not written; an existing file
-// of the user loses the group's and others' access.
+// of the user loses the group's and others' access. Only a regular file is
+// written (a FIFO or a device is refused, said once on stderr), opened
+// without waiting; when the name comes to name another file or none (log
+// rotation), the next line opens it again.
 // Each line is formatted whole and written with one call under a lock, so
 // lines of different threads never mix; a line break inside a value becomes
 // a blank, so one call is one line.
@@ -41,44 +44,80 @@ struct log_settings {
     int fd;
     bool to_syslog;
     int max_level;
+    char path[PATH_MAX]; // the file sink's name, to follow a rotation
+    dev_t dev;           // the file open on fd
+    ino_t ino;
 };
 
 // Level 4 carries credentials: only on request.
 constexpr int kDefaultMaxLevel = 3;
 
-log_settings settings{-1, false, kDefaultMaxLevel};
+log_settings settings{-1, false, kDefaultMaxLevel, "", 0, 0};
 pthread_once_t settings_once = PTHREAD_ONCE_INIT;
 pthread_mutex_t file_lock = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t syslog_lock = PTHREAD_MUTEX_INITIALIZER;
 bool syslog_open = false;
 char syslog_tag[64];
 
-// The log file, or -1: appended to, mode 0600, not through a link, not
-// another user's.
-int open_log_file(const char *path)
+// Said once on stderr: the sink writes nowhere else than a file of its own.
+void refuse_log_file(const char *path, const char *why)
 {
-    const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return -1;
-    struct stat st{};
-    if (fstat(fd, &st) != 0) {
-        close(fd);
+    static bool said = false;
+    if (!said)
+        fprintf(stderr, "vg_log: not logging to %s: %s\n", path, why);
+    said = true;
+}
+
+// The log file, or -1: appended to, mode 0600, not through a link, a
+// regular file of the user's own. Its device and inode go to `st`.
+int open_log_file(const char *path, struct stat &st)
+{
+    const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        refuse_log_file(path, strerror(errno));
         return -1;
     }
-    if (S_ISREG(st.st_mode) && st.st_uid != geteuid()) {
+    const char *why = fstat(fd, &st) != 0         ? "cannot examine it"
+                      : !S_ISREG(st.st_mode)      ? "not a regular file"
+                      : st.st_uid != geteuid()    ? "the file is another user's"
+                                                  : nullptr;
+    if (why != nullptr) {
         close(fd);
+        refuse_log_file(path, why);
         return -1;
     }
-    if (S_ISREG(st.st_mode) && (st.st_mode & 077) != 0)
+    if ((st.st_mode & 077) != 0)
         fchmod(fd, st.st_mode & 0700);
     return fd;
+}
+
+void open_sink(log_settings &s)
+{
+    struct stat st{};
+    s.fd = open_log_file(s.path, st);
+    s.dev = st.st_dev;
+    s.ino = st.st_ino;
+}
+
+// Called under file_lock: when the name no longer names the open file (the
+// log was rotated), the lines go to a file opened again under the name.
+void follow_rotation(log_settings &s)
+{
+    struct stat st{};
+    if (s.fd >= 0 && stat(s.path, &st) == 0 && st.st_dev == s.dev && st.st_ino == s.ino)
+        return;
+    if (s.fd >= 0)
+        close(s.fd);
+    open_sink(s);
 }
 
 void load_settings()
 {
     const char *file = secure_getenv("VG_LOG_FILE");
-    if (file != nullptr && file[0] != '\0')
-        settings.fd = open_log_file(file);
+    if (file != nullptr && file[0] != '\0' && strlen(file) < sizeof settings.path) {
+        memcpy(settings.path, file, strlen(file) + 1);
+        open_sink(settings);
+    }
     const char *sys = secure_getenv("VG_LOG_SYSLOG");
     settings.to_syslog = sys != nullptr && strcmp(sys, "1") == 0;
     const char *level = secure_getenv("VG_LOG_LEVEL");
@@ -112,11 +151,12 @@ size_t append_message(char *line, size_t used, size_t room, const char *fmt, va_
     return end;
 }
 
-void write_line(int fd, const char *line, size_t len)
+void write_line(log_settings &s, const char *line, size_t len)
 {
     pthread_mutex_lock(&file_lock);
-    while (len > 0) {
-        const ssize_t n = write(fd, line, len);
+    follow_rotation(s);
+    while (s.fd >= 0 && len > 0) {
+        const ssize_t n = write(s.fd, line, len);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -158,7 +198,7 @@ VG_HOST_API void __vg_log(const char *file, int line, const char *func, int leve
                           ...)
 {
     const log_settings &s = current();
-    if (s.fd < 0 || fmt == nullptr || level > s.max_level)
+    if (s.path[0] == '\0' || fmt == nullptr || level > s.max_level)
         return;
     char text[kLineRoom];
     timeval now{};
@@ -178,7 +218,7 @@ VG_HOST_API void __vg_log(const char *file, int line, const char *func, int leve
     used = append_message(text, used, sizeof text - 1, fmt, ap);
     va_end(ap);
     text[used++] = '\n';
-    write_line(s.fd, text, used);
+    write_line(settings, text, used);
 }
 
 // kind is the same at every call of the library and is not used here.

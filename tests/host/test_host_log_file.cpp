@@ -4,7 +4,9 @@
 //  LogPrivate  no VG_LOG_LEVEL: the default level, and a file of mode 0600
 //              made under umask 000;
 //  LogTrace    VG_LOG_LEVEL=4: the trace is written when asked for;
-//  LogLink     the name is a symbolic link, planted before the first line.
+//  LogLink     the name is a symbolic link, planted before the first line;
+//  LogFifo     the name is a FIFO, with a reader waiting on it;
+//  LogRotate   the file is renamed between two lines.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -52,6 +54,8 @@ protected:
 using LogPrivate = LogSink;
 using LogTrace = LogSink;
 using LogLink = LogSink;
+using LogFifo = LogSink;
+using LogRotate = LogSink;
 
 // The trace prints passphrases and keys: it stays out unless asked for, and
 // the file is the user's alone whatever the umask.
@@ -86,6 +90,36 @@ TEST_F(LogLink, APlantedLinkIsNotFollowed)
     EXPECT_EQ(file_text(victim), "not yours\n");
     ::unlink(victim.c_str());
     ::unlink(log_path().c_str());
+}
+
+// A FIFO planted under the name is not written to: it could hand the lines
+// to another user, or stall the caller with nobody reading.
+TEST_F(LogFifo, AFifoReceivesNothing)
+{
+    ASSERT_EQ(::mkfifo(log_path().c_str(), 0666), 0);
+    const int reader = ::open(log_path().c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    log_each_level();
+    char buf[64];
+    EXPECT_LE(::read(reader, buf, sizeof buf), 0) << "a line went into the FIFO";
+    ::close(reader);
+    ::unlink(log_path().c_str());
+}
+
+// After a rotation (the file renamed away), the next lines go to a new file
+// under the name, not to the old one.
+TEST_F(LogRotate, LinesFollowTheNameAfterARename)
+{
+    __vg_log("vg_mgmt_test", 1, "rotate", 1, "before the rotation");
+    const std::string old_file = log_path() + ".1";
+    ASSERT_EQ(::rename(log_path().c_str(), old_file.c_str()), 0);
+    __vg_log("vg_mgmt_test", 2, "rotate", 1, "after the rotation");
+    const std::string old_text = file_text(old_file);
+    const std::string new_text = file_text(log_path());
+    EXPECT_NE(old_text.find("before the rotation"), std::string::npos) << old_text;
+    EXPECT_EQ(old_text.find("after the rotation"), std::string::npos) << old_text;
+    EXPECT_NE(new_text.find("after the rotation"), std::string::npos) << new_text;
+    ::unlink(old_file.c_str());
 }
 
 } // namespace

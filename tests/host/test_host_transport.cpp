@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "impostor.h"
 #include "qmi_cci_host.h"
 #include "scripted_service.h"
 #include "vg_manager_msgr.h"
@@ -128,6 +129,30 @@ TEST(Notifier, RefusesASocketInAMissingFolder)
     EXPECT_NE(0, qmi_client_notifier_init(service_object(), &sig, &notifier));
     EXPECT_EQ(nullptr, notifier);
     setenv(KEST_SOCKET_ENV, saved.c_str(), 1);
+}
+
+// A process of another user at the socket is not the service: the client
+// is not made, and nothing is sent to it.
+TEST(Init, RefusesAServiceOfAnotherUser)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as another user";
+    char tmpl[] = "/tmp/vg-untrusted-XXXXXX";
+    const std::string dir = mkdtemp(tmpl);
+    ASSERT_EQ(0, chown(dir.c_str(), 65534, 65534));
+    const std::string sock = dir + "/kest.sock";
+    const pid_t child = impostor::start(sock, 65534);
+    ASSERT_GT(child, 0);
+    const std::string saved = g_socket;
+    setenv(KEST_SOCKET_ENV, sock.c_str(), 1);
+    qmi_service_info info{QMI_HOST_KEST_SERVICE_ID, 1, {0, 0, 0}};
+    qmi_client_type client = nullptr;
+    EXPECT_EQ(QMI_HOST_ERR_NO_SERVICE, qmi_client_init(&info, service_object(), nullptr, nullptr, nullptr, &client));
+    EXPECT_EQ(nullptr, client);
+    setenv(KEST_SOCKET_ENV, saved.c_str(), 1);
+    EXPECT_EQ(0, impostor::outcome(child)) << "the transport sent something to the impostor";
+    unlink(sock.c_str());
+    rmdir(dir.c_str());
 }
 
 struct ListRow {

@@ -154,6 +154,20 @@ TEST_F(Kestd, SetThenGetRoundTripsPerDomain)
     }
 }
 
+// The dump shows a value that holds control characters escaped: it can
+// neither forge a line nor drive the terminal.
+TEST_F(Kestd, TheDumpEscapesWhatCouldForgeALine)
+{
+    client c(svc.sock);
+    wifi_essid_set_req req{};
+    req.index = 2;
+    std::memcpy(req.ssid, "\x1b]0;pwn\x07\nwifi.1.auth=open", 26);
+    EXPECT_EQ(c.error_of(KEST_WIFI_ESSID_SET, raw(req)), 0);
+    const std::string dump = c.control("dump");
+    EXPECT_NE(dump.find("ssid \"\\x1b]0;pwn\\x07\\x0awifi.1.auth=open\""), std::string::npos) << dump;
+    EXPECT_EQ(dump.find_first_of("\x1b\x07"), std::string::npos);
+}
+
 TEST_F(Kestd, UsbSettingsWaitForWriteBack)
 {
     client c(svc.sock);

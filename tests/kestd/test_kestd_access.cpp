@@ -5,6 +5,9 @@
 
 #include <grp.h>
 
+#include "impostor.h"
+#include "kest_socket_path.h"
+
 #include <cstdlib>
 
 namespace {
@@ -85,13 +88,15 @@ TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
         const char *name;
         const char *socket_env; // null: unset
         const char *runtime_dir;
-        const char *path;
+        std::string path;
     };
+    // No shared name in /tmp: a private folder of the user's own.
+    const std::string own = "/tmp/vg-kestd-" + std::to_string(::geteuid()) + "/kestd.sock";
     const row rows[] = {
         {"runtime_folder", nullptr, "/run/user/1000", "/run/user/1000/vg-kestd.sock"},
-        {"no_runtime_folder", nullptr, nullptr, "/tmp/vg-kestd.sock"},
-        {"empty_runtime_folder", nullptr, "", "/tmp/vg-kestd.sock"},
-        {"relative_runtime_folder", nullptr, "run", "/tmp/vg-kestd.sock"},
+        {"no_runtime_folder", nullptr, nullptr, own},
+        {"empty_runtime_folder", nullptr, "", own},
+        {"relative_runtime_folder", nullptr, "run", own},
         {"socket_named", "/srv/k.sock", "/run/user/1000", "/srv/k.sock"},
     };
     const auto put = [](const char *name, const char *value) {
@@ -113,6 +118,69 @@ TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
     }
     put(KEST_SOCKET_ENV, saved_socket ? kept_socket.c_str() : nullptr);
     put("XDG_RUNTIME_DIR", saved_runtime ? kept_runtime.c_str() : nullptr);
+}
+
+// A socket that another user's process serves is refused before a byte is
+// sent, with the socket and that user named; unless that user is the one
+// VG_KEST_SERVICE_USER names.
+TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as another user";
+    struct row {
+        const char *name;
+        const char *service_user; // null: unset
+        bool trusted;
+    };
+    const row rows[] = {{"stranger", nullptr, false}, {"named_by_number", "65534", true}, {"named", "nobody", true}};
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s; // only its private folder
+        ASSERT_EQ(::chown(s.dir.c_str(), NOBODY, NOBODY), 0);
+        r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1) : ::unsetenv(KEST_SERVICE_USER_ENV);
+        const pid_t child = impostor::start(s.sock, NOBODY);
+        ASSERT_GT(child, 0);
+        std::string why;
+        const int fd = kestd_connect(s.sock, &why);
+        EXPECT_EQ(fd >= 0, r.trusted) << why;
+        if (!r.trusted) {
+            EXPECT_NE(why.find(s.sock + ": it runs as user nobody (uid 65534)"), std::string::npos) << why;
+        }
+        if (fd >= 0)
+            ::close(fd);
+        EXPECT_EQ(impostor::outcome(child), 0) << "the client sent something to the impostor";
+    }
+    ::unsetenv(KEST_SERVICE_USER_ENV);
+}
+
+// kestd makes its socket only in a folder where no one else could take the
+// name first or put a socket of theirs in its place.
+TEST(KestdAccess, TheSocketIsMadeOnlyInAFolderNoOneElseCanWrite)
+{
+    struct row {
+        const char *name;
+        mode_t mode;
+        bool listens;
+    };
+    const row rows[] = {{"private", 0700, true}, {"others_write", 0777, false}, {"sticky_shared", 01777, false}};
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s;
+        // The state in a folder of its own: a start that fails leaves none.
+        const std::string folder = s.dir + "/private";
+        ASSERT_EQ(::mkdir(folder.c_str(), 0700), 0);
+        s.state = folder + "/state";
+        ASSERT_EQ(::chmod(s.dir.c_str(), r.mode), 0);
+        EXPECT_EQ(s.start(true), r.listens);
+        if (r.listens) {
+            EXPECT_EQ(s.stop(), 0);
+            continue;
+        }
+        EXPECT_NE(s.wait_exit(), 0);
+        EXPECT_NE(s.err_text.find("will not listen in " + s.dir), std::string::npos) << s.err_text;
+        struct stat sb;
+        EXPECT_NE(::lstat(s.state.c_str(), &sb), 0) << "the state made by the failed start was left";
+    }
 }
 
 } // namespace

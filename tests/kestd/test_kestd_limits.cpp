@@ -6,6 +6,7 @@
 
 #include "kestd_server.h"
 
+#include <grp.h>
 #include <sys/un.h>
 
 #include <cstdio>
@@ -205,6 +206,110 @@ TEST(KestdLimits, AFrameLeftUnfinishedEndsItsConnection)
     EXPECT_EQ(idle.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "a client between frames stays";
     EXPECT_EQ(s.stop(), 0);
     EXPECT_NE(s.err_text.find("unfinished"), std::string::npos) << s.err_text;
+}
+
+// 1000 clients that each send 256 changes of the station's SSID (every one
+// with an indication) under a delay of a minute and leave: what waited for
+// them is freed when they go, so the service's memory stays bounded.
+TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
+{
+    service s;
+    ASSERT_TRUE(s.start());
+    client ctl(s.sock);
+    ctl.control("delay 60000");
+    const long rss_before = rss_kb(s.pid);
+    const long cpu_before = cpu_ms(s.pid);
+    const auto t0 = steady::now();
+    bytes batch;
+    for (uint32_t i = 0; i < 256; ++i) {
+        const bytes req = {3, 0, static_cast<uint8_t>('a' + i % 2), 0};
+        bytes rec(34, 0);
+        std::copy(req.begin(), req.end(), rec.begin());
+        const bytes f = kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0, rec.data(), 34, 4);
+        batch.insert(batch.end(), f.begin(), f.end());
+    }
+    int taken = 0; // the others came while 64 clients were still being closed
+    for (int n = 0; n < 1000; ++n) {
+        client c(s.sock);
+        taken += c.send_raw(batch);
+    }
+    ctl.control("ping");
+    const long grown_kb = rss_kb(s.pid) - rss_before;
+    const long cpu = cpu_ms(s.pid) - cpu_before;
+    const long wall = std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - t0).count();
+    std::printf("reconnect flood: %d clients taken, rss +%ld kB, cpu %ld ms in %ld ms\n", taken, grown_kb, cpu, wall);
+    EXPECT_GT(taken, 100);
+    EXPECT_LT(grown_kb, 32 * 1024);
+    ctl.control("clear");
+    EXPECT_TRUE(served_again(s.sock, 5000));
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("waiting answers of clients that left"), std::string::npos) << s.err_text;
+}
+
+constexpr uid_t NOBODY = 65534;
+constexpr uid_t OTHER = 65533;
+
+// In a child of user `uid`: opens `n` connections and counts those the
+// service refused with a frame that says why; with n == 1, that one request
+// is answered. Exits with the count (or 200 + step that failed).
+int connections_as(uid_t uid, const std::string &sock, int n, int ready_fd)
+{
+    if (::setgroups(0, nullptr) != 0 || ::setgid(uid) != 0 || ::setuid(uid) != 0)
+        return 201;
+    std::vector<std::unique_ptr<client>> held;
+    int refused = 0;
+    for (int i = 0; i < n; ++i) {
+        held.push_back(std::make_unique<client>(sock));
+        kest_frame_header h{};
+        std::vector<uint8_t> payload;
+        if (held.back()->fd < 0)
+            return 202;
+        if (kest_read_frame(held.back()->fd, h, payload, 100) && h.kind == KEST_FRAME_REFUSED &&
+            std::string(payload.begin(), payload.end()) == KEST_REFUSED_TOO_MANY)
+            ++refused;
+    }
+    if (n == 1 && held[0]->error_of(KEST_WIFI_WORK_MODE_GET, {}) != 0)
+        return 203;
+    if (ready_fd >= 0) {
+        const char c = static_cast<char>(refused);
+        (void)!::write(ready_fd, &c, 1);
+        ::pause(); // holds its connections until killed
+    }
+    return refused;
+}
+
+// One user's 64 connections leave room for another user, for root and for
+// the service's own user; the connections beyond that user's share hear why.
+TEST(KestdLimits, OneUsersConnectionsLeaveRoomForOthers)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as other users";
+    service s;
+    ASSERT_TRUE(s.start());
+    ASSERT_EQ(::chmod(s.dir.c_str(), 0711), 0);
+    ASSERT_EQ(::chmod(s.sock.c_str(), 0666), 0);
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t hog = ::fork();
+    if (hog == 0)
+        ::_exit(connections_as(NOBODY, s.sock, 64, ready[1]));
+    char c = 0;
+    ASSERT_EQ(::read(ready[0], &c, 1), 1);
+    EXPECT_EQ(c, 64 - 64 / 4) << "connections refused with a reason beyond one user's share";
+    const pid_t other = ::fork();
+    if (other == 0)
+        ::_exit(connections_as(OTHER, s.sock, 1, -1));
+    int status = 0;
+    ASSERT_EQ(::waitpid(other, &status, 0), other);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "another user's call was not served";
+    client own(s.sock);
+    EXPECT_EQ(own.control("ping").empty(), false);
+    ::kill(hog, SIGKILL);
+    ::waitpid(hog, &status, 0);
+    ::close(ready[0]);
+    ::close(ready[1]);
+    EXPECT_EQ(s.stop(), 0);
+    EXPECT_NE(s.err_text.find("the limit for one user"), std::string::npos) << s.err_text;
 }
 
 } // namespace

@@ -167,4 +167,51 @@ TEST(KestdState, StartErrorsNameTheRealCause)
     }
 }
 
+
+// A state where another user could put a file of theirs is refused, with
+// nothing left behind: no lock, no state, no socket.
+TEST(KestdState, AStateOthersCouldPlantIsRefused)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to plant another user's file";
+    constexpr uid_t NOBODY = 65534;
+    struct row {
+        const char *name;
+        mode_t folder_mode;
+        const char *planted;  // the state file's content before the start; null: none
+        uid_t planted_owner;
+        const char *refusal;  // null: starts
+    };
+    const row rows[] = {
+        {"folder_others_write", 0777, nullptr, 0, "can be written by other users"},
+        {"sticky_folder_others_file", 01777, "KESTDCFG", NOBODY, "belongs to uid 65534"},
+        {"sticky_folder_own_file", 01777, nullptr, 0, nullptr},
+        {"refused_file_leaves_no_lock", 0700, "root:*:19000:0:99999:7:::\n", 0, "damaged"},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.name);
+        service s;
+        const std::string folder = s.dir + "/shared";
+        ASSERT_EQ(::mkdir(folder.c_str(), 0700), 0);
+        ASSERT_EQ(::chmod(folder.c_str(), r.folder_mode), 0);
+        s.state = folder + "/state";
+        if (r.planted != nullptr) {
+            std::ofstream(s.state) << r.planted;
+            ASSERT_EQ(::chown(s.state.c_str(), r.planted_owner, r.planted_owner), 0);
+        }
+        const bool started = s.start(true);
+        EXPECT_EQ(started, r.refusal == nullptr) << s.err_text;
+        if (started) {
+            EXPECT_EQ(s.stop(), 0);
+            continue;
+        }
+        EXPECT_NE(s.wait_exit(), 0);
+        EXPECT_NE(s.err_text.find(r.refusal), std::string::npos) << s.err_text;
+        const std::string left = "ls -A '" + folder + "' | grep -qv '^state$'";
+        EXPECT_NE(std::system(left.c_str()), 0) << "files left in " << folder;
+        struct stat sb;
+        EXPECT_EQ(::stat(s.state.c_str(), &sb) == 0, r.planted != nullptr);
+    }
+}
+
 } // namespace

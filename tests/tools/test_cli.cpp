@@ -61,6 +61,15 @@ INSTANTIATE_TEST_SUITE_P(
         SettingRow{"country", {"wifi", "country", "set", "DE"}, {"wifi", "country", "get"}, "country", "DE", "DE"},
         SettingRow{"ssid", {"wifi", "ssid", "set", "2", "Café 5G"}, {"wifi", "ssid", "get", "2"}, "ssid",
                    "Café 5G", "Café 5G"},
+        // A value that would drive the terminal and forge a line is shown
+        // escaped; JSON keeps it exact, --raw prints its bytes.
+        SettingRow{"forged_ssid", {"wifi", "ssid", "set", "2", "\x1b]0;pwn\x07\nwifi.1.auth=open"},
+                   {"wifi", "ssid", "get", "2"}, "ssid", "\\x1b]0;pwn\\x07\\x0awifi.1.auth=open",
+                   "\x1b]0;pwn\x07\nwifi.1.auth=open"},
+        SettingRow{"backslash_ssid", {"wifi", "ssid", "set", "2", "a\\b"}, {"wifi", "ssid", "get", "2"}, "ssid",
+                   "a\\\\b", "a\\b"},
+        SettingRow{"raw_ssid", {"wifi", "ssid", "set", "2", "\x1b[2J"}, {"--raw", "wifi", "ssid", "get", "2"}, "ssid",
+                   "\x1b[2J", "\x1b[2J"},
         SettingRow{"format_type", {"wifi", "ssid", "set", "2", "--format-type", "1"}, {"wifi", "ssid", "get", "2"},
                    "format-type", "1", 1},
         SettingRow{"auth", {"wifi", "auth", "set", "2", "wpa-psk-4", "--password", "passphrase-1"}, kAuthGet,

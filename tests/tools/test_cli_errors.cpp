@@ -2,6 +2,11 @@
 // stderr and its JSON error object; the command line's mistakes named with
 // one usage line; help, manual page and completion made from the model.
 #include "cli_support.h"
+#include "impostor.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -154,6 +159,49 @@ TEST(NoAnswer, IsItsOwnStatus)
     const vgm::failure f = vgm::call_failure(0);
     EXPECT_EQ(vgm::EXIT_NO_ANSWER, f.status);
     EXPECT_EQ("NO_ANSWER", f.name);
+}
+
+// A service that takes no more clients says so, and the tool tells that
+// apart from a service that does not answer.
+TEST(TooManyClients, IsItsOwnStatus)
+{
+    const std::string sock = cli::Kestd::kestd().socket_path();
+    std::vector<int> held;
+    for (int i = 0; i < 64; ++i) { // kestd's default limit
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", sock.c_str());
+        held.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(0, ::connect(held.back(), reinterpret_cast<const sockaddr *>(&addr), sizeof addr));
+    }
+    const auto r = run({"wifi", "enable", "get"});
+    for (const int fd : held)
+        ::close(fd);
+    EXPECT_EQ(vgm::EXIT_TOO_MANY, r.status) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("the service refused the connection: too many clients")) << r.err;
+    for (int tries = 0; tries < 100 && run({"wifi", "enable", "get"}).status != 0; ++tries)
+        ::usleep(20000); // until the service has seen the held ones go
+}
+
+// A process of another user at the socket is not the service: nothing is
+// sent to it, and the tool says whose it is.
+TEST(Untrusted, IsItsOwnStatus)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root, to act as another user";
+    char tmpl[] = "/tmp/vg-untrusted-XXXXXX";
+    const std::string dir = ::mkdtemp(tmpl);
+    ASSERT_EQ(0, ::chown(dir.c_str(), 65534, 65534));
+    const std::string sock = dir + "/kest.sock";
+    const pid_t child = impostor::start(sock, 65534);
+    ASSERT_GT(child, 0);
+    const auto r = run({"--socket", sock, "wifi", "auth", "set", "1", "--password", "secret-1234"});
+    EXPECT_EQ(vgm::EXIT_UNTRUSTED, r.status) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find(sock + ": it runs as user nobody (uid 65534)")) << r.err;
+    EXPECT_EQ(0, impostor::outcome(child)) << "the tool sent something to the impostor";
+    ::unlink(sock.c_str());
+    ::rmdir(dir.c_str());
+    ::setenv(KEST_SOCKET_ENV, cli::Kestd::kestd().socket_path().c_str(), 1);
 }
 
 TEST(Usage, VersionPrintsOneLine)

@@ -105,6 +105,21 @@ TEST(Events, CountReachedIsStatusZero)
     EXPECT_GE(joined, 1u);
 }
 
+// The station's SSID in an event's text line cannot forge a line.
+TEST(Events, TextShowsAForgedSsidEscaped)
+{
+    EventsRun ev({"events", "--count", "1", "--timeout", "20"});
+    int n = 0;
+    const auto set_ssid = [&] {
+        cli::run({"wifi", "ssid", "set", "3", std::string("\x1b]0;pwn\x07\nx") + static_cast<char>('a' + n++ % 2)});
+    };
+    EXPECT_TRUE(keep_doing(set_ssid, [&] { return ev.finished(); }));
+    EXPECT_EQ(vgm::EXIT_DONE, ev.status());
+    const std::string text = ev.out.text();
+    EXPECT_NE(std::string::npos, text.find("\\x1b]0;pwn\\x07\\x0ax")) << text;
+    EXPECT_EQ(std::string::npos, text.find('\x1b')) << text;
+}
+
 TEST(Events, TimeoutBeforeTheCountIsNotSuccess)
 {
     EventsRun ev({"events", "--count", "1000", "--timeout", "1"});
