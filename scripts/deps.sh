@@ -10,6 +10,8 @@ VG_DEB_PACKAGING=(dpkg-dev file lintian)
 VG_DEB_PACKAGES+=(python3 python3-jsonschema ansible-core)
 # The Ansible test over SSH: a private sshd and the ssh client.
 VG_DEB_PACKAGES+=(openssh-server openssh-client)
+# The layout check of the C and C++ sources (scripts/format.sh --check).
+VG_DEB_PACKAGES+=(clang-format)
 
 vg_install_deps() {
     local missing=()
