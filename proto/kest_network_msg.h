@@ -1,6 +1,8 @@
 // Wire records of the network messages (51 to 65).
 #pragma once
 
+#include "kest_wire.h"
+
 struct [[gnu::packed]] network_dmz_add_set_req { uint32_t ipv4_addr; };
 struct [[gnu::packed]] network_dmz_get_get_resp { resp_status status; uint32_t ipv4_addr; };
 KEST_WIRE_SIZE(network_dmz_add_set_req, 4);

@@ -1,6 +1,8 @@
 // Wire records of the USB messages (66 to 74).
 #pragma once
 
+#include "kest_wire.h"
+
 struct [[gnu::packed]] usb_config_get_req { uint32_t usb_num; };
 struct [[gnu::packed]] usb_config_get_resp {
     resp_status status;

@@ -1,4 +1,4 @@
-// Building and checking frames of host/common/kest_proto.h, for kestd, kestctl
+// Building and checking frames of kest_proto.h, for kestd, kestctl
 // and the tests that talk to kestd directly.
 #pragma once
 

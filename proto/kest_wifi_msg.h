@@ -1,6 +1,8 @@
 // Wire records of the Wi-Fi messages (1 to 39) and indications (32, 33).
 #pragma once
 
+#include "kest_wire.h"
+
 // Work mode, enable, country code.
 struct [[gnu::packed]] wifi_work_mode_set_req { uint8_t work_mode; };
 using wifi_work_mode_set_resp = resp_status;

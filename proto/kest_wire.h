@@ -1,6 +1,6 @@
-// Wire records of the KEST management messages: what crosses the transport.
-// Shared by the library, its tests and the simulated service. Every record
-// is packed; its size and field offsets are checked at compile time.
+// The head of the KEST management protocol: the status that starts every
+// response record, the message ids, the time-outs, and the macros that check
+// a wire record's layout. Every domain's records include it.
 #pragma once
 
 #include <cstddef>
@@ -106,8 +106,3 @@ inline constexpr uint32_t KEST_WIFI_ENABLE_TIMEOUT_MS = 30000;
 
 // Message kind of qmi_client_message_decode for indications.
 inline constexpr int KEST_MSG_KIND_IND = 2;
-
-#include "kest_wifi_msg.h"
-#include "kest_data_call_msg.h"
-#include "kest_network_msg.h"
-#include "kest_usb_msg.h"

@@ -1,6 +1,8 @@
 // Wire records of the data-call messages (40 to 50) and indication (43).
 #pragma once
 
+#include "kest_wire.h"
+
 struct [[gnu::packed]] data_call_up_set_req {
     uint8_t profile_id;
     uint8_t ip_type;
