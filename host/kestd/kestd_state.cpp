@@ -1,21 +1,16 @@
-// Defaults of the module, the check of a whole configuration, the message
-// table over all domains and the names of the error codes.
+// Defaults of the module, the check of a whole configuration and the
+// message table over all domains: what gathers the domains. What the domains
+// call back (error names, dump lines) is in kestd_text.cpp.
 #include <array>
-#include <cstdarg>
 #include <cstdio>
 
 #include "kestd_msg.h"
-#include "vg_mgmt_output_escape.h"
 
 void kestd_default_config(kestd_config &cfg)
 {
     // Zero every byte, padding included: the configuration is stored as bytes.
     std::memset(&cfg, 0, sizeof cfg);
-    cfg.work_mode = 0;
-    cfg.wifi_enable = 1;
-    std::memcpy(cfg.country_code, "US", 2);
-    for (int i = 1; i <= KESTD_WIFI_IFACES; ++i)
-        kestd_default_wifi_iface(cfg, i);
+    kestd_default_wifi(cfg);
     kestd_apn &internet = cfg.apn[0][0];
     internet.used = 1;
     internet.pdp_type = 2;
@@ -62,27 +57,4 @@ const kestd_msg_row *kestd_find_row(uint32_t id)
 {
     static const auto index = build_index();
     return id < index.size() ? index[id] : nullptr;
-}
-
-const char *kestd_error_name(uint16_t code)
-{
-    if (code == KESTD_OK)
-        return "OK";
-    const kest_error_row *row = kest_error_find(code);
-    return row != nullptr ? row->name : "INJECTED";
-}
-
-void kestd_dump_line(std::string &out, const char *key, const char *fmt, ...)
-{
-    char value[1024];
-    va_list ap;
-    va_start(ap, fmt);
-    std::vsnprintf(value, sizeof value, fmt, ap);
-    va_end(ap);
-    // A value may hold anything a client set: escaped, it cannot forge a line
-    // of the dump nor drive the terminal that shows it.
-    out += key;
-    out += '=';
-    out += vgm::escape_text(value);
-    out += '\n';
 }

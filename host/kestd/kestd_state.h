@@ -121,7 +121,7 @@ static_assert(std::is_trivially_copyable_v<kestd_state>);
 // The module's defaults; the runtime part starts empty with the USB
 // settings equal to the committed ones.
 void kestd_default_config(kestd_config &cfg);
-void kestd_default_wifi_iface(kestd_config &cfg, int iface);
+void kestd_default_wifi(kestd_config &cfg);
 void kestd_reset_runtime(kestd_state &st);
 
 // Why a configuration cannot be taken, or null when it can. Run on every

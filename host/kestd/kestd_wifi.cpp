@@ -268,8 +268,8 @@ uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req
 {
     if (req.id_valid && !iface_ok(req.id))
         return KESTD_ERR_INVALID_INTERFACE;
-    kestd_config defaults;
-    kestd_default_config(defaults);
+    kestd_config defaults{};
+    kestd_default_wifi(defaults);
     kestd_config &cfg = ctx.st.cfg;
     if (req.id_valid) {
         cfg.iface[req.id - 1] = defaults.iface[req.id - 1];
@@ -347,11 +347,7 @@ void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t aut
     f.max_num_sta = max_num_sta;
 }
 
-} // namespace
-
-std::span<const kestd_msg_row> kestd_wifi_rows() { return rows; }
-
-void kestd_default_wifi_iface(kestd_config &cfg, int iface)
+void default_wifi_iface(kestd_config &cfg, int iface)
 {
     kestd_iface &f = cfg.iface[iface - 1];
     switch (iface) {
@@ -365,4 +361,17 @@ void kestd_default_wifi_iface(kestd_config &cfg, int iface)
         default_iface(f, "", 1, 0, "", 0, 4, 0, 1); // on, but joined to no network yet
         break;
     }
+}
+
+} // namespace
+
+std::span<const kestd_msg_row> kestd_wifi_rows() { return rows; }
+
+void kestd_default_wifi(kestd_config &cfg)
+{
+    cfg.work_mode = 0;
+    cfg.wifi_enable = 1;
+    std::memcpy(cfg.country_code, "US", 2);
+    for (int i = 1; i <= KESTD_WIFI_IFACES; ++i)
+        default_wifi_iface(cfg, i);
 }
