@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include "kest_io.h"
 #include "kest_proto.h"
 
 // A header whose payload may be read; any other ends the connection.
@@ -24,22 +25,6 @@ inline kest_frame_header kest_frame_make(kest_frame_kind kind, uint32_t txn, uin
 {
     return kest_frame_header{KEST_FRAME_MAGIC, KEST_FRAME_VERSION, kind, txn, msg_id, len, aux,
                              status};
-}
-
-// Reads exactly n bytes; false on end of stream or error.
-inline bool kest_read_full(int fd, void *buf, size_t n)
-{
-    auto *p = static_cast<uint8_t *>(buf);
-    while (n > 0) {
-        const ssize_t got = recv(fd, p, n, 0);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            return false;
-        p += got;
-        n -= static_cast<size_t>(got);
-    }
-    return true;
 }
 
 enum kest_write_result {

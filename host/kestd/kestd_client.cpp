@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 
@@ -46,63 +45,13 @@ int kestd_connect(const std::string &path, std::string *why)
     return fd;
 }
 
-bool kest_write_all(int fd, const void *data, size_t len)
-{
-    const auto *p = static_cast<const uint8_t *>(data);
-    while (len > 0) {
-        const ssize_t w = ::send(fd, p, len, MSG_NOSIGNAL);
-        if (w < 0 && errno == EINTR)
-            continue;
-        if (w <= 0)
-            return false;
-        p += w;
-        len -= static_cast<size_t>(w);
-    }
-    return true;
-}
-
-namespace {
-
-bool read_exact(int fd, uint8_t *p, size_t len, std::chrono::steady_clock::time_point deadline)
-{
-    while (len > 0) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                                std::chrono::steady_clock::now());
-        pollfd pfd{fd, POLLIN, 0};
-        const int ready = ::poll(&pfd, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
-        if (ready < 0 && errno == EINTR)
-            continue;
-        if (ready <= 0)
-            return false;
-        const ssize_t r = ::recv(fd, p, len, 0);
-        if (r < 0 && errno == EINTR)
-            continue;
-        if (r <= 0)
-            return false;
-        p += r;
-        len -= static_cast<size_t>(r);
-    }
-    return true;
-}
-
-} // namespace
-
-bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    if (!read_exact(fd, reinterpret_cast<uint8_t *>(&h), sizeof h, deadline) || !kest_frame_header_ok(h))
-        return false;
-    payload.resize(h.len);
-    return read_exact(fd, payload.data(), h.len, deadline);
-}
-
 bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms)
 {
     static uint32_t txn = 0x40000000u;
     const uint32_t my_txn = ++txn;
     const auto frame = kest_frame_bytes(KEST_FRAME_CONTROL, my_txn, 0, 0, command.data(),
                                         static_cast<uint32_t>(command.size()));
-    if (!kest_write_all(fd, frame.data(), frame.size()))
+    if (!kest_write_full(fd, frame.data(), frame.size()))
         return false;
     kest_frame_header h{};
     std::vector<uint8_t> payload;

@@ -16,12 +16,6 @@ std::string kestd_socket_path(const char *arg);
 // when given, receives a line that names the socket and the cause.
 int kestd_connect(const std::string &path, std::string *why = nullptr);
 
-bool kest_write_all(int fd, const void *data, size_t len);
-
-// Reads one whole frame within `timeout_ms`. False on time-out, end of
-// stream, error or a header that kest_frame_header_ok refuses.
-bool kest_read_frame(int fd, kest_frame_header &h, std::vector<uint8_t> &payload, int timeout_ms);
-
 // Sends one control command and waits for its answer, skipping indications.
 // False when no answer came; otherwise `status` and `text` hold it.
 bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms);

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <vector>
 
+#include "kest_io.h"
 #include "kestd_msg.h"
 
 namespace {
@@ -21,16 +22,9 @@ constexpr size_t FILE_SIZE = HEAD + sizeof(kestd_config);
 
 bool write_all(int fd, const uint8_t *p, size_t n)
 {
-    while (n > 0) {
-        const ssize_t w = ::write(fd, p, n);
-        if (w < 0 && errno == EINTR)
-            continue;
-        if (w <= 0)
-            return false;
-        p += w;
-        n -= static_cast<size_t>(w);
-    }
-    return true;
+    return kest_io_loop(const_cast<uint8_t *>(p), n, [fd](uint8_t *q, size_t k) {
+               return ::write(fd, q, k);
+           }) == static_cast<ssize_t>(n);
 }
 
 std::string folder_of(const std::string &path)
@@ -71,18 +65,7 @@ std::string write_fresh(const std::string &path, const std::vector<uint8_t> &byt
 // Reads at most `room` bytes; the count, or -1 with errno set.
 ssize_t read_up_to(int fd, uint8_t *p, size_t room)
 {
-    size_t got = 0;
-    while (got < room) {
-        const ssize_t r = ::read(fd, p + got, room - got);
-        if (r < 0 && errno == EINTR)
-            continue;
-        if (r < 0)
-            return -1;
-        if (r == 0)
-            break;
-        got += static_cast<size_t>(r);
-    }
-    return static_cast<ssize_t>(got);
+    return kest_io_loop(p, room, [fd](uint8_t *q, size_t k) { return ::read(fd, q, k); });
 }
 
 // What is wrong with the file's bytes, or empty.

@@ -33,6 +33,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "kest_io.h"
 #include "vg_log.h"
 
 #define VG_HOST_API extern "C" __attribute__((visibility("default")))
@@ -155,14 +156,10 @@ void write_line(log_settings &s, const char *line, size_t len)
 {
     pthread_mutex_lock(&file_lock);
     follow_rotation(s);
-    while (s.fd >= 0 && len > 0) {
-        const ssize_t n = write(s.fd, line, len);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            break;
-        line += n;
-        len -= static_cast<size_t>(n);
+    if (s.fd >= 0) {
+        const int fd = s.fd;
+        auto *p = reinterpret_cast<uint8_t *>(const_cast<char *>(line));
+        kest_io_loop(p, len, [fd](uint8_t *q, size_t k) { return ::write(fd, q, k); });
     }
     pthread_mutex_unlock(&file_lock);
 }

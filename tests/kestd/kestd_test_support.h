@@ -171,7 +171,7 @@ struct client {
             ::close(fd);
     }
 
-    bool send_raw(const bytes &b) { return kest_write_all(fd, b.data(), b.size()); }
+    bool send_raw(const bytes &b) { return kest_write_full(fd, b.data(), b.size()); }
 
     // The response to a request, or a frame with kind 0 when none came.
     frame request(uint32_t id, const bytes &req, int timeout_ms = 2000)

@@ -48,7 +48,7 @@ int as_another_user(const std::string &sock)
     const bytes req = kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
     kest_frame_header h{};
     std::vector<uint8_t> payload;
-    if (!kest_write_all(fd, req.data(), req.size()) || !kest_read_frame(fd, h, payload, 5000) ||
+    if (!kest_write_full(fd, req.data(), req.size()) || !kest_read_frame(fd, h, payload, 5000) ||
         h.kind != KEST_FRAME_RESPONSE || h.txn != 7)
         return 14;
     return 0;

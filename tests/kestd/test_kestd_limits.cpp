@@ -105,7 +105,7 @@ TEST(KestdLimits, DescriptorExhaustionRefusesClientsWithoutSpinning)
     int refused = 0, served = 0, silent = 0;
     for (int i = 0; i < 100; ++i) {
         const int fd = connect_at_once(s.sock);
-        if (fd < 0 || !kest_write_all(fd, work_mode_get.data(), work_mode_get.size()))
+        if (fd < 0 || !kest_write_full(fd, work_mode_get.data(), work_mode_get.size()))
             ++refused;
         if (fd >= 0)
             fds.push_back(fd);
@@ -126,7 +126,7 @@ TEST(KestdLimits, DescriptorExhaustionRefusesClientsWithoutSpinning)
     const auto window = steady::now();
     const int extra = connect_at_once(s.sock);
     if (extra >= 0) {
-        kest_write_all(extra, work_mode_get.data(), work_mode_get.size());
+        kest_write_full(extra, work_mode_get.data(), work_mode_get.size());
         EXPECT_NE(await(extra, steady::now() + std::chrono::seconds(3)), outcome::silent);
         ::close(extra);
     }
