@@ -86,24 +86,34 @@ bytes command_input(uint8_t domain, uint8_t id, uint8_t flag, uint8_t options, c
     return out;
 }
 
+// The inputs of one command: both directions, each with every kind of answer.
+void command_inputs(const fs::path &dir, const kest_command &r)
+{
+    for (uint8_t flag : {MGMT_OPT_SET, MGMT_OPT_GET}) {
+        bytes value = usual_record(r.domain, r.command, r.record_len);
+        int answers = 1;
+        if (r.domain == MGMT_DOMAIN_DATA_CALL && r.command == DATA_CALL_CMD_INFO) {
+            const uint32_t both = DATA_CALL_IP_V4V6;
+            std::memcpy(value.data() + offsetof(data_call_info_params, ip_type), &both, sizeof both);
+            answers = 2;
+        }
+        for (const answer_kind &a : kAnswers) {
+            char name[64];
+            std::snprintf(name, sizeof name, "d%u-id%u-flag%u-%s", r.domain, r.command, flag, a.name);
+            write(dir, name,
+                  command_input(static_cast<uint8_t>(r.domain), static_cast<uint8_t>(r.command), flag, 0,
+                                value, a, answers));
+        }
+    }
+}
+
 void commands(const fs::path &dir)
 {
-    for (const fz::record_row &r : fz::kCommands) {
-        for (uint8_t flag : {MGMT_OPT_SET, MGMT_OPT_GET}) {
-            bytes value = usual_record(r.domain, r.id, r.size);
-            int answers = 1;
-            if (r.domain == MGMT_DOMAIN_DATA_CALL && r.id == DATA_CALL_CMD_INFO) {
-                const uint32_t both = DATA_CALL_IP_V4V6;
-                std::memcpy(value.data() + offsetof(data_call_info_params, ip_type), &both, sizeof both);
-                answers = 2;
-            }
-            for (const answer_kind &a : kAnswers) {
-                char name[64];
-                std::snprintf(name, sizeof name, "d%u-id%u-flag%u-%s", r.domain, r.id, flag, a.name);
-                write(dir, name,
-                      command_input(static_cast<uint8_t>(r.domain), static_cast<uint8_t>(r.id), flag, 0,
-                                    value, a, answers));
-            }
+    for (const kest_command_table &t : kCommandTables) {
+        for (size_t i = 0; i < t.count; ++i) {
+            if (i > 0 && t.rows[i - 1].command == t.rows[i].command)
+                continue; // the other direction of the command just done
+            command_inputs(dir, t.rows[i]);
         }
     }
     // The router's and the dispatchers' edges.

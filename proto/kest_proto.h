@@ -2,7 +2,7 @@
 // simulated KEST management service, over a Unix stream socket.
 //
 // Every frame is a kest_frame_header followed by `len` payload bytes.
-//  - request   (client -> service): txn chosen by the client, msg_id 1..74,
+//  - request   (client -> service): txn chosen by the client, msg_id 1..KEST_MSG_ID_MAX,
 //               payload = the request record, aux = the length of the
 //               client's response record.
 //  - response  (service -> client): txn and msg_id of the request, payload =

@@ -1,4 +1,4 @@
-// Wire records of the USB messages (66 to 74).
+// Wire records of the USB messages (KEST_USB_CONFIG_WRITE_SET to KEST_USB_CONFIG_GET).
 #pragma once
 
 #include "kest_wire.h"

@@ -98,7 +98,8 @@ enum kest_msg_id : uint32_t {
     KEST_USB_FUNC_SET = 73,
     KEST_USB_CONFIG_GET = 74,
 };
-inline constexpr uint32_t KEST_MSG_ID_MAX = 74;
+// The highest message id: the last of the enumeration.
+inline constexpr uint32_t KEST_MSG_ID_MAX = KEST_USB_CONFIG_GET;
 
 // Time-outs of the sends, in milliseconds.
 inline constexpr uint32_t KEST_TIMEOUT_MS = 5000;

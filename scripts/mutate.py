@@ -31,6 +31,7 @@ import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -43,9 +44,9 @@ PARTS = [
      r"^test_(client|wifi|data_call|network|usb|alloc)$"),
     ("host/kestd/", ["kestd", "test_kestd", "test_kestd_lan_rule"], r"^test_kestd(_lan_rule)?$"),
 ]
-DEFAULT_FILES = ["src/*.cpp", "src/*.h", "host/kestd/kestd_*.cpp"]
+DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 
-SKIP_LINE = re.compile(r"^\s*(#|//|\*|/\*)|static_assert|VG_LOG|VG_FMT|VG_TRANSPORT|KEST_CALL\(")
+SKIP_LINE = re.compile(r"^\s*(#|//|\*|/\*)|static_assert|KEST_WIRE_|VG_LOG|VG_FMT|VG_TRANSPORT|KEST_CALL\(")
 STRING = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'')
 OPERATORS = [
     (r"==", "!="), (r"!=", "=="), (r" <= ", " < "), (r" < ", " <= "),
@@ -183,6 +184,8 @@ def main():
     ap.add_argument("--report")
     ap.add_argument("--list", action="store_true", help="print the sample and stop")
     args = ap.parse_args()
+    # A termination unwinds like an error, so the changed file is put back.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("mutate: terminated"))
 
     files = sorted({os.path.relpath(p, ROOT) for g in args.files
                     for p in glob.glob(os.path.join(ROOT, g))})

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "kest_commands.h"
 #include "kest_msg.h"
 #include "qmi_cci.h"
 #include "vg_log.h"
@@ -266,6 +267,34 @@ consteval vg_row_index vg_index_rows(const mgmt_command_row (&rows)[N])
         index[rows[i].id] = static_cast<uint8_t>(i);
     }
     return index;
+}
+
+// True when a command's direction is described.
+template <size_t D>
+consteval bool vg_described(const kest_command (&described)[D], uint32_t id, uint32_t flag)
+{
+    for (const kest_command &c : described)
+        if (c.command == id && c.flag == flag)
+            return true;
+    return false;
+}
+
+// True when a command table has a row for exactly the described commands,
+// with a handler for exactly the described directions (the -1 row aside).
+template <size_t N, size_t D>
+consteval bool vg_rows_described(const mgmt_command_row (&rows)[N],
+                                 const kest_command (&described)[D])
+{
+    size_t commands = 0;
+    for (const mgmt_command_row &row : rows) {
+        if (row.id == VG_LAST_ROW_ID)
+            continue;
+        ++commands;
+        if ((row.set != nullptr) != vg_described(described, row.id, MGMT_OPT_SET) ||
+            (row.get != nullptr) != vg_described(described, row.id, MGMT_OPT_GET))
+            return false;
+    }
+    return commands == kest_distinct_commands(described);
 }
 
 struct vg_dispatcher {

@@ -431,7 +431,8 @@ constexpr mgmt_command_row data_call_command_table[] = {
     {DATA_CALL_CMD_APN_ADD, data_call_apn_add_set, nullptr},
     {DATA_CALL_CMD_DEFAULT_PROFILE, data_call_default_profile_set, data_call_default_profile_get},
 };
-static_assert(std::size(data_call_command_table) == 8);
+static_assert(vg_rows_described(data_call_command_table, kDataCallCommands),
+              "the table has a handler for every described direction and no other");
 
 constexpr uint8_t kStateConnected = 1;
 } // namespace

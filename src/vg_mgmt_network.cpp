@@ -380,7 +380,8 @@ constexpr mgmt_command_row network_command_table[] = {
     {NETWORK_CMD_SNAT_GET, nullptr, network_snat_get_get},
     {NETWORK_CMD_ETHERNET_MODE, network_ethernet_mode_set, network_ethernet_mode_get},
 };
-static_assert(std::size(network_command_table) == 11);
+static_assert(vg_rows_described(network_command_table, kNetworkCommands),
+              "the table has a handler for every described direction and no other");
 } // namespace
 
 extern "C" int32_t network_command_handle(mgmt_client *handle, uint32_t flag,

@@ -302,7 +302,8 @@ constexpr mgmt_command_row usb_command_table[] = {
     {USB_CMD_CONFIG_GET, nullptr, usb_config_get},
     {VG_LAST_ROW_ID, nullptr, nullptr},
 };
-static_assert(std::size(usb_command_table) == 10);
+static_assert(vg_rows_described(usb_command_table, kUsbCommands),
+              "the table has a handler for every described direction and no other");
 } // namespace
 
 extern "C" int32_t usb_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,

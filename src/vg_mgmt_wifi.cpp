@@ -19,14 +19,13 @@ int32_t wifi_null_params(const vg_site &site)
 // ---------------------------------------------------------------------------
 // Work mode
 
-constexpr uint32_t kWorkModeMax = 4;
 
 int32_t wifi_work_mode_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_work_mode_params *>(value);
     if (p == nullptr)
         return wifi_null_params(VG_SITE);
-    if (p->work_mode > kWorkModeMax) {
+    if (p->work_mode > kWorkModeRange.max) {
         VG_LOG(1, "Invalid WiFi work mode parameter %d", p->work_mode);
         return vg_fail(MGMT_ERR_INVALID);
     }
@@ -416,19 +415,20 @@ constexpr uint32_t wifi_channel_list[] = {
 static_assert(std::size(wifi_channel_list) == 60);
 
 constexpr wifi_setting_row kModeRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", 0, 5,
+    KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", kWifiModeRange.min, kWifiModeRange.max,
     "Invalid WiFi index %d mode parameter %d");
 constexpr wifi_setting_row kChannelRow = WIFI_SETTING_ROW(
     KEST_WIFI_CHANNEL_SET, KEST_WIFI_CHANNEL_GET, "channel", wifi_setting_kind::channel, 0, 0,
     VG_FMT("Invalid WiFi index %d channel parameters %d", "dd"));
 constexpr wifi_setting_row kBandwidthRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_BANDWIDTH_SET, KEST_WIFI_BANDWIDTH_GET, "bandwidth", 0, 3,
+    KEST_WIFI_BANDWIDTH_SET, KEST_WIFI_BANDWIDTH_GET, "bandwidth", kBandwidthRange.min, kBandwidthRange.max,
     "Invalid WiFi index %d bandwidth parameters %d");
 constexpr wifi_setting_row kMaxNumStaRow = WIFI_NUMBER_ROW(
     KEST_WIFI_MAX_NUM_STA_SET, KEST_WIFI_MAX_NUM_STA_GET, "maximum station number", 1,
     WIFI_STA_INFO_MAX, "Invalid WiFi index %d maximum station number parameter %d");
 constexpr wifi_setting_row kRssiRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", 0, 95, "Invalid WiFi index %d rssi parameter %d");
+    KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", kRssiRange.min, kRssiRange.max,
+    "Invalid WiFi index %d rssi parameter %d");
 constexpr wifi_setting_row kSsidHideRow =
     WIFI_FLAG_ROW(KEST_WIFI_SSID_HIDE_SET, KEST_WIFI_SSID_HIDE_GET, "ssid hide");
 constexpr wifi_setting_row k11nOnlyRow =
@@ -807,7 +807,8 @@ constexpr mgmt_command_row wifi_command_table[] = {
     {WIFI_CMD_STATION_STATUS, nullptr, wifi_station_status_get},
     {VG_LAST_ROW_ID, nullptr, nullptr},
 };
-static_assert(std::size(wifi_command_table) == 24);
+static_assert(vg_rows_described(wifi_command_table, kWifiCommands),
+              "the table has a handler for every described direction and no other");
 
 } // namespace
 

@@ -1,13 +1,14 @@
-// Every direction of the four command tables, each with a value record that
+// Every direction of every described command, each with a value record that
 // passes the library's range tests, for table-driven runs of all commands.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 
-#include "vg_mgmt_client.h"
+#include "kest_commands.h"
 
 namespace vg_rows {
 
@@ -57,51 +58,37 @@ inline void usb_text(uint8_t *v) { memcpy(v + 4, "vg", 3); }
 constexpr uint32_t W = MGMT_DOMAIN_WIFI, D = MGMT_DOMAIN_DATA_CALL, N = MGMT_DOMAIN_NETWORK,
                    U = MGMT_DOMAIN_USB, S = MGMT_OPT_SET, G = MGMT_OPT_GET;
 
-inline constexpr command_row kRows[] = {
-    {W, WIFI_CMD_WORK_MODE, S, none}, {W, WIFI_CMD_WORK_MODE, G, none},
-    {W, WIFI_CMD_ENABLE, S, none}, {W, WIFI_CMD_ENABLE, G, none},
-    {W, WIFI_CMD_COUNTRY_CODE, S, country}, {W, WIFI_CMD_COUNTRY_CODE, G, none},
-    {W, WIFI_CMD_MODE, S, iface1}, {W, WIFI_CMD_MODE, G, iface1},
-    {W, WIFI_CMD_CHANNEL, S, iface1}, {W, WIFI_CMD_CHANNEL, G, iface1},
-    {W, WIFI_CMD_ESSID, S, essid}, {W, WIFI_CMD_ESSID, G, iface1},
-    {W, WIFI_CMD_SSID_HIDE, S, iface1}, {W, WIFI_CMD_SSID_HIDE, G, iface1},
-    {W, WIFI_CMD_BANDWIDTH, S, iface1}, {W, WIFI_CMD_BANDWIDTH, G, iface1},
-    {W, WIFI_CMD_MAX_NUM_STA, S, max_sta}, {W, WIFI_CMD_MAX_NUM_STA, G, iface1},
-    {W, WIFI_CMD_11N_ONLY, S, iface1}, {W, WIFI_CMD_11N_ONLY, G, iface1},
-    {W, WIFI_CMD_11AC_ONLY, S, iface1}, {W, WIFI_CMD_11AC_ONLY, G, iface1},
-    {W, WIFI_CMD_AP_ISOLATE, S, iface1}, {W, WIFI_CMD_AP_ISOLATE, G, iface1},
-    {W, WIFI_CMD_AUTH, S, iface1}, {W, WIFI_CMD_AUTH, G, iface1},
-    {W, WIFI_CMD_DFS, S, iface1}, {W, WIFI_CMD_DFS, G, iface1},
-    {W, WIFI_CMD_RSSI, S, iface1}, {W, WIFI_CMD_RSSI, G, iface1},
-    {W, WIFI_CMD_STA_INFO, G, iface1},
-    {W, WIFI_CMD_RESTORE_DEFAULT, S, iface1},
-    {W, WIFI_CMD_MAC_ACL_RULE, S, iface1}, {W, WIFI_CMD_MAC_ACL_RULE, G, iface1},
-    {W, WIFI_CMD_MAC_ACL_ADD, S, iface1}, {W, WIFI_CMD_MAC_ACL_DEL, S, iface1},
-    {W, WIFI_CMD_MAC_ACL_INFO, G, iface1},
-    {W, WIFI_CMD_ACTIVE, S, iface1},
-    {W, WIFI_CMD_STATION_STATUS, G, iface3},
-    {D, DATA_CALL_CMD_UP, S, none}, {D, DATA_CALL_CMD_DOWN, S, none},
-    {D, DATA_CALL_CMD_INFO, G, info_both},
-    {D, DATA_CALL_CMD_APN, S, none}, {D, DATA_CALL_CMD_APN, G, none},
-    {D, DATA_CALL_CMD_APN_LIST, G, none},
-    {D, DATA_CALL_CMD_APN_DEL, S, none}, {D, DATA_CALL_CMD_APN_ADD, S, none},
-    {D, DATA_CALL_CMD_DEFAULT_PROFILE, S, none}, {D, DATA_CALL_CMD_DEFAULT_PROFILE, G, none},
-    {N, NETWORK_CMD_DMZ_ADD, S, none}, {N, NETWORK_CMD_DMZ_DEL, S, none},
-    {N, NETWORK_CMD_DMZ_GET, G, none},
-    {N, NETWORK_CMD_SGMII_ENABLE, S, none}, {N, NETWORK_CMD_SGMII_ENABLE, G, none},
-    {N, NETWORK_CMD_SGMII_CONFIG, S, none}, {N, NETWORK_CMD_SGMII_CONFIG, G, none},
-    {N, NETWORK_CMD_SGMII_INFO, G, none},
-    {N, NETWORK_CMD_LAN_CONFIG, S, none}, {N, NETWORK_CMD_LAN_CONFIG, G, none},
-    {N, NETWORK_CMD_SNAT_ADD, S, snat}, {N, NETWORK_CMD_SNAT_DEL, S, snat},
-    {N, NETWORK_CMD_SNAT_GET, G, none},
-    {N, NETWORK_CMD_ETHERNET_MODE, S, none}, {N, NETWORK_CMD_ETHERNET_MODE, G, none},
-    {U, USB_CMD_CONFIG_WRITE, S, none}, {U, USB_CMD_ACTION, S, none},
-    {U, USB_CMD_BOOTUP, S, none}, {U, USB_CMD_ID, S, usb_id},
-    {U, USB_CMD_PRODUCT_INFO, S, usb_text}, {U, USB_CMD_MANUFAC_INFO, S, usb_text},
-    {U, USB_CMD_NET, S, none}, {U, USB_CMD_FUNC, S, none},
-    {U, USB_CMD_CONFIG_GET, G, none},
+// Records that the range tests would refuse when left zero; every other
+// Wi-Fi record gets interface 1 at its head, every other record stays zero.
+struct fill_row {
+    uint32_t domain, id, flag;
+    fill_fn fill;
 };
-static_assert(std::size(kRows) == 39 + 10 + 15 + 9, "every direction of the four tables");
+inline constexpr fill_row kFills[] = {
+    {W, WIFI_CMD_COUNTRY_CODE, S, country}, {W, WIFI_CMD_ESSID, S, essid},
+    {W, WIFI_CMD_MAX_NUM_STA, S, max_sta},  {W, WIFI_CMD_STATION_STATUS, G, iface3},
+    {D, DATA_CALL_CMD_INFO, G, info_both},  {N, NETWORK_CMD_SNAT_ADD, S, snat},
+    {N, NETWORK_CMD_SNAT_DEL, S, snat},     {U, USB_CMD_ID, S, usb_id},
+    {U, USB_CMD_PRODUCT_INFO, S, usb_text}, {U, USB_CMD_MANUFAC_INFO, S, usb_text},
+};
+
+constexpr fill_fn fill_of(const kest_command &c)
+{
+    for (const fill_row &f : kFills)
+        if (f.domain == c.domain && f.id == c.command && f.flag == c.flag)
+            return f.fill;
+    return c.domain == W ? iface1 : none;
+}
+
+// Every described direction of every command, in the descriptions' order.
+inline constexpr auto kRows = [] {
+    std::array<command_row, kCommandCount> rows{};
+    size_t n = 0;
+    for (const kest_command_table &t : kCommandTables)
+        for (size_t i = 0; i < t.count; ++i)
+            rows[n++] = {t.rows[i].domain, t.rows[i].command, t.rows[i].flag, fill_of(t.rows[i])};
+    return rows;
+}();
 
 inline uint32_t value_size(uint32_t domain)
 {

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "domain_test.h"
+#include "kest_commands.h"
 
 using fake::g;
 
@@ -122,7 +123,6 @@ constexpr uint32_t S = MGMT_OPT_SET, G = MGMT_OPT_GET;
 struct msg_row {
     uint32_t id, flag;
     const char *handler;
-    uint32_t msg_id, req_len, resp_len, timeout_ms;
     const char *label;
     size_t record;    // bytes of the record at the buffer's start
     bool indexed;     // index 3 at offset 0
@@ -134,45 +134,45 @@ void fix_ssid(uint8_t *b) { b[8] = 'x'; }
 void fix_max_sta(uint8_t *b) { b[4] = 1; }
 
 const msg_row kMessages[] = {
-    {WIFI_CMD_WORK_MODE, S, "wifi_work_mode_set", 1, 1, 4, 5000, "set WiFi work mode", 4, false, nullptr},
-    {WIFI_CMD_WORK_MODE, G, "wifi_work_mode_get", 2, 0, 6, 5000, "get WiFi work mode", 4, false, nullptr},
-    {WIFI_CMD_ENABLE, S, "wifi_enable_set", 29, 1, 6, 30000, "set WiFi enable", 1, false, nullptr},
-    {WIFI_CMD_ENABLE, G, "wifi_enable_get", 30, 0, 6, 5000, "get WiFi enable", 1, false, nullptr},
-    {WIFI_CMD_COUNTRY_CODE, S, "wifi_country_code_set", 5, 2, 4, 5000, "set WiFi country code", 3, false, fix_country},
-    {WIFI_CMD_COUNTRY_CODE, G, "wifi_country_code_get", 6, 0, 6, 5000, "get WiFi country code", 3, false, nullptr},
-    {WIFI_CMD_ESSID, S, "wifi_essid_set", 3, 34, 4, 5000, "set WiFi ssid", 41, true, fix_ssid},
-    {WIFI_CMD_ESSID, G, "wifi_essid_get", 4, 1, 38, 5000, "get WiFi ssid", 41, true, nullptr},
-    {WIFI_CMD_ACTIVE, S, "wifi_active_set", 31, 2, 4, 5000, "set active", 5, true, nullptr},
-    {WIFI_CMD_AUTH, S, "wifi_auth_set", 21, 332, 4, 5000, "set WiFi auth", 268, true, nullptr},
-    {WIFI_CMD_AUTH, G, "wifi_auth_get", 22, 1, 336, 5000, "get WiFi auth", 268, true, nullptr},
-    {WIFI_CMD_MODE, S, "wifi_mode_set", 7, 2, 4, 5000, "set WiFi ieee80211 mode", 8, true, nullptr},
-    {WIFI_CMD_MODE, G, "wifi_mode_get", 8, 1, 6, 5000, "get WiFi ieee80211 mode", 8, true, nullptr},
-    {WIFI_CMD_CHANNEL, S, "wifi_channel_set", 9, 4, 4, 5000, "set WiFi channel", 8, true, nullptr},
-    {WIFI_CMD_CHANNEL, G, "wifi_channel_get", 10, 1, 6, 5000, "get WiFi channel", 8, true, nullptr},
-    {WIFI_CMD_SSID_HIDE, S, "wifi_ssid_hide_set", 27, 2, 4, 5000, "set WiFi ssid hide", 5, true, nullptr},
-    {WIFI_CMD_SSID_HIDE, G, "wifi_ssid_hide_get", 28, 1, 6, 5000, "get WiFi ssid hide", 5, true, nullptr},
-    {WIFI_CMD_BANDWIDTH, S, "wifi_bandwidth_set", 11, 2, 4, 5000, "set WiFi bandwidth", 8, true, nullptr},
-    {WIFI_CMD_BANDWIDTH, G, "wifi_bandwidth_get", 12, 1, 6, 5000, "get WiFi bandwidth", 8, true, nullptr},
-    {WIFI_CMD_MAX_NUM_STA, S, "wifi_max_num_sta_set", 13, 2, 4, 5000, "set WiFi maximum station number", 8, true, fix_max_sta},
-    {WIFI_CMD_MAX_NUM_STA, G, "wifi_max_num_sta_get", 14, 1, 6, 5000, "get WiFi maximum station number", 8, true, nullptr},
-    {WIFI_CMD_11N_ONLY, S, "wifi_11n_only_set", 15, 2, 4, 5000, "set WiFi only ieee80211n accept", 5, true, nullptr},
-    {WIFI_CMD_11N_ONLY, G, "wifi_11n_only_get", 16, 1, 6, 5000, "get WiFi only ieee80211n accept", 5, true, nullptr},
-    {WIFI_CMD_11AC_ONLY, S, "wifi_11ac_only_set", 17, 2, 4, 5000, "set WiFi only ieee80211ac accept", 5, true, nullptr},
-    {WIFI_CMD_11AC_ONLY, G, "wifi_11ac_only_get", 18, 1, 6, 5000, "get WiFi only ieee80211ac accept", 5, true, nullptr},
-    {WIFI_CMD_AP_ISOLATE, S, "wifi_ap_isolate_set", 19, 2, 4, 5000, "set WiFi ap isolate", 5, true, nullptr},
-    {WIFI_CMD_AP_ISOLATE, G, "wifi_ap_isolate_get", 20, 1, 6, 5000, "get WiFi ap isolate", 5, true, nullptr},
-    {WIFI_CMD_DFS, S, "wifi_dfs_set", 23, 2, 4, 5000, "set WiFi DFS", 5, true, nullptr},
-    {WIFI_CMD_DFS, G, "wifi_dfs_get", 24, 1, 6, 5000, "get WiFi DFS", 5, true, nullptr},
-    {WIFI_CMD_RSSI, S, "wifi_rssi_set", 25, 2, 4, 5000, "set WiFi rssi", 8, true, nullptr},
-    {WIFI_CMD_RSSI, G, "wifi_rssi_get", 26, 1, 6, 5000, "get WiFi rssi", 8, true, nullptr},
-    {WIFI_CMD_MAC_ACL_RULE, S, "wifi_mac_acl_rule_set", 34, 2, 4, 5000, "set mac acl rule", 8, true, nullptr},
-    {WIFI_CMD_MAC_ACL_RULE, G, "wifi_mac_acl_rule_get", 35, 1, 6, 5000, "get mac acl rule", 8, true, nullptr},
-    {WIFI_CMD_MAC_ACL_ADD, S, "wifi_mac_acl_add_set", 36, 7, 4, 5000, "add mac acl", 10, true, nullptr},
-    {WIFI_CMD_MAC_ACL_DEL, S, "wifi_mac_acl_del_set", 37, 7, 4, 5000, "del mac acl", 10, true, nullptr},
-    {WIFI_CMD_MAC_ACL_INFO, G, "wifi_mac_acl_info_get", 38, 1, 200, 5000, "get mac acl", 200, true, nullptr},
-    {WIFI_CMD_STA_INFO, G, "wifi_sta_info_get", 33, 0, 4616, 5000, "get WiFi ap sta info", 5000, false, nullptr},
-    {WIFI_CMD_STATION_STATUS, G, "wifi_station_status_get", 32, 1, 38, 5000, "get station status", 38, true, nullptr},
-    {WIFI_CMD_RESTORE_DEFAULT, S, "wifi_restore_default_set", 39, 2, 4, 5000, "set wifi resotre", 4, true, nullptr},
+    {WIFI_CMD_WORK_MODE, S, "wifi_work_mode_set", "set WiFi work mode", 4, false, nullptr},
+    {WIFI_CMD_WORK_MODE, G, "wifi_work_mode_get", "get WiFi work mode", 4, false, nullptr},
+    {WIFI_CMD_ENABLE, S, "wifi_enable_set", "set WiFi enable", 1, false, nullptr},
+    {WIFI_CMD_ENABLE, G, "wifi_enable_get", "get WiFi enable", 1, false, nullptr},
+    {WIFI_CMD_COUNTRY_CODE, S, "wifi_country_code_set", "set WiFi country code", 3, false, fix_country},
+    {WIFI_CMD_COUNTRY_CODE, G, "wifi_country_code_get", "get WiFi country code", 3, false, nullptr},
+    {WIFI_CMD_ESSID, S, "wifi_essid_set", "set WiFi ssid", 41, true, fix_ssid},
+    {WIFI_CMD_ESSID, G, "wifi_essid_get", "get WiFi ssid", 41, true, nullptr},
+    {WIFI_CMD_ACTIVE, S, "wifi_active_set", "set active", 5, true, nullptr},
+    {WIFI_CMD_AUTH, S, "wifi_auth_set", "set WiFi auth", 268, true, nullptr},
+    {WIFI_CMD_AUTH, G, "wifi_auth_get", "get WiFi auth", 268, true, nullptr},
+    {WIFI_CMD_MODE, S, "wifi_mode_set", "set WiFi ieee80211 mode", 8, true, nullptr},
+    {WIFI_CMD_MODE, G, "wifi_mode_get", "get WiFi ieee80211 mode", 8, true, nullptr},
+    {WIFI_CMD_CHANNEL, S, "wifi_channel_set", "set WiFi channel", 8, true, nullptr},
+    {WIFI_CMD_CHANNEL, G, "wifi_channel_get", "get WiFi channel", 8, true, nullptr},
+    {WIFI_CMD_SSID_HIDE, S, "wifi_ssid_hide_set", "set WiFi ssid hide", 5, true, nullptr},
+    {WIFI_CMD_SSID_HIDE, G, "wifi_ssid_hide_get", "get WiFi ssid hide", 5, true, nullptr},
+    {WIFI_CMD_BANDWIDTH, S, "wifi_bandwidth_set", "set WiFi bandwidth", 8, true, nullptr},
+    {WIFI_CMD_BANDWIDTH, G, "wifi_bandwidth_get", "get WiFi bandwidth", 8, true, nullptr},
+    {WIFI_CMD_MAX_NUM_STA, S, "wifi_max_num_sta_set", "set WiFi maximum station number", 8, true, fix_max_sta},
+    {WIFI_CMD_MAX_NUM_STA, G, "wifi_max_num_sta_get", "get WiFi maximum station number", 8, true, nullptr},
+    {WIFI_CMD_11N_ONLY, S, "wifi_11n_only_set", "set WiFi only ieee80211n accept", 5, true, nullptr},
+    {WIFI_CMD_11N_ONLY, G, "wifi_11n_only_get", "get WiFi only ieee80211n accept", 5, true, nullptr},
+    {WIFI_CMD_11AC_ONLY, S, "wifi_11ac_only_set", "set WiFi only ieee80211ac accept", 5, true, nullptr},
+    {WIFI_CMD_11AC_ONLY, G, "wifi_11ac_only_get", "get WiFi only ieee80211ac accept", 5, true, nullptr},
+    {WIFI_CMD_AP_ISOLATE, S, "wifi_ap_isolate_set", "set WiFi ap isolate", 5, true, nullptr},
+    {WIFI_CMD_AP_ISOLATE, G, "wifi_ap_isolate_get", "get WiFi ap isolate", 5, true, nullptr},
+    {WIFI_CMD_DFS, S, "wifi_dfs_set", "set WiFi DFS", 5, true, nullptr},
+    {WIFI_CMD_DFS, G, "wifi_dfs_get", "get WiFi DFS", 5, true, nullptr},
+    {WIFI_CMD_RSSI, S, "wifi_rssi_set", "set WiFi rssi", 8, true, nullptr},
+    {WIFI_CMD_RSSI, G, "wifi_rssi_get", "get WiFi rssi", 8, true, nullptr},
+    {WIFI_CMD_MAC_ACL_RULE, S, "wifi_mac_acl_rule_set", "set mac acl rule", 8, true, nullptr},
+    {WIFI_CMD_MAC_ACL_RULE, G, "wifi_mac_acl_rule_get", "get mac acl rule", 8, true, nullptr},
+    {WIFI_CMD_MAC_ACL_ADD, S, "wifi_mac_acl_add_set", "add mac acl", 10, true, nullptr},
+    {WIFI_CMD_MAC_ACL_DEL, S, "wifi_mac_acl_del_set", "del mac acl", 10, true, nullptr},
+    {WIFI_CMD_MAC_ACL_INFO, G, "wifi_mac_acl_info_get", "get mac acl", 200, true, nullptr},
+    {WIFI_CMD_STA_INFO, G, "wifi_sta_info_get", "get WiFi ap sta info", 5000, false, nullptr},
+    {WIFI_CMD_STATION_STATUS, G, "wifi_station_status_get", "get station status", 38, true, nullptr},
+    {WIFI_CMD_RESTORE_DEFAULT, S, "wifi_restore_default_set", "set wifi resotre", 4, true, nullptr},
 };
 
 const msg_row *find_row(uint32_t id, uint32_t flag)
@@ -204,11 +204,22 @@ bool ends_with(const std::string &s, const std::string &tail)
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-// The 39 rows above are every handler; the other 7 directions have none.
+// The message of a row, as the command descriptions give it.
+const kest_command &described(const msg_row &r)
+{
+    static const kest_command none{};
+    const kest_command *c = kest_command_find(MGMT_DOMAIN_WIFI, r.id, r.flag);
+    return c != nullptr ? *c : none;
+}
+
+// The rows above are every handler, one per described direction; the other
+// directions have none.
 TEST_F(WifiTest, DirectionsWithoutARowEndInTheDispatcher)
 {
+    constexpr size_t ids = kest_distinct_commands(kWifiCommands);
+    ASSERT_EQ(std::size(kMessages), std::size(kWifiCommands));
     size_t missing = 0;
-    for (uint32_t id = 1; id <= 23; ++id) {
+    for (uint32_t id = 1; id <= ids; ++id) {
         for (uint32_t flag : {S, G}) {
             if (find_row(id, flag) != nullptr)
                 continue;
@@ -217,7 +228,7 @@ TEST_F(WifiTest, DirectionsWithoutARowEndInTheDispatcher)
             EXPECT_EQ(fake::logs().back().text, "command " + std::to_string(id) + " function is null");
         }
     }
-    EXPECT_EQ(missing, 7u);
+    EXPECT_EQ(missing, 2 * ids - std::size(kWifiCommands));
     EXPECT_EQ(fake::sent_count(), 0u);
     EXPECT_EQ(vg_mgmt_get_errno(), 1234);
 }
@@ -233,11 +244,12 @@ TEST_F(WifiTest, MessagesGoOutAsTheirRowsSay)
         EXPECT_EQ(run(r.id, r.flag), 0);
         ASSERT_EQ(fake::sent_count(), sent + 1);
         const auto m = fake::last_sent();
-        EXPECT_EQ(m.msg_id, r.msg_id);
-        EXPECT_EQ(m.req_len, r.req_len);
-        EXPECT_EQ(m.req_null, r.req_len == 0);
-        EXPECT_EQ(m.resp_len, r.resp_len);
-        EXPECT_EQ(m.timeout_ms, r.timeout_ms);
+        const kest_command &c = described(r);
+        EXPECT_EQ(m.msg_id, c.msg_id);
+        EXPECT_EQ(m.req_len, c.req_len);
+        EXPECT_EQ(m.req_null, c.req_len == 0);
+        EXPECT_EQ(m.resp_len, c.resp_len);
+        EXPECT_EQ(m.timeout_ms, c.timeout_ms);
         EXPECT_TRUE(fake::logged(trace(r, 0)));
         const auto lines = fake::logs();
         for (size_t i = 2; i < lines.size(); ++i) // behind the router's and the dispatcher's

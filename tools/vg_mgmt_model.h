@@ -84,9 +84,6 @@ void axis_fixed(axis a, uint8_t *rec);
 // list" per profile type 0 to 2).
 std::vector<std::vector<std::string>> axis_instances(axis a);
 
-// The name of the value record of a library command ("wifi_channel_params").
-const char *record_name(uint32_t domain, uint16_t id);
-
 // The value buffer size of a domain.
 uint32_t value_size(uint32_t domain);
 

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "kest_commands.h"
 #include "vg_mgmt_client.h"
 #include "vg_mgmt_model.h"
 
@@ -113,7 +114,7 @@ const list_def kStations{
 void add_wifi_commands(std::vector<command> &c)
 {
     add_setting(c, setting("work-mode", "the Wi-Fi work mode (numbers as the service defines them)",
-                           WIFI_CMD_WORK_MODE, {num("work-mode", 0, 4, 0, 4, "Wi-Fi work mode")},
+                           WIFI_CMD_WORK_MODE, {num("work-mode", 0, 4, kWorkModeRange.min, kWorkModeRange.max, "Wi-Fi work mode")},
                            axis::none));
     add_setting(c, setting("enable", "whether Wi-Fi is on", WIFI_CMD_ENABLE,
                            {flag("enable", 0, "Wi-Fi as a whole on or off")}, axis::none));
@@ -133,14 +134,14 @@ void add_wifi_commands(std::vector<command> &c)
     auth.note = "Changing the type starts the new type's fields from zero: give them with it.";
     add_setting(c, auth);
     add_setting(c, setting("mode", "an interface's radio mode (as the service defines it)", WIFI_CMD_MODE,
-                           {num("mode", 4, 4, 0, 5, "802.11 radio mode; what each number stands for is the service's matter")}));
+                           {num("mode", 4, 4, kWifiModeRange.min, kWifiModeRange.max, "802.11 radio mode; what each number stands for is the service's matter")}));
     add_setting(c, setting("channel", "an interface's radio channel", WIFI_CMD_CHANNEL, {channel_field()}));
     add_setting(c, setting("bandwidth", "an interface's channel bandwidth (as the service defines it)",
-                           WIFI_CMD_BANDWIDTH, {num("bandwidth", 4, 4, 0, 3, "channel bandwidth; what each number stands for is the service's matter")}));
+                           WIFI_CMD_BANDWIDTH, {num("bandwidth", 4, 4, kBandwidthRange.min, kBandwidthRange.max, "channel bandwidth; what each number stands for is the service's matter")}));
     add_setting(c, setting("max-sta", "the most stations an interface takes", WIFI_CMD_MAX_NUM_STA,
                            {num("max-sta", 4, 4, 1, 16, "most stations at once")}));
     add_setting(c, setting("rssi", "an interface's RSSI threshold", WIFI_CMD_RSSI,
-                           {num("rssi", 4, 4, 0, 95, "RSSI threshold")}));
+                           {num("rssi", 4, 4, kRssiRange.min, kRssiRange.max, "RSSI threshold")}));
     add_setting(c, setting("ssid-hide", "whether an interface hides its SSID", WIFI_CMD_SSID_HIDE,
                            {flag("ssid-hide", 4, "SSID left out of beacons")}));
     add_setting(c, setting("11n-only", "whether an interface takes 802.11n stations only",

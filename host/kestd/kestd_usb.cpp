@@ -1,6 +1,6 @@
-// USB messages 66 to 74. The settings change a pending copy of the USB
+// The USB messages. The settings change a pending copy of the USB
 // configuration; write-back (66) commits it, as the module would on its next
-// USB re-enumeration. A config read (74) returns the committed copy, the one
+// USB re-enumeration. A config read returns the committed copy, the one
 // the module runs with; "dump" shows both. The action (67) is a one-off
 // command and is only remembered for the dump.
 #include <cstdio>

@@ -20,7 +20,7 @@ kestd_iface &iface_of(kestd_ctx &ctx, uint32_t index) { return ctx.st.cfg.iface[
 
 uint16_t work_mode_set(kestd_ctx &ctx, const wifi_work_mode_set_req &req, wifi_work_mode_set_resp &)
 {
-    if (req.work_mode > 4)
+    if (req.work_mode > kWorkModeRange.max)
         return KESTD_ERR_INVALID_VALUE;
     ctx.st.cfg.work_mode = req.work_mode;
     return KESTD_OK;

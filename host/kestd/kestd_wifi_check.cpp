@@ -112,7 +112,7 @@ bool country_ok(const char *cc)
 
 const char *kestd_wifi_config_problem(const kestd_config &cfg)
 {
-    if (cfg.work_mode > 4 || cfg.wifi_enable > 1 || !country_ok(cfg.country_code))
+    if (cfg.work_mode > kWorkModeRange.max || cfg.wifi_enable > 1 || !country_ok(cfg.country_code))
         return "Wi-Fi global settings out of range";
     for (uint32_t i = 1; i <= KESTD_WIFI_IFACES; ++i) {
         const kestd_iface &f = cfg.iface[i - 1];

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "kest_commands.h"
 #include "kestd_state.h"
 
 namespace kestd_wifi {
@@ -27,10 +28,10 @@ struct u8_setting {
     uint8_t min;
     uint8_t max;
 };
-inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, 0, 5};
-inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, 0, 3};
+inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, kWifiModeRange.min, kWifiModeRange.max};
+inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, kBandwidthRange.min, kBandwidthRange.max};
 inline constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1, KESTD_STATIONS_MAX};
-inline constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, 0, 95};
+inline constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
 inline constexpr u8_setting only_11n_setting{&kestd_iface::only_11n, true, 0, 1};
 inline constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};
 inline constexpr u8_setting ap_isolate_setting{&kestd_iface::ap_isolate, true, 0, 1};
