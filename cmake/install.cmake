@@ -60,8 +60,10 @@ install(FILES examples/vg_mgmt_example.c examples/CMakeLists.txt
 vg_relative_path(vg_bin_to_lib ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR})
 vg_relative_path(vg_bin_to_host ${CMAKE_INSTALL_BINDIR} ${VG_HOST_LIBDIR})
 if(VG_BUILD_HOST)
-  target_link_libraries(vg-mgmt PRIVATE -Wl,--push-state,--no-as-needed
-                        qmi_cci vg_log vg_manager_msgr -Wl,--pop-state)
+  # By file, not by target, so that CMake keeps them inside the block.
+  target_link_libraries(vg-mgmt PRIVATE -Wl,--push-state,--no-as-needed $<TARGET_LINKER_FILE:qmi_cci>
+                        $<TARGET_LINKER_FILE:vg_log> $<TARGET_LINKER_FILE:vg_manager_msgr> -Wl,--pop-state)
+  add_dependencies(vg-mgmt qmi_cci vg_log vg_manager_msgr)
   set_target_properties(vg-mgmt PROPERTIES
       INSTALL_RPATH "$ORIGIN/${vg_bin_to_host};$ORIGIN/${vg_bin_to_lib}")
 else()

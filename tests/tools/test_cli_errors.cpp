@@ -334,9 +334,10 @@ INSTANTIATE_TEST_SUITE_P(
                       "\n*vg-mgmt config schema*\n", "\n*vg-mgmt config diff [--json] FILE*\n",
                       "\n*vg-mgmt config apply [--check] [--json] FILE*\n", "\n*vg-mgmt config ansible ARGS*\n",
                       "\n*--check*\n\tapply: send nothing", "\n*0*\n\tdone, or nothing to change\n",
-                      "\n*1*\n\tthe service refused a change;", "\n*2*\n\twrong arguments, or a document",
-                      "\n*3*\n\tthe service could not be reached\n", "\n*6*\n\tapply --check: changes are pending\n",
-                      "\n*7*\n\tthe service refused a change and an undo too"},
+                      "\n*1*\n\tthe library or the service refused the command; config: every change",
+                      "\n*2*\n\tthe command line or the document is wrong", "\n*3*\n\tno service:",
+                      "\n*6*\n\tconfig apply --check: changes are pending\n",
+                      "\n*7*\n\tconfig: the service refused a change and an undo too"},
                      false}),
     e2e::RowName{});
 

@@ -20,14 +20,14 @@ struct guard {
 
 // Opens the state folder (empty: the default) for the module at `socket`
 // (empty: VG_KEST_SOCKET or the default), and takes the apply lock. With
-// need_lock, a lock held by another apply is VG_CONFIG_BUSY; without, the
-// command goes on without it. VG_CONFIG_OK, or the status with problem.
+// need_lock, a lock held by another apply is vgm::EXIT_BUSY; without, the
+// command goes on without it. vgm::EXIT_DONE, or the status with problem.
 int guard_open(guard &g, const std::string &state_dir, const std::string &socket, bool need_lock,
                std::string &problem);
 
 // When the module's journal shows an apply that did not finish (and this
 // command holds the lock), reports it on err and restores the values from
-// before it, then reads `s` again. VG_CONFIG_OK when nothing was left or all
+// before it, then reads `s` again. vgm::EXIT_DONE when nothing was left or all
 // is restored; found tells whether there was a journal.
 int recover_unfinished(guard &g, session &s, FILE *err, bool &found);
 

@@ -29,7 +29,7 @@ std::vector<std::string> next_words(const std::vector<std::string> &prefix);
 // The tool's own commands beside the model's domains.
 inline const char *const kToolWords[] = {"status", "events", "completion", "help", "config"};
 
-// vg-mgmt config's verbs (tools/config_cmd.cpp): their arguments and what they do.
+// vg-mgmt config's verbs (cli/config_cmd.cpp): their arguments and what they do.
 struct config_verb {
     const char *verb;
     const char *args; // "[--json] FILE"

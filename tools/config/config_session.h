@@ -8,7 +8,7 @@
 #include <string>
 
 #include "config_apply.h"
-#include "config_cmd.h"
+#include "vg_mgmt_errors.h"
 
 namespace vgcfg {
 
@@ -16,7 +16,7 @@ struct session {
     conn c;
     snapshot before;
     std::string problem;  // why open or read failed
-    int status = VG_CONFIG_OK;
+    int status = vgm::EXIT_DONE;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 
     ~session();
@@ -37,7 +37,7 @@ std::optional<json> parse_document(const std::string &text, const std::string &n
 
 // The result of applying a document, for people and for Ansible alike.
 struct apply_result {
-    int status = VG_CONFIG_OK;
+    int status = vgm::EXIT_DONE;
     bool changed = false;
     std::vector<std::string> lines; // the changes, one per setting
     std::string message;

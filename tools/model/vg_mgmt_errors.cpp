@@ -16,18 +16,6 @@
 
 namespace vgm {
 
-const status_text kExitStatuses[8] = {
-    {EXIT_DONE, "done"},
-    {EXIT_REFUSED, "the library or the service refused the command"},
-    {EXIT_USAGE, "the command line is wrong (unknown word, value out of range); nothing was sent"},
-    {EXIT_NO_SERVICE, "no service: its socket is missing or nobody answers there"},
-    {EXIT_NO_ANSWER, "the service did not answer in time; events: --timeout came before --count"},
-    {EXIT_LOST, "events --exit-on-loss: the service went away"},
-    {EXIT_TOO_MANY, "the service refused the connection: too many clients"},
-    {EXIT_UNTRUSTED, "the process at the socket runs as a user not trusted as the service (root, you or "
-                     "VG_KEST_SERVICE_USER); nothing was sent"},
-};
-
 failure call_failure(int32_t err)
 {
     switch (err) {

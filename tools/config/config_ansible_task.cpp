@@ -122,16 +122,16 @@ json changing_result(const task &t, guard &g, session &s)
     json result = json{{"changed", r.changed}, {"msg", r.message}};
     if (t.diff)
         result["diff"] = json{{"before", r.before}, {"after", r.after}};
-    if (r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING) {
+    if (r.status == vgm::EXIT_DONE || r.status == vgm::EXIT_PENDING) {
         result["commands"] = r.lines;
         result["before"] = before;
         result["after"] = laid_over(before, r.after);
         return result;
     }
     result["failed"] = true;
-    if (r.status == VG_CONFIG_USAGE)
+    if (r.status == vgm::EXIT_USAGE)
         result["problems"] = r.lines;
-    else if (r.status == VG_CONFIG_REFUSED)
+    else if (r.status == vgm::EXIT_REFUSED)
         result["undone"] = r.lines;
     return result;
 }
@@ -171,12 +171,12 @@ json ansible_task(const char *args_file)
     guard g;
     session s;
     const std::string socket = option_string(t->args, "socket", "");
-    if (guard_open(g, "", socket, changing, problem) != VG_CONFIG_OK)
+    if (guard_open(g, "", socket, changing, problem) != vgm::EXIT_DONE)
         return ansible_failure(problem, {});
     if (!s.open_and_read(socket))
         return ansible_failure(s.problem, {});
     bool found = false;
-    if (recover_unfinished(g, s, stderr, found) != VG_CONFIG_OK)
+    if (recover_unfinished(g, s, stderr, found) != vgm::EXIT_DONE)
         return ansible_failure("an unfinished apply left changes that could not be restored", {});
     if (facts)
         return json{{"changed", false}, {"ansible_facts", {{"vg_mgmt", to_document(s.before, false)}}}};

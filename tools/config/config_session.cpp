@@ -27,19 +27,19 @@ bool session::open_and_read(const std::string &socket)
     struct stat st;
     if (path != nullptr && path[0] != '\0' && stat(path, &st) != 0) {
         problem = std::string("no service: ") + path + " does not exist (--socket or VG_KEST_SOCKET)";
-        status = VG_CONFIG_NO_SERVICE;
+        status = vgm::EXIT_NO_SERVICE;
         return false;
     }
     if (vg_mgmt_client_open(&c.h, nullptr) != 0) {
         problem = std::string("no service: cannot reach the management service") +
                   (path != nullptr ? std::string(" at ") + path : std::string());
-        status = VG_CONFIG_NO_SERVICE;
+        status = vgm::EXIT_NO_SERVICE;
         return false;
     }
     std::string what;
     if (!read_snapshot(c, before, what)) {
         problem = "cannot read " + what + ": " + error_text(c.err);
-        status = VG_CONFIG_REFUSED;
+        status = vgm::EXIT_REFUSED;
         return false;
     }
     return true;
@@ -149,7 +149,7 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
     apply_result r;
     const plan p = make_plan(doc, s.before);
     if (!p.problems.empty()) {
-        r.status = VG_CONFIG_USAGE;
+        r.status = vgm::EXIT_USAGE;
         r.lines = p.problems;
         r.message = std::to_string(p.problems.size()) + " problem(s) in the document; nothing was sent";
         return r;
@@ -167,7 +167,7 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
     }
     r.changed = true;
     if (check) {
-        r.status = VG_CONFIG_PENDING;
+        r.status = vgm::EXIT_PENDING;
         r.message = std::to_string(p.change_count()) + " change(s) pending; nothing was sent (check)";
         return r;
     }
@@ -176,7 +176,7 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
         restore["version"] = document_version;
         std::string why;
         if (!journal(restore, p.change_count(), why)) {
-            r.status = VG_CONFIG_REFUSED;
+            r.status = vgm::EXIT_REFUSED;
             r.changed = false;
             r.message = why + "; nothing was sent";
             return r;
@@ -189,7 +189,7 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
         return r;
     }
     r.changed = !(o.undo_failed.empty() && o.read_back && o.left_changed.empty());
-    r.status = r.changed ? VG_CONFIG_PARTIAL : o.signal != 0 ? VG_CONFIG_INTERRUPTED : VG_CONFIG_REFUSED;
+    r.status = r.changed ? vgm::EXIT_PARTIAL : o.signal != 0 ? vgm::EXIT_INTERRUPTED : vgm::EXIT_REFUSED;
     r.message = outcome_text(o);
     return r;
 }

@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "config_ansible.h"
-#include "config_cmd.h"
 #include "config_session.h"
 #include "config_states.h"
 

@@ -2,6 +2,7 @@
 // options, checked as Ansible checks a module's options, and the task.
 #pragma once
 
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,3 +34,6 @@ json ansible_failure(const std::string &msg, const std::vector<std::string> &pro
 json ansible_task(const char *args_file);
 
 } // namespace vgcfg
+
+// Ansible's binary-module protocol: the arguments file in, one JSON object out.
+int vg_mgmt_config_ansible(const char *args_file, FILE *out);

@@ -11,21 +11,6 @@
 namespace vgm {
 namespace {
 
-const struct {
-    int status;
-    const char *text;
-} kConfigStatuses[] = {
-    {VG_CONFIG_OK, "done, or nothing to change"},
-    {VG_CONFIG_REFUSED, "the service refused a change; the changes already made were undone"},
-    {VG_CONFIG_USAGE, "wrong arguments, or a document with problems (each one named; nothing was sent)"},
-    {VG_CONFIG_NO_SERVICE, "the service could not be reached"},
-    {VG_CONFIG_PENDING, "apply --check: changes are pending"},
-    {VG_CONFIG_PARTIAL, "the service refused a change and an undo too: the configuration is partly changed"},
-    {VG_CONFIG_INTERRUPTED, "SIGINT, SIGTERM, SIGHUP or SIGPIPE came during apply: the step in flight was "
-                            "finished and the steps done were undone"},
-    {VG_CONFIG_BUSY, "another apply is in progress on this module: refused at once, nothing was sent"},
-};
-
 const char *const kConfigOptions[][2] = {
     {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
     {"--stats", "print the calls made and the time taken on stderr"},
@@ -87,9 +72,7 @@ void print_config_manpage(FILE *out)
                      scdoc_escape(v.help).c_str());
     for (const auto &o : kConfigOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
-    std::fprintf(out, "Exit statuses of *config*:\n\n");
-    for (const auto &s : kConfigStatuses)
-        std::fprintf(out, "*%d*\n\t%s\n\n", s.status, scdoc_escape(s.text).c_str());
+    std::fprintf(out, "The exit statuses of *config* are among those under EXIT STATUS.\n\n");
 }
 
 // Case lines of _vg_mgmt for the words after "config <verb>"; `files` set

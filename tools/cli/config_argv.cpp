@@ -71,7 +71,7 @@ int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err)
         const place p = place_of(argv[i], verb, why);
         if (p == place::refused) {
             fprintf(err, "vg-mgmt config: %s\n", why.c_str());
-            return VG_CONFIG_USAGE;
+            return vgm::EXIT_USAGE;
         }
         std::vector<char *> &to = p == place::before_verb ? before : after;
         to.push_back(argv[i]);
@@ -89,6 +89,6 @@ int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err)
         return vg_mgmt_config_run(static_cast<int>(args.size()) - 1, args.data(), out, err);
     } catch (const std::exception &e) { // every failure is a message and a status, never an abort
         fprintf(err, "vg-mgmt config: cannot go on: %s\n", e.what());
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     }
 }

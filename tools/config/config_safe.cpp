@@ -32,12 +32,12 @@ int guard_open(guard &g, const std::string &state_dir, const std::string &socket
     if (!socket.empty())
         setenv("VG_KEST_SOCKET", socket.c_str(), 1);
     if (!g.st.open(state_dir.empty() ? state_dir_default() : state_dir, problem))
-        return need_lock ? VG_CONFIG_USAGE : VG_CONFIG_OK;
+        return need_lock ? vgm::EXIT_USAGE : vgm::EXIT_DONE;
     bool busy = false;
     g.locked = g.lock.take(g.st, busy, problem);
     if (g.locked || !need_lock)
-        return VG_CONFIG_OK;
-    return busy ? VG_CONFIG_BUSY : VG_CONFIG_USAGE;
+        return vgm::EXIT_DONE;
+    return busy ? vgm::EXIT_BUSY : vgm::EXIT_USAGE;
 }
 
 int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
@@ -47,16 +47,16 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     bool busy = false;
     std::string problem;
     if (!g.locked || !decide.take(g.st, busy, problem, ".decide", true))
-        return VG_CONFIG_OK;
+        return vgm::EXIT_DONE;
     const std::optional<std::string> text = g.st.read(journal_name());
     if (!text)
-        return VG_CONFIG_OK;
+        return vgm::EXIT_DONE;
     found = true;
     const json j = json::parse(*text, nullptr, false);
     if (j.is_discarded() || !j.is_object() || !j.contains("restore") || !j["restore"].is_object()) {
         fprintf(err, "vg-mgmt config: the journal %s/%s is damaged; it is left as it is\n", g.st.dir().c_str(),
                 journal_name().c_str());
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     }
     fprintf(err, "vg-mgmt config: an apply started %s (process %s, %s change(s)) %s: restoring the "
                  "configuration from before it\n",
@@ -64,7 +64,7 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
             j.value("changes", json("?")).dump().c_str(),
             j.contains("confirm_by") ? "was not confirmed in time" : "did not finish");
     const apply_result r = apply_document(s, j["restore"], false);
-    if (r.status != VG_CONFIG_OK) {
+    if (r.status != vgm::EXIT_DONE) {
         fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n", r.message.c_str());
         return r.status;
     }
@@ -74,7 +74,7 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     fprintf(err, "vg-mgmt config: restored: the configuration is as it was before that apply\n");
     std::string what;
     s.before = snapshot{};
-    return read_snapshot(s.c, s.before, what) ? VG_CONFIG_OK : VG_CONFIG_REFUSED;
+    return read_snapshot(s.c, s.before, what) ? vgm::EXIT_DONE : vgm::EXIT_REFUSED;
 }
 
 apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds, const std::string &applied)
@@ -97,18 +97,18 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
     if (!written)
         return r;
     std::string problem;
-    if (r.status == VG_CONFIG_OK && r.changed)
+    if (r.status == vgm::EXIT_DONE && r.changed)
         history_add(g.st, replaced, count, applied);
-    if (confirm_seconds == 0 || r.status != VG_CONFIG_OK || !r.changed) {
+    if (confirm_seconds == 0 || r.status != vgm::EXIT_DONE || !r.changed) {
         g.st.remove(journal_name());
     } else if (await_confirm(g, confirm_seconds, problem)) {
         r.message += "; it is reverted in " + std::to_string(confirm_seconds) +
                      " s unless 'vg-mgmt config confirm' comes first";
     } else { // no watcher: nothing would revert it, so it is reverted now
         bool found = false;
-        r.status = VG_CONFIG_REFUSED;
+        r.status = vgm::EXIT_REFUSED;
         r.message = problem + "; the change was reverted: " +
-                    (recover_unfinished(g, s, stderr, found) == VG_CONFIG_OK ? "the configuration is as it was"
+                    (recover_unfinished(g, s, stderr, found) == vgm::EXIT_DONE ? "the configuration is as it was"
                                                                              : "the revert did not complete");
     }
     return r;

@@ -1,5 +1,6 @@
 // vg-mgmt config export | schema | diff | apply, and the Ansible module entry.
 #include "config_cmd.h"
+#include "config_ansible.h"
 
 #include <CLI/CLI.hpp>
 
@@ -51,11 +52,11 @@ int cmd_export(const options &o, FILE *out, FILE *err)
 {
     guard g;
     session s;
-    if (const int status = open_settled(o, report{out, err}, g, s); status != VG_CONFIG_OK)
+    if (const int status = open_settled(o, report{out, err}, g, s); status != vgm::EXIT_DONE)
         return status;
     fprintf(out, "%s\n", to_document(s.before, o.show_secrets).dump(2).c_str());
     print_stats(o, s, err);
-    return VG_CONFIG_OK;
+    return vgm::EXIT_DONE;
 }
 
 // Reads and checks the document; reports every problem.
@@ -64,13 +65,13 @@ std::optional<json> checked_document(const options &o, const report &rep)
     std::string problem;
     std::optional<json> doc = read_document(o.file, problem);
     if (!doc) {
-        rep.fail(VG_CONFIG_USAGE, problem);
+        rep.fail(vgm::EXIT_USAGE, problem);
         return std::nullopt;
     }
     const std::vector<std::string> problems = validate(*doc);
     if (problems.empty())
         return doc;
-    rep.fail(VG_CONFIG_USAGE, std::to_string(problems.size()) + " problem(s) in " + o.file + "; nothing was sent:",
+    rep.fail(vgm::EXIT_USAGE, std::to_string(problems.size()) + " problem(s) in " + o.file + "; nothing was sent:",
              problems);
     return std::nullopt;
 }
@@ -81,7 +82,7 @@ int document_and_current(const options &o, const report &rep, json &doc, session
 {
     std::optional<json> checked = checked_document(o, rep);
     if (!checked)
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     doc = std::move(*checked);
     return open_settled(o, rep, g, s);
 }
@@ -91,10 +92,10 @@ int cmd_validate(const options &o, FILE *out, FILE *err)
 {
     const report rep{out, err, o.json_out};
     if (!checked_document(o, rep))
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     if (!o.json_out)
         fprintf(out, "%s: no problem found\n", o.file.c_str());
-    return rep.result(VG_CONFIG_OK, json{{"problems", json::array()}});
+    return rep.result(vgm::EXIT_DONE, json{{"problems", json::array()}});
 }
 
 int cmd_diff(const options &o, FILE *out, FILE *err)
@@ -103,11 +104,11 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
     guard g;
     session s;
     const report rep{out, err, o.json_out};
-    if (const int status = document_and_current(o, rep, doc, s, g); status != VG_CONFIG_OK)
+    if (const int status = document_and_current(o, rep, doc, s, g); status != vgm::EXIT_DONE)
         return status;
     const plan p = make_plan(doc, s.before);
     if (!p.problems.empty())
-        return rep.fail(VG_CONFIG_USAGE, "the document cannot be applied as it is:", p.problems);
+        return rep.fail(vgm::EXIT_USAGE, "the document cannot be applied as it is:", p.problems);
     json changes = json::array();
     for (const step &st : p.steps)
         for (const change &c : st.changes) {
@@ -117,7 +118,7 @@ int cmd_diff(const options &o, FILE *out, FILE *err)
                 fprintf(out, "%s\n", change_line(c).c_str());
         }
     print_stats(o, s, err);
-    return rep.result(VG_CONFIG_OK, json{{"changes", changes}});
+    return rep.result(vgm::EXIT_DONE, json{{"changes", changes}});
 }
 
 // apply FILE, or rollback N (the values the N-th apply back replaced).
@@ -131,34 +132,34 @@ int cmd_apply(const options &o, FILE *out, FILE *err, size_t rollback = 0)
     if (rollback == 0) {
         std::optional<json> checked = checked_document(o, rep);
         if (!checked)
-            return VG_CONFIG_USAGE;
+            return vgm::EXIT_USAGE;
         doc = std::move(*checked);
     }
     std::string problem;
-    if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem); status != VG_CONFIG_OK)
+    if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem); status != vgm::EXIT_DONE)
         return rep.fail(status, problem);
     const std::string back = "rollback " + std::to_string(rollback);
     if (rollback != 0) {
         std::optional<json> replaced = history_document(g.st, rollback);
         if (!replaced)
-            return rep.fail(VG_CONFIG_USAGE, "no apply " + std::to_string(rollback) +
+            return rep.fail(vgm::EXIT_USAGE, "no apply " + std::to_string(rollback) +
                                                  " back in the history of this module (vg-mgmt config history)");
         doc = std::move(*replaced);
     }
     if (!s.open_and_read(o.socket))
         return rep.fail(s.status, s.problem);
     bool found = false;
-    if (const int status = recover_unfinished(g, s, err, found); status != VG_CONFIG_OK)
+    if (const int status = recover_unfinished(g, s, err, found); status != vgm::EXIT_DONE)
         return status;
     const apply_result r = o.check ? apply_document(s, doc, true)
                                    : guarded_apply(g, s, doc, o.confirm, rollback != 0 ? back : o.file);
     print_stats(o, s, err);
-    if (r.status == VG_CONFIG_USAGE)
+    if (r.status == vgm::EXIT_USAGE)
         return rep.fail(r.status, r.message, r.lines);
     if (!o.json_out) {
         for (const std::string &l : r.lines)
             fprintf(out, "%s\n", l.c_str());
-        fprintf(r.status == VG_CONFIG_OK || r.status == VG_CONFIG_PENDING ? out : err, "%s\n", r.message.c_str());
+        fprintf(r.status == vgm::EXIT_DONE || r.status == vgm::EXIT_PENDING ? out : err, "%s\n", r.message.c_str());
     }
     return rep.result(r.status, json{{"changed", r.changed}, {"message", r.message}, {"changes", r.lines}});
 }
@@ -171,7 +172,7 @@ bool open_state(const options &o, guard &g, FILE *err)
         setenv("VG_KEST_SOCKET", o.socket.c_str(), 1);
     if (g.st.open(o.state_dir.empty() ? state_dir_default() : o.state_dir, problem))
         return true;
-    report{nullptr, err}.fail(VG_CONFIG_USAGE, problem);
+    report{nullptr, err}.fail(vgm::EXIT_USAGE, problem);
     return false;
 }
 
@@ -180,7 +181,7 @@ int cmd_confirm(const options &o, FILE *out, FILE *err, bool watcher)
 {
     guard g;
     if (!open_state(o, g, err))
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     g.locked = watcher; // the watcher holds the apply lock it inherited
     return watcher ? watch_confirm(g) : confirm_now(g, out, err);
 }
@@ -189,7 +190,7 @@ int cmd_history(const options &o, FILE *out, FILE *err)
 {
     guard g;
     if (!open_state(o, g, err))
-        return VG_CONFIG_USAGE;
+        return vgm::EXIT_USAGE;
     const std::vector<json> list = history_list(g.st);
     if (o.json_out)
         fprintf(out, "%s\n", json{{"history", list}}.dump(2).c_str());
@@ -199,7 +200,7 @@ int cmd_history(const options &o, FILE *out, FILE *err)
                 e.value("applied", "?").c_str());
     if (list.empty() && !o.json_out)
         fprintf(out, "no apply in the history of this module\n");
-    return VG_CONFIG_OK;
+    return vgm::EXIT_DONE;
 }
 
 std::vector<std::string> lines_of(const char *buf, size_t len)
@@ -241,7 +242,7 @@ int cmd_recover(const options &o, FILE *out, FILE *err)
     session s;
     std::string problem;
     const report rep{out, err};
-    if (const int status = guard_open(g, o.state_dir, o.socket, true, problem); status != VG_CONFIG_OK)
+    if (const int status = guard_open(g, o.state_dir, o.socket, true, problem); status != vgm::EXIT_DONE)
         return rep.fail(status, problem);
     if (!s.open_and_read(o.socket))
         return rep.fail(s.status, s.problem);
@@ -346,13 +347,13 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     } catch (const CLI::ParseError &e) {
         if (auto mistake = vgm::config_mistake(argc, argv); mistake && e.get_exit_code() != 0) {
             fprintf(err, "vg-mgmt config: %s\nusage: %s\n", mistake->c_str(), vgm::usage_line(std::vector<std::string>{"config"}).c_str());
-            return VG_CONFIG_USAGE;
+            return vgm::EXIT_USAGE;
         }
         std::ostringstream o_out, o_err;
         const int code = app.exit(e, o_out, o_err);
         fputs(o_out.str().c_str(), out);
         fputs(o_err.str().c_str(), err);
-        return code == 0 ? VG_CONFIG_OK : VG_CONFIG_USAGE;
+        return code == 0 ? vgm::EXIT_DONE : vgm::EXIT_USAGE;
     }
     if (ansible->parsed())
         return vg_mgmt_config_ansible(args_file.c_str(), out);
@@ -367,5 +368,5 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     if (const int status = run_safety(o, safety, out, err); status >= 0)
         return status;
     fprintf(out, "%s\n", make_schema().dump(2).c_str());
-    return VG_CONFIG_OK;
+    return vgm::EXIT_DONE;
 }

@@ -79,17 +79,17 @@ int confirm_now(guard &g, FILE *out, FILE *err)
     apply_lock decide;
     std::string problem;
     if (!take_decide_lock(g, decide, problem))
-        return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), VG_CONFIG_USAGE;
+        return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
     const std::optional<std::string> text = g.st.read(journal_file());
     const json j = text ? json::parse(*text, nullptr, false) : json();
     if (!j.is_object() || !j.contains("confirm_by")) {
         fprintf(err, "vg-mgmt config: no change awaits confirmation on this module (none was made with "
                      "--confirm, or it was confirmed or reverted already)\n");
-        return VG_CONFIG_REFUSED;
+        return vgm::EXIT_REFUSED;
     }
     g.st.remove(journal_file());
     fprintf(out, "confirmed: the change applied at %s stays\n", j.value("started", "?").c_str());
-    return VG_CONFIG_OK;
+    return vgm::EXIT_DONE;
 }
 
 int watch_confirm(guard &g)
@@ -99,7 +99,7 @@ int watch_confirm(guard &g)
         const std::optional<std::string> text = g.st.read(journal_file());
         const json j = text ? json::parse(*text, nullptr, false) : json();
         if (!j.is_object() || !j.contains("confirm_by") || !j["confirm_by"].is_number_integer())
-            return VG_CONFIG_OK; // confirmed, or restored by someone else
+            return vgm::EXIT_DONE; // confirmed, or restored by someone else
         const long long late = std::time(nullptr) - j["confirm_by"].get<long long>();
         if (late < 0)
             continue;
