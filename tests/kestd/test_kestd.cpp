@@ -366,7 +366,7 @@ TEST_F(Kestd, UnknownIdsAndWrongLengthsGetAStatusAndNoRecord)
     };
     const row rows[] = {
         {0, {}, KESTD_STATUS_UNKNOWN_MSG},  {43, bytes(284), KESTD_STATUS_UNKNOWN_MSG},
-        {75, {}, KESTD_STATUS_UNKNOWN_MSG}, {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {KEST_MSG_ID_MAX + 1, {}, KESTD_STATUS_UNKNOWN_MSG}, {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
         {1, {}, KESTD_STATUS_BAD_LENGTH},   {2, {0}, KESTD_STATUS_BAD_LENGTH},
         {21, bytes(331), KESTD_STATUS_BAD_LENGTH},
     };

@@ -1,10 +1,12 @@
 // Connection, error number, indication routing, router and dispatchers.
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "fake_platform.h"
+#include "kest_commands.h"
 
 using fake::g;
 
@@ -396,10 +398,28 @@ struct DomainInfo {
     const char *file;
     const char *func;
     const char *word; // as in "cannot found %d <word> command"
-    uint32_t ids;     // ids 1..ids are in the table
+    kest_command_table described; // ids 1..n of its commands are in the table
     bool null_handler_sets_errno;
-    std::vector<std::pair<uint32_t, uint32_t>> missing; // (id, flag) rows without that handler
     bool has_last_row;
+
+    uint32_t ids() const
+    {
+        uint32_t n = 0;
+        for (size_t i = 0; i < described.count; ++i)
+            n = std::max(n, described.rows[i].command);
+        return n;
+    }
+    // The (id, flag) pairs of the table without a handler: the directions
+    // that no command description has.
+    std::vector<std::pair<uint32_t, uint32_t>> missing() const
+    {
+        std::vector<std::pair<uint32_t, uint32_t>> out;
+        for (uint32_t id = 1; id <= ids(); ++id)
+            for (uint32_t flag : {MGMT_OPT_SET, MGMT_OPT_GET})
+                if (kest_command_find(described.rows[0].domain, id, flag) == nullptr)
+                    out.emplace_back(id, flag);
+        return out;
+    }
 };
 
 // Failures name the domain, not the bytes of its row.
@@ -409,14 +429,14 @@ void PrintTo(const DomainInfo &d, std::ostream *os)
 }
 
 const DomainInfo kDomainsInfo[] = {
-    {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi", 23, false,
-     {{15, 1}, {17, 2}, {18, 2}, {20, 2}, {21, 2}, {22, 1}, {23, 1}}, true},
+    {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi",
+     kCommandTables[0], false, true},
     {"data_call", data_call_command_handle, "vg_mgmt_data_call", "data_call_command_handle",
-     "Data Call", 8, true, {{1, 2}, {2, 2}, {3, 1}, {5, 1}, {6, 2}, {7, 2}}, false},
+     "Data Call", kCommandTables[1], true, false},
     {"network", network_command_handle, "vg_mgmt_network", "network_command_handle", "network",
-     11, true, {{1, 2}, {2, 2}, {3, 1}, {6, 1}, {8, 2}, {9, 2}, {10, 1}}, false},
-    {"usb", usb_command_handle, "vg_mgmt_usb", "usb_command_handle", "Usb", 9, false,
-     {{1, 2}, {2, 2}, {3, 2}, {4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}, {9, 1}}, true},
+     kCommandTables[2], true, false},
+    {"usb", usb_command_handle, "vg_mgmt_usb", "usb_command_handle", "Usb", kCommandTables[3],
+     false, true},
 };
 
 class Dispatchers : public ::testing::TestWithParam<DomainInfo> {
@@ -434,7 +454,7 @@ protected:
 TEST_P(Dispatchers, IdsOutsideTheTableAreNotFoundWhateverTheFlag)
 {
     const DomainInfo &d = GetParam();
-    for (uint32_t id : {0u, d.ids + 1, 65535u})
+    for (uint32_t id : {0u, d.ids() + 1, 65535u})
         for (uint32_t flag : {0u, 1u, 2u, 3u}) {
             g().logs.clear();
             vg_mgmt_set_errno(0);
@@ -453,7 +473,7 @@ TEST_P(Dispatchers, IdsOutsideTheTableAreNotFoundWhateverTheFlag)
 TEST_P(Dispatchers, KnownIdWithABadFlagLogsTheFindFirst)
 {
     const DomainInfo &d = GetParam();
-    for (uint32_t id = 1; id <= d.ids; ++id)
+    for (uint32_t id = 1; id <= d.ids(); ++id)
         for (uint32_t flag : {0u, 3u}) {
             g().logs.clear();
             vg_mgmt_set_errno(0);
@@ -476,7 +496,7 @@ TEST_P(Dispatchers, KnownIdWithABadFlagLogsTheFindFirst)
 TEST_P(Dispatchers, MissingDirectionEndsInTheDispatcher)
 {
     const DomainInfo &d = GetParam();
-    for (const auto &[id, flag] : d.missing) {
+    for (const auto &[id, flag] : d.missing()) {
         g().logs.clear();
         vg_mgmt_set_errno(1234);
         EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), -1);
