@@ -35,8 +35,8 @@ int main(void)
     channel->index = 1;
     channel->channel = 6;
     int ok = check("set channel",
-                   vg_mgmt_client_set(handle, MGMT_COMMAND(MGMT_DOMAIN_WIFI, WIFI_CMD_CHANNEL), wifi,
-                                      sizeof wifi));
+                   vg_mgmt_client_set(handle, MGMT_COMMAND(MGMT_DOMAIN_WIFI, WIFI_CMD_CHANNEL),
+                                      wifi, sizeof wifi));
     channel->channel = 0;
     ok = ok && check("get channel",
                      vg_mgmt_client_get(handle, MGMT_COMMAND(MGMT_DOMAIN_WIFI, WIFI_CMD_CHANNEL),

@@ -27,11 +27,16 @@ constexpr uint32_t kNoDomainBytes = 64;
 domain_row domain_of(uint32_t domain)
 {
     switch (domain) {
-    case MGMT_DOMAIN_WIFI: return {wifi_command_handle, MGMT_WIFI_VALUE_SIZE};
-    case MGMT_DOMAIN_NETWORK: return {network_command_handle, MGMT_NETWORK_VALUE_SIZE};
-    case MGMT_DOMAIN_DATA_CALL: return {data_call_command_handle, MGMT_DATA_CALL_VALUE_SIZE};
-    case MGMT_DOMAIN_USB: return {usb_command_handle, MGMT_USB_VALUE_SIZE};
-    default: return {nullptr, kNoDomainBytes};
+    case MGMT_DOMAIN_WIFI:
+        return {wifi_command_handle, MGMT_WIFI_VALUE_SIZE};
+    case MGMT_DOMAIN_NETWORK:
+        return {network_command_handle, MGMT_NETWORK_VALUE_SIZE};
+    case MGMT_DOMAIN_DATA_CALL:
+        return {data_call_command_handle, MGMT_DATA_CALL_VALUE_SIZE};
+    case MGMT_DOMAIN_USB:
+        return {usb_command_handle, MGMT_USB_VALUE_SIZE};
+    default:
+        return {nullptr, kNoDomainBytes};
     }
 }
 

@@ -11,10 +11,14 @@ namespace {
 uint32_t event_size(uint32_t event_id)
 {
     switch (event_id) {
-    case WIFI_EVENT_STA_STATUS: return sizeof(wifi_station_status_params);
-    case WIFI_EVENT_AP_STA: return sizeof(wifi_ap_sta_event);
-    case DATA_CALL_EVENT_STATUS: return sizeof(data_call_status_event);
-    default: return 0;
+    case WIFI_EVENT_STA_STATUS:
+        return sizeof(wifi_station_status_params);
+    case WIFI_EVENT_AP_STA:
+        return sizeof(wifi_ap_sta_event);
+    case DATA_CALL_EVENT_STATUS:
+        return sizeof(data_call_status_event);
+    default:
+        return 0;
     }
 }
 
@@ -69,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     auto *ind = new uint8_t[ind_len + 1];
     std::memcpy(ind, ind_bytes, ind_len);
 
-    void *cb_data = (hd.options & fz::kNullCbData) ? nullptr
+    void *cb_data = (hd.options & fz::kNullCbData)  ? nullptr
                     : (hd.options & fz::kNoEventCb) ? static_cast<void *>(without_cb)
                                                     : static_cast<void *>(with_cb);
     g_events = 0;

@@ -11,11 +11,11 @@ namespace fz {
 
 // Commands: one call of vg_mgmt_client_set or _get and up to two answers.
 struct command_head {
-    uint8_t domain;  // 0 to 8 as is; above, (domain << 8) | domain
-    uint8_t id;      // the command id, with 0xff00 added when kIdHigh is set
-    uint8_t flag;    // the router's flag: 1 set, 2 get, anything else as is
-    uint8_t options; // k* bits below
-    int8_t rc[2];    // what each send returns
+    uint8_t domain;         // 0 to 8 as is; above, (domain << 8) | domain
+    uint8_t id;             // the command id, with 0xff00 added when kIdHigh is set
+    uint8_t flag;           // the router's flag: 1 set, 2 get, anything else as is
+    uint8_t options;        // k* bits below
+    int8_t rc[2];           // what each send returns
     uint16_t answer_len[2]; // bytes each answer writes at the head of the response
     uint16_t value_len;     // bytes of the value record given; the rest is a pattern
 };

@@ -41,10 +41,14 @@ struct client_view {
 uint32_t indication_size(uint32_t msg_id)
 {
     switch (msg_id) {
-    case KEST_WIFI_STA_STATUS_IND: return sizeof(wifi_sta_status_ind);
-    case KEST_WIFI_AP_STA_IND: return sizeof(wifi_ap_sta_ind);
-    case KEST_DATA_CALL_STATUS_IND: return sizeof(data_call_status_ind);
-    default: return 0;
+    case KEST_WIFI_STA_STATUS_IND:
+        return sizeof(wifi_sta_status_ind);
+    case KEST_WIFI_AP_STA_IND:
+        return sizeof(wifi_ap_sta_ind);
+    case KEST_DATA_CALL_STATUS_IND:
+        return sizeof(data_call_status_ind);
+    default:
+        return 0;
     }
 }
 
@@ -66,8 +70,11 @@ void check_frame(const kest_frame_header &h, client_view &v)
         require(h.txn == 0 && h.len == indication_size(h.msg_id) && h.len != 0,
                 "an indication is one of the three records");
         break;
-    case KEST_FRAME_CONTROL_RESPONSE: ++v.control_responses; break;
-    default: fail("kestd sends responses, indications and control responses only");
+    case KEST_FRAME_CONTROL_RESPONSE:
+        ++v.control_responses;
+        break;
+    default:
+        fail("kestd sends responses, indications and control responses only");
     }
 }
 
@@ -114,7 +121,8 @@ sent_view walk(const std::vector<uint8_t> &stream)
     while (stream.size() - at >= kHead) {
         kest_frame_header h;
         std::memcpy(&h, stream.data() + at, kHead);
-        if (!kest_frame_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
+        if (!kest_frame_header_ok(h) ||
+            (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
             s.bad = true;
             break;
         }
@@ -124,7 +132,8 @@ sent_view walk(const std::vector<uint8_t> &stream)
             ++s.requests;
         } else {
             ++s.controls;
-            const std::string_view text(reinterpret_cast<const char *>(stream.data() + at + kHead), h.len);
+            const std::string_view text(reinterpret_cast<const char *>(stream.data() + at + kHead),
+                                        h.len);
             s.muted = s.muted || text.find("mute") != std::string_view::npos;
         }
         at += kHead + h.len;
@@ -191,7 +200,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             const uint8_t *bytes = in.run(len, got);
             if (got != 0)
                 std::memcpy(payload.data(), bytes, got);
-            const auto frame = kest_frame_bytes(KEST_FRAME_REQUEST, txn++, msg_id, 0, payload.data(), len, 0);
+            const auto frame =
+                kest_frame_bytes(KEST_FRAME_REQUEST, txn++, msg_id, 0, payload.data(), len, 0);
             const size_t first = cut != 0 && cut < frame.size() ? cut : frame.size();
             feed(frame.data(), first);
             feed(frame.data() + first, frame.size() - first);
@@ -201,7 +211,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             uint8_t n = 0;
             in.head(n);
             const uint8_t *bytes = in.run(n, got);
-            const auto frame = kest_frame_bytes(KEST_FRAME_CONTROL, txn++, 1, 0, bytes, static_cast<uint32_t>(got));
+            const auto frame = kest_frame_bytes(KEST_FRAME_CONTROL, txn++, 1, 0, bytes,
+                                                static_cast<uint32_t>(got));
             feed(frame.data(), frame.size());
             break;
         }

@@ -84,9 +84,8 @@ qmi_client_ind_cb indication_callback()
 
 using fz::g_script;
 
-extern "C" qmi_idl_service_object_type vg_manager_msgr_get_service_object_internal_v01(int32_t,
-                                                                                       int32_t,
-                                                                                       int32_t)
+extern "C" qmi_idl_service_object_type
+vg_manager_msgr_get_service_object_internal_v01(int32_t, int32_t, int32_t)
 {
     return reinterpret_cast<qmi_idl_service_object_type>(&fz::g_service);
 }
@@ -129,8 +128,7 @@ extern "C" qmi_client_error_type qmi_client_init(qmi_service_info *, qmi_idl_ser
 
 extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_handle, uint32_t,
                                                           const void *req, uint32_t req_len,
-                                                          void *resp, uint32_t resp_len,
-                                                          uint32_t)
+                                                          void *resp, uint32_t resp_len, uint32_t)
 {
     fz::require(user_handle == reinterpret_cast<qmi_client_type>(&fz::g_client),
                 "send on the handle's connection");
@@ -166,8 +164,7 @@ extern "C" qmi_client_error_type qmi_client_release(qmi_client_type)
     return 0;
 }
 
-extern "C" void __vg_log(const char *, int line, const char *func, int level, const char *fmt,
-                         ...)
+extern "C" void __vg_log(const char *, int line, const char *func, int level, const char *fmt, ...)
 {
     fz::require_pairs_closed();
     fz::require(level >= 1 && level <= 4, "log level 1 to 4");

@@ -94,15 +94,17 @@ void command_inputs(const fs::path &dir, const kest_command &r)
         int answers = 1;
         if (r.domain == MGMT_DOMAIN_DATA_CALL && r.command == DATA_CALL_CMD_INFO) {
             const uint32_t both = DATA_CALL_IP_V4V6;
-            std::memcpy(value.data() + offsetof(data_call_info_params, ip_type), &both, sizeof both);
+            std::memcpy(value.data() + offsetof(data_call_info_params, ip_type), &both,
+                        sizeof both);
             answers = 2;
         }
         for (const answer_kind &a : kAnswers) {
             char name[64];
-            std::snprintf(name, sizeof name, "d%u-id%u-flag%u-%s", r.domain, r.command, flag, a.name);
+            std::snprintf(name, sizeof name, "d%u-id%u-flag%u-%s", r.domain, r.command, flag,
+                          a.name);
             write(dir, name,
-                  command_input(static_cast<uint8_t>(r.domain), static_cast<uint8_t>(r.command), flag, 0,
-                                value, a, answers));
+                  command_input(static_cast<uint8_t>(r.domain), static_cast<uint8_t>(r.command),
+                                flag, 0, value, a, answers));
         }
     }
 }
@@ -122,15 +124,20 @@ void commands(const fs::path &dir)
         const char *name;
         uint8_t domain, id, flag, options;
     } edges[] = {
-        {"domain0", 0, 1, 1, 0},         {"domain2", 2, 1, 1, 0},
-        {"domain4", 4, 7, 2, 0},         {"domain5", 5, 9, 2, fz::kSizeWrong},
-        {"domain8", 8, 1, 1, 0},         {"domain-high", 0x99, 1, 2, 0},
+        {"domain0", 0, 1, 1, 0},
+        {"domain2", 2, 1, 1, 0},
+        {"domain4", 4, 7, 2, 0},
+        {"domain5", 5, 9, 2, fz::kSizeWrong},
+        {"domain8", 8, 1, 1, 0},
+        {"domain-high", 0x99, 1, 2, 0},
         {"null-handle", 1, 1, 1, fz::kNullHandle},
         {"null-value", 3, 1, 1, fz::kNullValue | fz::kSizeZero},
         {"size-wrong", 1, 4, 1, fz::kSizeWrong},
         {"size-zero", 6, 4, 2, fz::kSizeZero},
-        {"flag0", 1, 1, 0, 0},           {"flag3", 7, 2, 3, 0},
-        {"unknown-id", 3, 99, 1, 0},     {"unknown-id-high", 1, 0xff, 2, fz::kIdHigh},
+        {"flag0", 1, 1, 0, 0},
+        {"flag3", 7, 2, 3, 0},
+        {"unknown-id", 3, 99, 1, 0},
+        {"unknown-id-high", 1, 0xff, 2, fz::kIdHigh},
         {"null-dmz-del", 3, 2, 1, fz::kNullValue},
         {"null-usb-write", 7, 1, 1, fz::kNullValue},
     };
@@ -161,7 +168,8 @@ void indications(const fs::path &dir)
     write(dir, "sta-status", indication_input(KEST_WIFI_STA_STATUS_IND, 0, 0, sta));
     std::memset(sta.ssid, 'x', sizeof sta.ssid);
     write(dir, "sta-status-full-ssid", indication_input(KEST_WIFI_STA_STATUS_IND, 0, 0, sta));
-    write(dir, "sta-status-no-cb", indication_input(KEST_WIFI_STA_STATUS_IND, fz::kNoEventCb, 0, sta));
+    write(dir, "sta-status-no-cb",
+          indication_input(KEST_WIFI_STA_STATUS_IND, fz::kNoEventCb, 0, sta));
     write(dir, "sta-status-decode-fails", indication_input(KEST_WIFI_STA_STATUS_IND, 0, -1, sta));
 
     wifi_ap_sta_ind ap{};
@@ -228,9 +236,10 @@ void kestd(const fs::path &dir)
             write(dir, "msg" + std::to_string(id) + "-short", bad);
         }
     }
-    for (const char *text : {"help", "ping", "dump", "dump faults", "sta-join 1 00:11:22:33:44:55 phone",
-                             "sta-leave 00:11:22:33:44:55", "sta-status 1 home", "delay 0", "delay 50",
-                             "fail 103 2", "fail 103 1 9", "mute", "unmute", "clear", "drop", "nonsense"}) {
+    for (const char *text :
+         {"help", "ping", "dump", "dump faults", "sta-join 1 00:11:22:33:44:55 phone",
+          "sta-leave 00:11:22:33:44:55", "sta-status 1 home", "delay 0", "delay 50", "fail 103 2",
+          "fail 103 1 9", "mute", "unmute", "clear", "drop", "nonsense"}) {
         bytes b;
         control_op(b, text);
         request_op(b, KEST_WIFI_WORK_MODE_GET, 0xffff);
@@ -251,7 +260,8 @@ void kestd(const fs::path &dir)
         return b;
     };
     bytes b;
-    raw_op(b, header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION, KEST_FRAME_REQUEST, KEST_FRAME_MAX_PAYLOAD + 1));
+    raw_op(b, header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION, KEST_FRAME_REQUEST,
+                     KEST_FRAME_MAX_PAYLOAD + 1));
     write(dir, "oversized", b);
     b.clear();
     raw_op(b, header(0x4b455354, KEST_FRAME_VERSION, KEST_FRAME_REQUEST, 0));

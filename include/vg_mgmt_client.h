@@ -66,9 +66,10 @@ typedef struct mgmt_client mgmt_client;
 #define MGMT_USB_VALUE_SIZE 92u
 
 /* Command code of a domain and a command id. */
-#define MGMT_COMMAND(domain, id) ((uint32_t)((((uint32_t)(domain)) << 16) | (((uint32_t)(id)) & 0xffffu)))
+#define MGMT_COMMAND(domain, id)                                                                   \
+    ((uint32_t)((((uint32_t)(domain)) << 16) | (((uint32_t)(id)) & 0xffffu)))
 #define MGMT_COMMAND_DOMAIN(command) ((uint32_t)(command) >> 16)
-#define MGMT_COMMAND_ID(command) ((uint32_t)(command) & 0xffffu)
+#define MGMT_COMMAND_ID(command) ((uint32_t)(command)&0xffffu)
 
 /* Error numbers of the library itself. Any other value is the service's
  * own error code, passed through. */
@@ -192,8 +193,8 @@ VG_MGMT_API int32_t wifi_command_handle(mgmt_client *handle, uint32_t flag, uint
                                         void *value);
 VG_MGMT_API int32_t data_call_command_handle(mgmt_client *handle, uint32_t flag,
                                              uint32_t command_id, void *value);
-VG_MGMT_API int32_t network_command_handle(mgmt_client *handle, uint32_t flag,
-                                           uint32_t command_id, void *value);
+VG_MGMT_API int32_t network_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
+                                           void *value);
 VG_MGMT_API int32_t usb_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                        void *value);
 

@@ -24,11 +24,7 @@ typedef int qmi_client_error_type;
 typedef struct qmi_idl_service_object *qmi_idl_service_object_type;
 
 /* Message kinds for qmi_client_message_decode. */
-enum {
-    QMI_IDL_REQUEST = 0,
-    QMI_IDL_RESPONSE = 1,
-    QMI_IDL_INDICATION = 2
-};
+enum { QMI_IDL_REQUEST = 0, QMI_IDL_RESPONSE = 1, QMI_IDL_INDICATION = 2 };
 
 /* One entry of the service list; the transport fills it and reads it back
  * in qmi_client_init. */
@@ -85,8 +81,8 @@ qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_handle, uint
                                                uint32_t resp_len, uint32_t timeout_msecs);
 
 qmi_client_error_type qmi_client_message_decode(qmi_client_type user_handle, int msg_kind,
-                                                uint32_t msg_id, const void *src,
-                                                uint32_t src_len, void *dst, uint32_t dst_len);
+                                                uint32_t msg_id, const void *src, uint32_t src_len,
+                                                void *dst, uint32_t dst_len);
 
 /* Ends a notifier or a client. Once the release of a client has returned,
  * none of its indications is delivered any more. */

@@ -13,9 +13,8 @@ extern "C" {
 
 /* The library always asks for version 1.1, tag 6. The object is never
  * released. */
-qmi_idl_service_object_type vg_manager_msgr_get_service_object_internal_v01(int32_t major,
-                                                                            int32_t minor,
-                                                                            int32_t tag);
+qmi_idl_service_object_type
+vg_manager_msgr_get_service_object_internal_v01(int32_t major, int32_t minor, int32_t tag);
 
 #ifdef __cplusplus
 }

@@ -33,9 +33,11 @@ inline constexpr uint32_t kest_len = sizeof(T);
 template <>
 inline constexpr uint32_t kest_len<kest_no_req> = 0;
 
+// clang-format off
 #define KEST_COMMAND(domain, cmd, flag, msg, req, resp, record, timeout)                           \
     kest_command{MGMT_DOMAIN_##domain, cmd, MGMT_OPT_##flag, msg, kest_len<req>, sizeof(resp),     \
                  timeout, kest_len<record>}
+// clang-format on
 #define KEST_WIFI(cmd, flag, msg, req, resp, record)                                               \
     KEST_COMMAND(WIFI, cmd, flag, msg, req, resp, record, KEST_TIMEOUT_MS)
 // A per-interface setting of the family "index, then one value".
@@ -64,8 +66,8 @@ inline constexpr kest_command kWifiCommands[] = {
               wifi_essid_params),
     KEST_WIFI(WIFI_CMD_ESSID, GET, KEST_WIFI_ESSID_GET, wifi_essid_get_req, wifi_essid_get_resp,
               wifi_essid_params),
-    KEST_WIFI(WIFI_CMD_ACTIVE, SET, KEST_WIFI_ACTIVE_SET, wifi_active_set_req,
-              wifi_active_set_resp, wifi_active_params),
+    KEST_WIFI(WIFI_CMD_ACTIVE, SET, KEST_WIFI_ACTIVE_SET, wifi_active_set_req, wifi_active_set_resp,
+              wifi_active_params),
     KEST_WIFI(WIFI_CMD_AUTH, SET, KEST_WIFI_AUTH_SET, wifi_auth_set_req, wifi_auth_set_resp,
               wifi_auth_params),
     KEST_WIFI(WIFI_CMD_AUTH, GET, KEST_WIFI_AUTH_GET, wifi_auth_get_req, wifi_auth_get_resp,
@@ -117,10 +119,10 @@ inline constexpr kest_command kDataCallCommands[] = {
                    data_call_apn_params),
     KEST_DATA_CALL(APN_LIST, GET, GET_APN_LIST_GET, data_call_get_apn_list_get_req,
                    data_call_get_apn_list_get_resp, data_call_apn_list_params),
-    KEST_DATA_CALL(APN_DEL, SET, APN_DEL_SET, data_call_apn_del_set_req,
-                   data_call_apn_del_set_resp, data_call_apn_params),
-    KEST_DATA_CALL(APN_ADD, SET, APN_ADD_SET, data_call_apn_add_set_req,
-                   data_call_apn_add_set_resp, data_call_apn_params),
+    KEST_DATA_CALL(APN_DEL, SET, APN_DEL_SET, data_call_apn_del_set_req, data_call_apn_del_set_resp,
+                   data_call_apn_params),
+    KEST_DATA_CALL(APN_ADD, SET, APN_ADD_SET, data_call_apn_add_set_req, data_call_apn_add_set_resp,
+                   data_call_apn_params),
     KEST_DATA_CALL(DEFAULT_PROFILE, SET, DEFAULT_PROFILE_SET, data_call_default_profile_set_req,
                    data_call_default_profile_set_resp, data_call_default_profile_params),
     KEST_DATA_CALL(DEFAULT_PROFILE, GET, DEFAULT_PROFILE_GET, kest_no_req,
@@ -157,10 +159,10 @@ inline constexpr kest_command kNetworkCommands[] = {
                  network_snat_params),
     KEST_NETWORK(SNAT_GET, GET, SNAT_GET_GET, kest_no_req, network_snat_get_get_resp,
                  network_snat_list_params),
-    KEST_NETWORK(ETHERNET_MODE, SET, ETHERNET_MODE_SET, network_ethernet_mode_set_req,
-                 resp_status, network_ethernet_mode_params),
-    KEST_NETWORK(ETHERNET_MODE, GET, ETHERNET_MODE_GET, kest_no_req,
-                 network_ethernet_mode_get_resp, network_ethernet_mode_params),
+    KEST_NETWORK(ETHERNET_MODE, SET, ETHERNET_MODE_SET, network_ethernet_mode_set_req, resp_status,
+                 network_ethernet_mode_params),
+    KEST_NETWORK(ETHERNET_MODE, GET, ETHERNET_MODE_GET, kest_no_req, network_ethernet_mode_get_resp,
+                 network_ethernet_mode_params),
 };
 
 #define KEST_USB(cmd, flag, msg, req, resp, record)                                                \
@@ -203,10 +205,8 @@ inline constexpr kest_command_table kCommandTables[] = {
     {kNetworkCommands, std::size(kNetworkCommands)},
     {kUsbCommands, std::size(kUsbCommands)},
 };
-inline constexpr size_t kCommandCount = std::size(kWifiCommands) +
-                                             std::size(kDataCallCommands) +
-                                             std::size(kNetworkCommands) +
-                                             std::size(kUsbCommands);
+inline constexpr size_t kCommandCount = std::size(kWifiCommands) + std::size(kDataCallCommands) +
+                                        std::size(kNetworkCommands) + std::size(kUsbCommands);
 
 // The number of distinct commands of a table (a command with both directions
 // has two rows, next to each other).

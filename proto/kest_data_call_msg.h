@@ -17,11 +17,17 @@ KEST_WIRE_AT(data_call_up_set_req, username, 154);
 KEST_WIRE_AT(data_call_up_set_req, password, 282);
 KEST_WIRE_SIZE(data_call_up_set_req, 410);
 
-struct [[gnu::packed]] data_call_down_set_req { uint8_t profile_id; uint8_t ip_type; };
+struct [[gnu::packed]] data_call_down_set_req {
+    uint8_t profile_id;
+    uint8_t ip_type;
+};
 using data_call_down_set_resp = resp_status;
 KEST_WIRE_SIZE(data_call_down_set_req, 2);
 
-struct [[gnu::packed]] data_call_info_get_req { uint8_t profile_id; uint8_t family; };
+struct [[gnu::packed]] data_call_info_get_req {
+    uint8_t profile_id;
+    uint8_t family;
+};
 struct [[gnu::packed]] data_call_info_get_resp {
     resp_status status;
     uint8_t unused0;
@@ -73,7 +79,11 @@ struct [[gnu::packed]] data_call_apn_add_set_req {
     char username[128];
     char password[128];
 };
-struct [[gnu::packed]] data_call_apn_add_set_resp { resp_status status; uint8_t profile_index; uint8_t unused; };
+struct [[gnu::packed]] data_call_apn_add_set_resp {
+    resp_status status;
+    uint8_t profile_index;
+    uint8_t unused;
+};
 KEST_WIRE_AT(data_call_apn_add_set_req, apn_name, 3);
 KEST_WIRE_AT(data_call_apn_add_set_req, username, 154);
 KEST_WIRE_AT(data_call_apn_add_set_req, password, 282);
@@ -81,7 +91,10 @@ KEST_WIRE_SIZE(data_call_apn_add_set_req, 410);
 KEST_WIRE_AT(data_call_apn_add_set_resp, profile_index, 4);
 KEST_WIRE_SIZE(data_call_apn_add_set_resp, 6);
 
-struct [[gnu::packed]] data_call_apn_select_req { uint8_t profile_type; uint8_t profile_index; };
+struct [[gnu::packed]] data_call_apn_select_req {
+    uint8_t profile_type;
+    uint8_t profile_index;
+};
 using data_call_apn_get_req = data_call_apn_select_req;
 using data_call_apn_del_set_req = data_call_apn_select_req;
 using data_call_apn_del_set_resp = resp_status;
@@ -104,14 +117,24 @@ KEST_WIRE_AT(data_call_apn_get_resp, username, 159);
 KEST_WIRE_AT(data_call_apn_get_resp, password, 287);
 KEST_WIRE_SIZE(data_call_apn_get_resp, 416);
 
-struct [[gnu::packed]] data_call_get_apn_list_get_req { uint8_t profile_type; };
-struct [[gnu::packed]] data_call_get_apn_list_get_resp { resp_status status; uint8_t length; uint8_t index_list[257]; };
+struct [[gnu::packed]] data_call_get_apn_list_get_req {
+    uint8_t profile_type;
+};
+struct [[gnu::packed]] data_call_get_apn_list_get_resp {
+    resp_status status;
+    uint8_t length;
+    uint8_t index_list[257];
+};
 KEST_WIRE_SIZE(data_call_get_apn_list_get_req, 1);
 KEST_WIRE_AT(data_call_get_apn_list_get_resp, length, 4);
 KEST_WIRE_AT(data_call_get_apn_list_get_resp, index_list, 5);
 KEST_WIRE_SIZE(data_call_get_apn_list_get_resp, 262);
 
-struct [[gnu::packed]] data_call_default_profile_set_req { uint8_t default_id; uint8_t tech_pref; uint8_t ip_family; };
+struct [[gnu::packed]] data_call_default_profile_set_req {
+    uint8_t default_id;
+    uint8_t tech_pref;
+    uint8_t ip_family;
+};
 using data_call_default_profile_set_resp = resp_status;
 struct [[gnu::packed]] data_call_default_profile_get_resp {
     resp_status status;

@@ -16,9 +16,9 @@
 
 // X(enumerator, code, name, text)
 #define KEST_ERROR_TABLE(X)                                                                        \
-    /* The state file could not be written; the change was undone in memory. */                   \
+    /* The state file could not be written; the change was undone in memory. */                    \
     X(KESTD_ERR_STORAGE, 101, "STORAGE", "the service could not store the change")                 \
-    /* Wi-Fi interface outside 1..3, or not the one the operation needs (station status on an  */ \
+    /* Wi-Fi interface outside 1..3, or not the one the operation needs (station status on an  */  \
     /* AP interface, a station joining interface 3). */                                            \
     X(KESTD_ERR_INVALID_INTERFACE, 102, "INVALID_INTERFACE", "not an interface this works on")     \
     /* A number outside what the service takes (work mode above 4, speed 1000 with half duplex, */ \
@@ -52,21 +52,23 @@
     X(KESTD_ERR_NO_APN, 112, "NO_APN", "no APN name, neither given nor in the profile")            \
     /* The IP type asked for is not offered by the profile's PDP type (PDP type 0 is IPv4 only, */ \
     /* 1 is IPv6 only). */                                                                         \
-    X(KESTD_ERR_IP_TYPE_MISMATCH, 113, "IP_TYPE_MISMATCH", "the profile's PDP type does not offer this IP type") \
+    X(KESTD_ERR_IP_TYPE_MISMATCH, 113, "IP_TYPE_MISMATCH",                                         \
+      "the profile's PDP type does not offer this IP type")                                        \
     /* Data call up when every family asked for is already up. */                                  \
     X(KESTD_ERR_CALL_ACTIVE, 114, "CALL_ACTIVE", "the data call is already up")                    \
     /* Data call down when no family asked for is up. */                                           \
     X(KESTD_ERR_CALL_INACTIVE, 115, "CALL_INACTIVE", "the data call is not up")                    \
     /* The APN profile carries a data call or is the default profile. */                           \
-    X(KESTD_ERR_PROFILE_IN_USE, 116, "PROFILE_IN_USE", "the profile carries a data call or is the default") \
+    X(KESTD_ERR_PROFILE_IN_USE, 116, "PROFILE_IN_USE",                                             \
+      "the profile carries a data call or is the default")                                         \
     /* USB instance other than 0. */                                                               \
     X(KESTD_ERR_INVALID_INSTANCE, 117, "INVALID_INSTANCE", "no USB instance of this number")       \
-    /* Wi-Fi is disabled or the access point interface is not active, so no station can join. */  \
+    /* Wi-Fi is disabled or the access point interface is not active, so no station can join. */   \
     X(KESTD_ERR_WIFI_OFF, 118, "WIFI_OFF", "Wi-Fi or the interface is off")                        \
     /* The interface's MAC access rule keeps this station out. */                                  \
-    X(KESTD_ERR_ACL_DENIED, 119, "ACL_DENIED", "the MAC access rule keeps this station out")      \
-    /* A LAN block that would leave the DMZ host or an SNAT rule's private address outside the */ \
-    /* LAN or on its gateway: move or remove those first. */                                      \
+    X(KESTD_ERR_ACL_DENIED, 119, "ACL_DENIED", "the MAC access rule keeps this station out")       \
+    /* A LAN block that would leave the DMZ host or an SNAT rule's private address outside the */  \
+    /* LAN or on its gateway: move or remove those first. */                                       \
     X(KESTD_ERR_LAN_IN_USE, 120, "LAN_IN_USE",                                                     \
       "the DMZ host or an SNAT rule's private address would leave the LAN: remove them first")
 

@@ -23,8 +23,8 @@ inline bool kest_frame_header_ok(const kest_frame_header &h)
 inline kest_frame_header kest_frame_make(kest_frame_kind kind, uint32_t txn, uint32_t msg_id,
                                          uint32_t len, uint32_t aux = 0, int32_t status = 0)
 {
-    return kest_frame_header{KEST_FRAME_MAGIC, KEST_FRAME_VERSION, kind, txn, msg_id, len, aux,
-                             status};
+    return kest_frame_header{
+        KEST_FRAME_MAGIC, KEST_FRAME_VERSION, kind, txn, msg_id, len, aux, status};
 }
 
 enum kest_write_result {
@@ -41,8 +41,8 @@ inline int kest_ms_until(const timespec *deadline)
         return -1;
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    const int64_t ns = (deadline->tv_sec - now.tv_sec) * 1000000000LL +
-                       (deadline->tv_nsec - now.tv_nsec);
+    const int64_t ns =
+        (deadline->tv_sec - now.tv_sec) * 1000000000LL + (deadline->tv_nsec - now.tv_nsec);
     return ns <= 0 ? 0 : static_cast<int>((ns + 999999) / 1000000);
 }
 

@@ -31,8 +31,8 @@
 inline bool kest_folder_trusted(const char *dir, uid_t owner)
 {
     struct stat sb;
-    return ::lstat(dir, &sb) == 0 && S_ISDIR(sb.st_mode) && (sb.st_uid == owner || sb.st_uid == 0) &&
-           (sb.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    return ::lstat(dir, &sb) == 0 && S_ISDIR(sb.st_mode) &&
+           (sb.st_uid == owner || sb.st_uid == 0) && (sb.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
 // The user's own socket: KEST_SOCKET_NAME in XDG_RUNTIME_DIR when that is an
@@ -55,7 +55,8 @@ inline bool kest_user_socket_path(char *buf, size_t size)
     if (::mkdir(dir, 0700) != 0 && errno != EEXIST)
         return false;
     struct stat sb;
-    if (::lstat(dir, &sb) != 0 || !S_ISDIR(sb.st_mode) || sb.st_uid != me || (sb.st_mode & 077) != 0) {
+    if (::lstat(dir, &sb) != 0 || !S_ISDIR(sb.st_mode) || sb.st_uid != me ||
+        (sb.st_mode & 077) != 0) {
         errno = EPERM;
         return false;
     }
@@ -122,7 +123,8 @@ inline bool kest_peer_trusted(int fd, const char *path, char *why, size_t size)
     passwd pw{};
     passwd *found = nullptr;
     char text[1024];
-    const bool named = ::getpwuid_r(cred.uid, &pw, text, sizeof text, &found) == 0 && found != nullptr;
+    const bool named =
+        ::getpwuid_r(cred.uid, &pw, text, sizeof text, &found) == 0 && found != nullptr;
     std::snprintf(why, size,
                   "not trusting the service at %s: it runs as user %s (uid %u), "
                   "not root, you or " KEST_SERVICE_USER_ENV,

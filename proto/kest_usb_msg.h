@@ -3,7 +3,9 @@
 
 #include "kest_wire.h"
 
-struct [[gnu::packed]] usb_config_get_req { uint32_t usb_num; };
+struct [[gnu::packed]] usb_config_get_req {
+    uint32_t usb_num;
+};
 struct [[gnu::packed]] usb_config_get_resp {
     resp_status status;
     uint32_t bootup;
@@ -34,18 +36,29 @@ KEST_WIRE_AT(usb_config_get_resp, audio_uac, 90);
 KEST_WIRE_SIZE(usb_config_get_resp, 92);
 
 // Action, bootup and net share one shape.
-struct [[gnu::packed]] usb_u32_setting_set_req { uint32_t usb_num; uint32_t setting; };
+struct [[gnu::packed]] usb_u32_setting_set_req {
+    uint32_t usb_num;
+    uint32_t setting;
+};
 using usb_action_set_req = usb_u32_setting_set_req;
 using usb_bootup_set_req = usb_u32_setting_set_req;
 using usb_net_set_req = usb_u32_setting_set_req;
 KEST_WIRE_SIZE(usb_u32_setting_set_req, 8);
 
-struct [[gnu::packed]] usb_id_set_req { uint32_t usb_num; uint16_t pid; uint16_t vid; };
+struct [[gnu::packed]] usb_id_set_req {
+    uint32_t usb_num;
+    uint16_t pid;
+    uint16_t vid;
+};
 KEST_WIRE_AT(usb_id_set_req, vid, 6);
 KEST_WIRE_SIZE(usb_id_set_req, 8);
 
 // Product and manufacturer info share one shape.
-struct [[gnu::packed]] usb_info_set_req { uint32_t usb_num; char info[33]; uint8_t reserved[3]; };
+struct [[gnu::packed]] usb_info_set_req {
+    uint32_t usb_num;
+    char info[33];
+    uint8_t reserved[3];
+};
 using usb_product_info_set_req = usb_info_set_req;
 using usb_manufac_info_set_req = usb_info_set_req;
 KEST_WIRE_AT(usb_info_set_req, info, 4);

@@ -4,44 +4,77 @@
 #include "kest_wire.h"
 
 // Work mode, enable, country code.
-struct [[gnu::packed]] wifi_work_mode_set_req { uint8_t work_mode; };
+struct [[gnu::packed]] wifi_work_mode_set_req {
+    uint8_t work_mode;
+};
 using wifi_work_mode_set_resp = resp_status;
-struct [[gnu::packed]] wifi_work_mode_get_resp { resp_status status; uint8_t work_mode; uint8_t reserved; };
+struct [[gnu::packed]] wifi_work_mode_get_resp {
+    resp_status status;
+    uint8_t work_mode;
+    uint8_t reserved;
+};
 KEST_WIRE_SIZE(wifi_work_mode_set_req, 1);
 KEST_WIRE_AT(wifi_work_mode_get_resp, work_mode, 4);
 KEST_WIRE_SIZE(wifi_work_mode_get_resp, 6);
 
-struct [[gnu::packed]] wifi_enable_set_req { uint8_t enable; };
-struct [[gnu::packed]] wifi_enable_set_resp { resp_status status; uint8_t reserved[2]; };
-struct [[gnu::packed]] wifi_enable_get_resp { resp_status status; uint8_t enable; uint8_t reserved; };
+struct [[gnu::packed]] wifi_enable_set_req {
+    uint8_t enable;
+};
+struct [[gnu::packed]] wifi_enable_set_resp {
+    resp_status status;
+    uint8_t reserved[2];
+};
+struct [[gnu::packed]] wifi_enable_get_resp {
+    resp_status status;
+    uint8_t enable;
+    uint8_t reserved;
+};
 KEST_WIRE_SIZE(wifi_enable_set_req, 1);
 KEST_WIRE_SIZE(wifi_enable_set_resp, 6);
 KEST_WIRE_AT(wifi_enable_get_resp, enable, 4);
 KEST_WIRE_SIZE(wifi_enable_get_resp, 6);
 
-struct [[gnu::packed]] wifi_country_code_set_req { char country_code[2]; };
+struct [[gnu::packed]] wifi_country_code_set_req {
+    char country_code[2];
+};
 using wifi_country_code_set_resp = resp_status;
-struct [[gnu::packed]] wifi_country_code_get_resp { resp_status status; char country_code[2]; };
+struct [[gnu::packed]] wifi_country_code_get_resp {
+    resp_status status;
+    char country_code[2];
+};
 KEST_WIRE_SIZE(wifi_country_code_set_req, 2);
 KEST_WIRE_AT(wifi_country_code_get_resp, country_code, 4);
 KEST_WIRE_SIZE(wifi_country_code_get_resp, 6);
 
 // Every per-interface read sends the interface alone.
-struct [[gnu::packed]] wifi_index_req { uint8_t index; };
+struct [[gnu::packed]] wifi_index_req {
+    uint8_t index;
+};
 KEST_WIRE_SIZE(wifi_index_req, 1);
 
 // SSID and activation.
-struct [[gnu::packed]] wifi_essid_set_req { uint8_t index; uint8_t format_type; char ssid[32]; };
+struct [[gnu::packed]] wifi_essid_set_req {
+    uint8_t index;
+    uint8_t format_type;
+    char ssid[32];
+};
 using wifi_essid_set_resp = resp_status;
 using wifi_essid_get_req = wifi_index_req;
-struct [[gnu::packed]] wifi_essid_get_resp { resp_status status; uint8_t format_type; char ssid[33]; };
+struct [[gnu::packed]] wifi_essid_get_resp {
+    resp_status status;
+    uint8_t format_type;
+    char ssid[33];
+};
 KEST_WIRE_AT(wifi_essid_set_req, ssid, 2);
 KEST_WIRE_SIZE(wifi_essid_set_req, 34);
 KEST_WIRE_AT(wifi_essid_get_resp, format_type, 4);
 KEST_WIRE_AT(wifi_essid_get_resp, ssid, 5);
 KEST_WIRE_SIZE(wifi_essid_get_resp, 38);
 
-struct [[gnu::packed]] wifi_active_set_req { uint8_t index; uint8_t active; };
+struct [[gnu::packed]] wifi_active_set_req {
+    uint8_t index;
+    uint8_t active;
+};
 using wifi_active_set_resp = resp_status;
 KEST_WIRE_SIZE(wifi_active_set_req, 2);
 
@@ -100,10 +133,24 @@ KEST_WIRE_SIZE(wifi_auth_get_resp, 336);
 
 // Radio parameters: nine one-byte settings share one shape, the channel has
 // a 16-bit field of its own.
-struct [[gnu::packed]] wifi_u8_setting_set_req { uint8_t index; uint8_t setting; };
-struct [[gnu::packed]] wifi_u8_setting_get_resp { resp_status status; uint8_t setting; uint8_t reserved; };
-struct [[gnu::packed]] wifi_channel_set_req { uint8_t index; uint8_t reserved; uint16_t channel; };
-struct [[gnu::packed]] wifi_channel_get_resp { resp_status status; uint16_t channel; };
+struct [[gnu::packed]] wifi_u8_setting_set_req {
+    uint8_t index;
+    uint8_t setting;
+};
+struct [[gnu::packed]] wifi_u8_setting_get_resp {
+    resp_status status;
+    uint8_t setting;
+    uint8_t reserved;
+};
+struct [[gnu::packed]] wifi_channel_set_req {
+    uint8_t index;
+    uint8_t reserved;
+    uint16_t channel;
+};
+struct [[gnu::packed]] wifi_channel_get_resp {
+    resp_status status;
+    uint16_t channel;
+};
 using wifi_setting_set_resp = resp_status;
 using wifi_setting_get_req = wifi_index_req;
 KEST_WIRE_SIZE(wifi_u8_setting_set_req, 2);
@@ -115,17 +162,31 @@ KEST_WIRE_AT(wifi_channel_get_resp, channel, 4);
 KEST_WIRE_SIZE(wifi_channel_get_resp, 6);
 
 // MAC access control.
-struct [[gnu::packed]] wifi_mac_acl_rule_set_req { uint8_t index; uint8_t rule; };
+struct [[gnu::packed]] wifi_mac_acl_rule_set_req {
+    uint8_t index;
+    uint8_t rule;
+};
 using wifi_mac_acl_rule_set_resp = resp_status;
 using wifi_mac_acl_rule_get_req = wifi_index_req;
-struct [[gnu::packed]] wifi_mac_acl_rule_get_resp { resp_status status; uint8_t rule; uint8_t reserved; };
-struct [[gnu::packed]] wifi_mac_acl_set_req { uint8_t index; uint8_t mac[6]; };
+struct [[gnu::packed]] wifi_mac_acl_rule_get_resp {
+    resp_status status;
+    uint8_t rule;
+    uint8_t reserved;
+};
+struct [[gnu::packed]] wifi_mac_acl_set_req {
+    uint8_t index;
+    uint8_t mac[6];
+};
 using wifi_mac_acl_add_set_req = wifi_mac_acl_set_req;
 using wifi_mac_acl_del_set_req = wifi_mac_acl_set_req;
 using wifi_mac_acl_add_set_resp = resp_status;
 using wifi_mac_acl_del_set_resp = resp_status;
 using wifi_mac_acl_info_get_req = wifi_index_req;
-struct [[gnu::packed]] wifi_mac_acl_info_get_resp { resp_status status; int32_t count; uint8_t mac_list[32][6]; };
+struct [[gnu::packed]] wifi_mac_acl_info_get_resp {
+    resp_status status;
+    int32_t count;
+    uint8_t mac_list[32][6];
+};
 KEST_WIRE_SIZE(wifi_mac_acl_rule_set_req, 2);
 KEST_WIRE_SIZE(wifi_mac_acl_rule_get_resp, 6);
 KEST_WIRE_AT(wifi_mac_acl_set_req, mac, 1);
@@ -158,18 +219,36 @@ KEST_WIRE_AT(wifi_sta_info_get_resp, stations, 8);
 KEST_WIRE_SIZE(wifi_sta_info_get_resp, 4616);
 
 using wifi_station_status_get_req = wifi_index_req;
-struct [[gnu::packed]] wifi_station_status_get_resp { resp_status status; char ssid[32]; uint8_t sta_status; uint8_t reserved; };
+struct [[gnu::packed]] wifi_station_status_get_resp {
+    resp_status status;
+    char ssid[32];
+    uint8_t sta_status;
+    uint8_t reserved;
+};
 KEST_WIRE_AT(wifi_station_status_get_resp, ssid, 4);
 KEST_WIRE_AT(wifi_station_status_get_resp, sta_status, 36);
 KEST_WIRE_SIZE(wifi_station_status_get_resp, 38);
 
-struct [[gnu::packed]] wifi_restore_default_set_req { uint8_t id_valid; uint8_t id; };
+struct [[gnu::packed]] wifi_restore_default_set_req {
+    uint8_t id_valid;
+    uint8_t id;
+};
 using wifi_restore_default_set_resp = resp_status;
 KEST_WIRE_SIZE(wifi_restore_default_set_req, 2);
 
 // Indications, as the transport decodes them.
-struct [[gnu::packed]] wifi_sta_status_ind { uint8_t index; char ssid[32]; uint8_t status; };
-struct [[gnu::packed]] wifi_ap_sta_ind { uint8_t action; uint8_t reserved0[3]; uint32_t index; uint8_t mac[6]; uint8_t reserved1[2]; };
+struct [[gnu::packed]] wifi_sta_status_ind {
+    uint8_t index;
+    char ssid[32];
+    uint8_t status;
+};
+struct [[gnu::packed]] wifi_ap_sta_ind {
+    uint8_t action;
+    uint8_t reserved0[3];
+    uint32_t index;
+    uint8_t mac[6];
+    uint8_t reserved1[2];
+};
 KEST_WIRE_AT(wifi_sta_status_ind, ssid, 1);
 KEST_WIRE_AT(wifi_sta_status_ind, status, 33);
 KEST_WIRE_SIZE(wifi_sta_status_ind, 34);

@@ -6,7 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#define KEST_WIRE_AT(type, field, off) static_assert(offsetof(type, field) == (off), #type "." #field)
+#define KEST_WIRE_AT(type, field, off)                                                             \
+    static_assert(offsetof(type, field) == (off), #type "." #field)
 #define KEST_WIRE_SIZE(type, size) static_assert(sizeof(type) == (size), #type)
 
 // Head of every response record.

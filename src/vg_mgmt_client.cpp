@@ -204,8 +204,8 @@ constexpr domain_route kDomains[kDomainCount] = {
 };
 } // namespace
 
-static int32_t mgmt_client_handle(mgmt_client *handle, uint32_t flag, uint32_t command,
-                                  void *value, uint32_t size)
+static int32_t mgmt_client_handle(mgmt_client *handle, uint32_t flag, uint32_t command, void *value,
+                                  uint32_t size)
 {
     if (handle == nullptr) {
         VG_LOG(1, "the handle is null");

@@ -25,8 +25,8 @@ static const mgmt_command_row *vg_find_row(const vg_dispatcher &d, uint32_t comm
     return nullptr;
 }
 
-int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag,
-                    uint32_t command_id, void *value)
+int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag, uint32_t command_id,
+                    void *value)
 {
     const mgmt_command_row *row = vg_find_row(d, command_id);
     if (row == nullptr) {

@@ -113,7 +113,7 @@ consteval vg_fmt vg_checked_fmt(vg_fmt f, const char *conversions)
         vg_format_mismatch();
     return f;
 }
-#define VG_FMT(lit, conversions) \
+#define VG_FMT(lit, conversions)                                                                   \
     vg_checked_fmt(vg_fmt{VG_LOG_SHORT(lit), VG_LOG_PREFIX lit}, conversions)
 
 // The log pair of a table format.
@@ -145,7 +145,9 @@ struct kest_call {
 };
 
 #define VG_TRANSPORT(label) VG_FMT("qmi_client_send_msg_sync(" label "): error %d result %d", "dd")
+// clang-format off
 #define KEST_CALL(id, label) kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::result}
+// clang-format on
 
 // The send alone: zeroes the response and sends; the transport's return code.
 // For a handler whose transport line is not the common one.
@@ -302,11 +304,11 @@ struct vg_dispatcher {
     const mgmt_command_row *rows;
     size_t count;
     const vg_row_index *index; // rows of the ids below VG_ROW_INDEX_IDS
-    vg_fmt not_found; // "cannot found %d ... command"
-    vg_fmt found;     // "found ... command %d, command flag %d"
+    vg_fmt not_found;          // "cannot found %d ... command"
+    vg_fmt found;              // "found ... command %d, command flag %d"
     bool null_handler_sets_errno;
 };
 
 // Finds the id in the table and calls the flag's handler as its last act.
-int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag,
-                    uint32_t command_id, void *value);
+int32_t vg_dispatch(const vg_dispatcher &d, mgmt_client *handle, uint32_t flag, uint32_t command_id,
+                    void *value);

@@ -18,8 +18,10 @@ int32_t data_call_null_params(const vg_site &site)
 
 // Up, down and info answer with a result that the service may leave set on a
 // call that did go through; for those only error tells.
+// clang-format off
 #define KEST_CALL_BY_ERROR(id, label)                                                              \
     kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::error}
+// clang-format on
 
 constexpr uint8_t kIpTypeMax = DATA_CALL_IP_V4V6;
 constexpr uint32_t kProfileTypeMax = 2;
@@ -79,8 +81,8 @@ int32_t data_call_up_set(mgmt_client *handle, void *value)
         VG_LOG(1,
                "Can not set data_call up(profile id %d, ip type %d, reconnect %d apn name %s "
                "username %s password %s): error %d",
-               req.profile_id, req.ip_type, req.reconnect, req.apn_name, req.username,
-               req.password, resp.error);
+               req.profile_id, req.ip_type, req.reconnect, req.apn_name, req.username, req.password,
+               resp.error);
         return -1;
     }
     VG_LOG(3,
@@ -214,8 +216,9 @@ int32_t data_call_apn_add_set(mgmt_client *handle, void *value)
     }
     data_call_apn_add_set_req req{};
     data_call_put_profile(req, *p);
-    VG_LOG(4, "add apn : profile type %d, pdp type %d, protocol %d apn name %s username %s "
-              "password %s",
+    VG_LOG(4,
+           "add apn : profile type %d, pdp type %d, protocol %d apn name %s username %s "
+           "password %s",
            req.profile_type, req.pdp_type, req.auth_protocol, req.apn_name, req.username,
            req.password);
     data_call_apn_add_set_resp resp;
@@ -413,8 +416,8 @@ int32_t data_call_default_profile_get(mgmt_client *handle, void *value)
     p->default_id = resp.default_id;
     p->tech_pref = resp.tech_pref;
     p->ip_family = resp.ip_family;
-    VG_LOG(4, "get default profile: qcmap default id %d, tech pref %d, ip family %d",
-           p->default_id, p->tech_pref, p->ip_family);
+    VG_LOG(4, "get default profile: qcmap default id %d, tech pref %d, ip family %d", p->default_id,
+           p->tech_pref, p->ip_family);
     return 0;
 }
 
@@ -437,8 +440,8 @@ static_assert(vg_rows_described(data_call_command_table, kDataCallCommands),
 constexpr uint8_t kStateConnected = 1;
 } // namespace
 
-extern "C" int32_t data_call_command_handle(mgmt_client *handle, uint32_t flag,
-                                            uint32_t command_id, void *value)
+extern "C" int32_t data_call_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
+                                            void *value)
 {
     static constexpr vg_row_index kIndex = vg_index_rows(data_call_command_table);
     static constexpr vg_dispatcher kDispatcher{
@@ -459,9 +462,9 @@ extern "C" void data_call_status_event_ind_msg(qmi_client_type user_handle, void
     const auto *mc = static_cast<const mgmt_client *>(ind_cb_data);
     data_call_status_ind ind{};
     data_call_status_event event{};
-    const int rc = qmi_client_message_decode(user_handle, KEST_MSG_KIND_IND,
-                                             KEST_DATA_CALL_STATUS_IND, ind_buf, ind_buf_len, &ind,
-                                             sizeof ind);
+    const int rc =
+        qmi_client_message_decode(user_handle, KEST_MSG_KIND_IND, KEST_DATA_CALL_STATUS_IND,
+                                  ind_buf, ind_buf_len, &ind, sizeof ind);
     if (rc != 0) {
         VG_LOG(1, "data call status event decode qmi_client_message_decode error %d", rc);
         return;

@@ -125,8 +125,8 @@ int32_t network_snat_change(const vg_site &site, const network_snat_change_row &
     resp_status resp;
     if (p->private_port == 0 || p->global_port == 0 || p->protocol < kSnatProtocolMin ||
         p->protocol > kSnatProtocolMax) {
-        VG_LOG_AT(site, 1, "invalid private port %d global port %d protocol %d",
-                  p->private_port, p->global_port, p->protocol);
+        VG_LOG_AT(site, 1, "invalid private port %d global port %d protocol %d", p->private_port,
+                  p->global_port, p->protocol);
         return vg_fail(MGMT_ERR_INVALID);
     }
     network_snat_copy(req, *p);
@@ -195,8 +195,8 @@ int32_t network_lan_config_set(mgmt_client *handle, void *value)
     network_lan_config_set_req req{};
     network_lan_copy(req, *p);
     resp_status resp;
-    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_LAN_CONFIG_SET, "set lan config"),
-                     req, resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_LAN_CONFIG_SET, "set lan config"), req,
+                     resp)) {
         VG_LOG(1, "can not set lan config: error %d", resp.error);
         return -1;
     }
@@ -271,8 +271,8 @@ int32_t network_sgmii_enable_set(mgmt_client *handle, void *value)
     const network_sgmii_enable_set_req req{p->enable};
     VG_LOG(4, "network sgmii ethernet enable %d", req.enable);
     resp_status resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_NETWORK_SGMII_ENABLE_SET, "set sgmii enable"), req, resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_SGMII_ENABLE_SET, "set sgmii enable"),
+                     req, resp)) {
         VG_LOG(1, "can not set enable sgmii: error %d", resp.error);
         return -1;
     }
@@ -286,8 +286,8 @@ int32_t network_sgmii_enable_get(mgmt_client *handle, void *value)
     if (p == nullptr)
         return network_null_params(VG_SITE);
     network_sgmii_enable_get_resp resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_NETWORK_SGMII_ENABLE_GET, "get sgmii enable"), resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_SGMII_ENABLE_GET, "get sgmii enable"),
+                     resp)) {
         VG_LOG(1, "can not get enable sgmii: error %d", resp.status.error);
         return -1;
     }
@@ -312,8 +312,7 @@ int32_t network_sgmii_config_set(mgmt_client *handle, void *value)
            req.duplex);
     resp_status resp;
     if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_NETWORK_SGMII_CONFIG_SET, "config set sgmii set"), req,
-                     resp)) {
+                     KEST_CALL(KEST_NETWORK_SGMII_CONFIG_SET, "config set sgmii set"), req, resp)) {
         VG_LOG(1, "can not set sgmii config: error %d", resp.error);
         return -1;
     }
@@ -326,8 +325,8 @@ int32_t network_sgmii_config_get(mgmt_client *handle, void *value)
     if (p == nullptr)
         return network_null_params(VG_SITE);
     network_sgmii_config_get_resp resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_NETWORK_SGMII_CONFIG_GET, "config sgmii get"), resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_NETWORK_SGMII_CONFIG_GET, "config sgmii get"),
+                     resp)) {
         VG_LOG(1, "can not get sgmii config: error %d", resp.status.error);
         return -1;
     }
@@ -384,8 +383,8 @@ static_assert(vg_rows_described(network_command_table, kNetworkCommands),
               "the table has a handler for every described direction and no other");
 } // namespace
 
-extern "C" int32_t network_command_handle(mgmt_client *handle, uint32_t flag,
-                                          uint32_t command_id, void *value)
+extern "C" int32_t network_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
+                                          void *value)
 {
     static constexpr vg_row_index kIndex = vg_index_rows(network_command_table);
     static constexpr vg_dispatcher kDispatcher{

@@ -79,8 +79,7 @@ struct usb_u32_setting {
     usb_set_lines lines;
 };
 
-int32_t usb_u32_set(const vg_site &site, const usb_u32_setting &s, mgmt_client *handle,
-                    void *value)
+int32_t usb_u32_set(const vg_site &site, const usb_u32_setting &s, mgmt_client *handle, void *value)
 {
     const auto *p = usb_params<const usb_u32_params>(site, value);
     if (p == nullptr)
@@ -221,9 +220,9 @@ int32_t usb_func_set(mgmt_client *handle, void *value)
                "%d net enable %d adb enable %d audio uac enable %d: error %d",
                "ddddddddd"),
     };
-    return usb_set_send(VG_SITE, handle, KEST_CALL(KEST_USB_FUNC_SET, "set usb func"), req,
-                        kLines, req.usb_num, req.diag, req.nmea, req.at, req.modem, req.net,
-                        req.adb, req.audio_uac);
+    return usb_set_send(VG_SITE, handle, KEST_CALL(KEST_USB_FUNC_SET, "set usb func"), req, kLines,
+                        req.usb_num, req.diag, req.nmea, req.at, req.modem, req.net, req.adb,
+                        req.audio_uac);
 }
 
 // ---------------------------------------------------------------------------
@@ -278,8 +277,8 @@ int32_t usb_config_get(mgmt_client *handle, void *value)
 int32_t usb_config_write_set(mgmt_client *handle, void * /*value*/)
 {
     resp_status resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_USB_CONFIG_WRITE_SET, "set usb config write"), resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_USB_CONFIG_WRITE_SET, "set usb config write"),
+                     resp)) {
         VG_LOG(1, "Can not write usb config: error %d", resp.error);
         return -1;
     }

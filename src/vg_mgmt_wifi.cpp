@@ -19,7 +19,6 @@ int32_t wifi_null_params(const vg_site &site)
 // ---------------------------------------------------------------------------
 // Work mode
 
-
 int32_t wifi_work_mode_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const wifi_work_mode_params *>(value);
@@ -294,8 +293,7 @@ int32_t wifi_auth_set(mgmt_client *handle, void *value)
         vg_copy_text(req.password, p->wpa.password, sizeof req.password);
         req.group_rekey = p->wpa.group_rekey;
         VG_LOG(4, "set wifi index %d wpa psk auth: auth %d pairwise %d password %s group_rekey %d",
-               p->index, p->auth, req.pairwise, vg_field_text(req.password).s,
-               req.group_rekey);
+               p->index, p->auth, req.pairwise, vg_field_text(req.password).s, req.group_rekey);
     } else {
         VG_LOG(2, "set wifi index %d not support", p->index);
         return vg_fail(MGMT_ERR_INVALID);
@@ -390,6 +388,7 @@ struct wifi_setting_row {
     vg_fmt get_fail; // index, error
 };
 
+// clang-format off
 #define WIFI_SETTING_ROW(set_id, get_id, label, kind, min, max, invalid)                           \
     wifi_setting_row{KEST_CALL(set_id, "set WiFi " label),                                         \
                      KEST_CALL(get_id, "get WiFi " label),                                         \
@@ -401,6 +400,7 @@ struct wifi_setting_row {
                      VG_FMT("Can not set WiFi index %d " label " %d: error %d", "ddd"),            \
                      VG_FMT("Get WiFi index %d " label " %d success", "dd"),                       \
                      VG_FMT("Can not get WiFi index %d " label ": error %d", "dd")}
+// clang-format on
 #define WIFI_NUMBER_ROW(set_id, get_id, label, min, max, invalid)                                  \
     WIFI_SETTING_ROW(set_id, get_id, label, wifi_setting_kind::number, min, max,                   \
                      VG_FMT(invalid, "dd"))
@@ -408,27 +408,28 @@ struct wifi_setting_row {
     WIFI_SETTING_ROW(set_id, get_id, label, wifi_setting_kind::flag, 0, 0, vg_fmt{})
 
 constexpr uint32_t wifi_channel_list[] = {
-    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,  36,  38,  40,  42,  44,
-    46,  48,  50,  52,  54,  56,  58,  60,  62,  64,  100, 102, 104, 106, 108, 110, 112, 114, 116, 118,
-    120, 122, 124, 126, 128, 132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165,
+    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
+    36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
+    100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
+    132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165,
 };
 static_assert(std::size(wifi_channel_list) == 60);
 
-constexpr wifi_setting_row kModeRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", kWifiModeRange.min, kWifiModeRange.max,
-    "Invalid WiFi index %d mode parameter %d");
+constexpr wifi_setting_row kModeRow =
+    WIFI_NUMBER_ROW(KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", kWifiModeRange.min,
+                    kWifiModeRange.max, "Invalid WiFi index %d mode parameter %d");
 constexpr wifi_setting_row kChannelRow = WIFI_SETTING_ROW(
     KEST_WIFI_CHANNEL_SET, KEST_WIFI_CHANNEL_GET, "channel", wifi_setting_kind::channel, 0, 0,
     VG_FMT("Invalid WiFi index %d channel parameters %d", "dd"));
 constexpr wifi_setting_row kBandwidthRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_BANDWIDTH_SET, KEST_WIFI_BANDWIDTH_GET, "bandwidth", kBandwidthRange.min, kBandwidthRange.max,
-    "Invalid WiFi index %d bandwidth parameters %d");
+    KEST_WIFI_BANDWIDTH_SET, KEST_WIFI_BANDWIDTH_GET, "bandwidth", kBandwidthRange.min,
+    kBandwidthRange.max, "Invalid WiFi index %d bandwidth parameters %d");
 constexpr wifi_setting_row kMaxNumStaRow = WIFI_NUMBER_ROW(
     KEST_WIFI_MAX_NUM_STA_SET, KEST_WIFI_MAX_NUM_STA_GET, "maximum station number", 1,
     WIFI_STA_INFO_MAX, "Invalid WiFi index %d maximum station number parameter %d");
-constexpr wifi_setting_row kRssiRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", kRssiRange.min, kRssiRange.max,
-    "Invalid WiFi index %d rssi parameter %d");
+constexpr wifi_setting_row kRssiRow =
+    WIFI_NUMBER_ROW(KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", kRssiRange.min, kRssiRange.max,
+                    "Invalid WiFi index %d rssi parameter %d");
 constexpr wifi_setting_row kSsidHideRow =
     WIFI_FLAG_ROW(KEST_WIFI_SSID_HIDE_SET, KEST_WIFI_SSID_HIDE_GET, "ssid hide");
 constexpr wifi_setting_row k11nOnlyRow =
@@ -614,8 +615,7 @@ int32_t wifi_mac_acl_rule_get(mgmt_client *handle, void *value)
     wifi_mac_acl_rule_get_resp resp;
     if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_MAC_ACL_RULE_GET, "get mac acl rule"),
                      req, resp)) {
-        VG_LOG(1, "Can not get wifi index %d mac acl rule: error %d", req.index,
-               resp.status.error);
+        VG_LOG(1, "Can not get wifi index %d mac acl rule: error %d", req.index, resp.status.error);
         return -1;
     }
     p->rule = resp.rule;
@@ -629,11 +629,13 @@ struct wifi_mac_acl_change {
     vg_fmt ok;   // index, six octets
     vg_fmt fail; // index, error
 };
+// clang-format off
 #define WIFI_MAC_ACL_CHANGE(id, word)                                                              \
     wifi_mac_acl_change{                                                                           \
         KEST_CALL(id, word " mac acl"),                                                            \
         VG_FMT(word " wifi index %d mac acl %02x:%02x:%02x:%02x:%02x:%02x success", "dxxxxxx"),    \
         VG_FMT("Can not " word " wifi index %d mac acl: error %d", "dd")}
+// clang-format on
 constexpr wifi_mac_acl_change kMacAclAdd = WIFI_MAC_ACL_CHANGE(KEST_WIFI_MAC_ACL_ADD_SET, "add");
 constexpr wifi_mac_acl_change kMacAclDel = WIFI_MAC_ACL_CHANGE(KEST_WIFI_MAC_ACL_DEL_SET, "del");
 
@@ -653,8 +655,8 @@ int32_t wifi_mac_acl_change_set(mgmt_client *handle, void *value, const wifi_mac
         vg_log_fmt(site, __LINE__, 1, row.fail, req.index, resp.error);
         return -1;
     }
-    vg_log_fmt(site, __LINE__, 4, row.ok, req.index, req.mac[0], req.mac[1], req.mac[2],
-               req.mac[3], req.mac[4], req.mac[5]);
+    vg_log_fmt(site, __LINE__, 4, row.ok, req.index, req.mac[0], req.mac[1], req.mac[2], req.mac[3],
+               req.mac[4], req.mac[5]);
     return 0;
 }
 
@@ -742,8 +744,8 @@ int32_t wifi_station_status_get(mgmt_client *handle, void *value)
     }
     const wifi_station_status_get_req req{static_cast<uint8_t>(p->index)};
     wifi_station_status_get_resp resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_WIFI_STATION_STATUS_GET, "get station status"), req, resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_STATION_STATUS_GET, "get station status"),
+                     req, resp)) {
         VG_LOG(1, "Can not get wifi index %d station status: error %d", req.index,
                resp.status.error);
         return -1;
@@ -769,8 +771,8 @@ int32_t wifi_restore_default_set(mgmt_client *handle, void *value)
         VG_LOG(4, "restore default config wifi id %d", req.id);
     }
     wifi_restore_default_set_resp resp;
-    if (!vg_exchange(VG_SITE, handle,
-                     KEST_CALL(KEST_WIFI_RESTORE_DEFAULT_SET, "set wifi resotre"), req, resp)) {
+    if (!vg_exchange(VG_SITE, handle, KEST_CALL(KEST_WIFI_RESTORE_DEFAULT_SET, "set wifi resotre"),
+                     req, resp)) {
         VG_LOG(1, "Can not set WiFi restore: error %d", resp.error);
         return -1;
     }

@@ -25,21 +25,24 @@ int g_object;
 // Null platform: the service is there, answers success at once and leaves the
 // zeroed response as it is; the sinks drop every line.
 
-extern "C" qmi_idl_service_object_type vg_manager_msgr_get_service_object_internal_v01(int32_t, int32_t,
-                                                                                       int32_t)
+extern "C" qmi_idl_service_object_type
+vg_manager_msgr_get_service_object_internal_v01(int32_t, int32_t, int32_t)
 {
     return reinterpret_cast<qmi_idl_service_object_type>(&g_object);
 }
 
-extern "C" qmi_client_error_type qmi_client_notifier_init(qmi_idl_service_object_type, qmi_client_os_params *,
+extern "C" qmi_client_error_type qmi_client_notifier_init(qmi_idl_service_object_type,
+                                                          qmi_client_os_params *,
                                                           qmi_client_type *user_handle)
 {
     *user_handle = reinterpret_cast<qmi_client_type>(&g_object);
     return 0;
 }
 
-extern "C" qmi_client_error_type qmi_client_get_service_list(qmi_idl_service_object_type, qmi_service_info *list,
-                                                             uint32_t *num_entries, uint32_t *num_services)
+extern "C" qmi_client_error_type qmi_client_get_service_list(qmi_idl_service_object_type,
+                                                             qmi_service_info *list,
+                                                             uint32_t *num_entries,
+                                                             uint32_t *num_services)
 {
     *num_services = 1;
     if (list != nullptr && num_entries != nullptr)
@@ -55,14 +58,14 @@ extern "C" qmi_client_error_type qmi_client_init(qmi_service_info *, qmi_idl_ser
     return 0;
 }
 
-extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type, uint32_t, const void *, uint32_t,
-                                                          void *, uint32_t, uint32_t)
+extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type, uint32_t, const void *,
+                                                          uint32_t, void *, uint32_t, uint32_t)
 {
     return 0;
 }
 
-extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type, int, uint32_t, const void *,
-                                                           uint32_t, void *, uint32_t)
+extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type, int, uint32_t,
+                                                           const void *, uint32_t, void *, uint32_t)
 {
     return 0;
 }
@@ -111,7 +114,8 @@ int main(int argc, char **argv)
             if (aggregate)
                 continue;
             char name[64];
-            std::snprintf(name, sizeof name, "d%u-id%u-%s", r.domain, r.id, r.flag == MGMT_OPT_SET ? "set" : "get");
+            std::snprintf(name, sizeof name, "d%u-id%u-%s", r.domain, r.id,
+                          r.flag == MGMT_OPT_SET ? "set" : "get");
             CALLGRIND_DUMP_STATS_AT(name);
         }
     }

@@ -26,12 +26,14 @@ inline size_t kest_distance(const std::string &a, const std::string &b)
 
 // "unknown word 'exprot'; did you mean 'export'?": `what` is "word",
 // "option" or "command"; the nearest valid one is named when it is near.
-inline std::string kest_unknown_text(const char *what, const std::string &given, const std::vector<std::string> &valid)
+inline std::string kest_unknown_text(const char *what, const std::string &given,
+                                     const std::vector<std::string> &valid)
 {
     std::string msg = std::string("unknown ") + what + " '" + given + "'";
-    const auto best = std::min_element(valid.begin(), valid.end(), [&](const auto &a, const auto &b) {
-        return kest_distance(given, a) < kest_distance(given, b);
-    });
+    const auto best =
+        std::min_element(valid.begin(), valid.end(), [&](const auto &a, const auto &b) {
+            return kest_distance(given, a) < kest_distance(given, b);
+        });
     if (best != valid.end() && kest_distance(given, *best) <= std::max<size_t>(2, given.size() / 3))
         msg += "; did you mean '" + *best + "'?";
     return msg;

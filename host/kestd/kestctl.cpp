@@ -33,19 +33,26 @@ int usage_error(const std::string &why)
 void print_help()
 {
     std::fputs(USAGE, stdout);
-    std::fputs("\noptions:\n  --socket PATH   kestd's socket (default: VG_KEST_SOCKET, else /run/kestd/kestd.sock when it\n"
-               "                  exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else /tmp/vg-kestd-UID/kestd.sock)\n"
-               "  -h, --help      this help (needs no service)\n\ncommands:\n", stdout);
+    std::fputs("\noptions:\n  --socket PATH   kestd's socket (default: VG_KEST_SOCKET, else "
+               "/run/kestd/kestd.sock when it\n"
+               "                  exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else "
+               "/tmp/vg-kestd-UID/kestd.sock)\n"
+               "  -h, --help      this help (needs no service)\n\ncommands:\n",
+               stdout);
     for (const kestd_control_doc &d : kestd_control_docs)
         std::printf("  %s\n", d.help);
-    std::fputs("\nfail also takes the words of the vg-mgmt command whose request should fail, and\n"
-               "--nth N to let N-1 such requests pass first:\n"
-               "  kestctl fail wifi channel set 104        the next 'wifi channel set' gets error 104\n"
-               "  kestctl fail --nth 3 usb func set 103    the third 'usb func set' gets error 103\n",
-               stdout);
+    std::fputs(
+        "\nfail also takes the words of the vg-mgmt command whose request should fail, and\n"
+        "--nth N to let N-1 such requests pass first:\n"
+        "  kestctl fail wifi channel set 104        the next 'wifi channel set' gets error 104\n"
+        "  kestctl fail --nth 3 usb func set 103    the third 'usb func set' gets error 103\n",
+        stdout);
 }
 
-bool is_number(const std::string &w) { return !w.empty() && w.find_first_not_of("0123456789") == std::string::npos; }
+bool is_number(const std::string &w)
+{
+    return !w.empty() && w.find_first_not_of("0123456789") == std::string::npos;
+}
 
 // "fail [--nth N] WORDS... ERROR [COUNT]" as kestd's "fail ERROR COUNT MSG_ID SKIP";
 // "fail ERROR ..." passes as it is.
@@ -53,7 +60,8 @@ std::optional<std::string> fail_command(std::vector<std::string> args, std::stri
 {
     unsigned long nth = 1;
     if (args.size() > 2 && args[1] == "--nth") {
-        if (!is_number(args[2]) || (nth = std::strtoul(args[2].c_str(), nullptr, 10)) < 1 || nth > 1000000)
+        if (!is_number(args[2]) || (nth = std::strtoul(args[2].c_str(), nullptr, 10)) < 1 ||
+            nth > 1000000)
             return why = "--nth takes a number from 1", std::nullopt;
         args.erase(args.begin() + 1, args.begin() + 3);
     }
@@ -76,7 +84,9 @@ std::optional<std::string> fail_command(std::vector<std::string> args, std::stri
     if (words.empty() && nth == 1)
         return "fail " + args[at] + (at + 1 < args.size() ? " " + args[at + 1] : "") +
                (at + 2 < args.size() ? " " + args[at + 2] : "");
-    const std::string msg = id != 0 ? std::to_string(id) : at + 2 < args.size() ? args[at + 2] : "0";
+    const std::string msg = id != 0                ? std::to_string(id)
+                            : at + 2 < args.size() ? args[at + 2]
+                                                   : "0";
     return "fail " + args[at] + " " + count + " " + msg + " " + std::to_string(nth - 1);
 }
 

@@ -43,7 +43,8 @@ enum class shed { one, none_waiting, pause };
 shed shed_one(server &s, int listen_fd, int err)
 {
     if (s.reserve_fd < 0) {
-        note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
+        note(s.accept_failed,
+             std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
         return shed::pause;
     }
     ::close(s.reserve_fd);
@@ -58,7 +59,8 @@ shed shed_one(server &s, int listen_fd, int err)
     keep_reserve(s);
     if (s.reserve_fd < 0)
         return shed::pause;
-    return fd >= 0 || accept_err == EINTR || accept_err == ECONNABORTED ? shed::one : shed::none_waiting;
+    return fd >= 0 || accept_err == EINTR || accept_err == ECONNABORTED ? shed::one
+                                                                        : shed::none_waiting;
 }
 
 // Root and the service's own user keep a place for control when others
@@ -80,7 +82,9 @@ const char *full_for(const server &s, uid_t uid)
     }
     if (same >= per_user)
         return "the limit for one user";
-    return others + reserve >= s.limits.max_clients ? "the limit for users other than root and the service's" : nullptr;
+    return others + reserve >= s.limits.max_clients
+               ? "the limit for users other than root and the service's"
+               : nullptr;
 }
 
 // A refused client hears why before its connection ends.
@@ -91,9 +95,9 @@ void refuse(server &s, int fd, uid_t uid, const char *limit)
     (void)::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     ::close(fd);
     ++s.refused_clients;
-    note(s.refused_full, "refused a client of uid " + std::to_string(uid) + ": " + std::to_string(s.conns.size()) +
-                             " clients connected, " + limit + " (" + std::to_string(s.refused_clients) +
-                             " refused so far)");
+    note(s.refused_full, "refused a client of uid " + std::to_string(uid) + ": " +
+                             std::to_string(s.conns.size()) + " clients connected, " + limit +
+                             " (" + std::to_string(s.refused_clients) + " refused so far)");
 }
 
 void add_connection(server &s, int fd)
@@ -150,7 +154,8 @@ void accept_all(server &s, int listen_fd)
             if (done == shed::none_waiting)
                 return;
         } else {
-            note(s.accept_failed, std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
+            note(s.accept_failed,
+                 std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
         }
         s.accept_resume = clock_type::now() + ACCEPT_PAUSE;
         return;

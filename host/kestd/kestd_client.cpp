@@ -37,7 +37,8 @@ int kestd_connect(const std::string &path, std::string *why)
         !kest_peer_trusted(fd, path.c_str(), untrusted, sizeof untrusted)) {
         const int err = errno;
         if (why != nullptr)
-            *why = untrusted[0] != '\0' ? untrusted : "cannot connect to " + path + ": " + std::strerror(err);
+            *why = untrusted[0] != '\0' ? untrusted
+                                        : "cannot connect to " + path + ": " + std::strerror(err);
         ::close(fd);
         errno = err;
         return -1;
@@ -45,7 +46,8 @@ int kestd_connect(const std::string &path, std::string *why)
     return fd;
 }
 
-bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms)
+bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text,
+                        int timeout_ms)
 {
     static uint32_t txn = 0x40000000u;
     const uint32_t my_txn = ++txn;
@@ -58,7 +60,8 @@ bool kestd_control_call(int fd, const std::string &command, int32_t &status, std
     while (kest_read_frame(fd, h, payload, timeout_ms)) {
         if (h.kind == KEST_FRAME_REFUSED) {
             status = -1;
-            text = "the service refused the connection: " + std::string(payload.begin(), payload.end());
+            text = "the service refused the connection: " +
+                   std::string(payload.begin(), payload.end());
             return true;
         }
         if (h.kind != KEST_FRAME_CONTROL_RESPONSE || h.txn != my_txn)

@@ -18,4 +18,5 @@ int kestd_connect(const std::string &path, std::string *why = nullptr);
 
 // Sends one control command and waits for its answer, skipping indications.
 // False when no answer came; otherwise `status` and `text` hold it.
-bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text, int timeout_ms);
+bool kestd_control_call(int fd, const std::string &command, int32_t &status, std::string &text,
+                        int timeout_ms);

@@ -15,9 +15,11 @@ inline constexpr kestd_control_doc kestd_control_docs[] = {
     {"dump", "dump [all|wifi|data|network|usb|faults]: the state as key=value lines"},
     {"sta-join", "sta-join IFACE MAC [NAME]: a station joins access point 1 or 2 (sends 33)"},
     {"sta-leave", "sta-leave MAC: a station leaves its access point (sends 33)"},
-    {"sta-status", "sta-status STATE [SSID]: station interface 0 disconnected, 1 connecting, 2 connected (sends 32)"},
+    {"sta-status", "sta-status STATE [SSID]: station interface 0 disconnected, 1 connecting, 2 "
+                   "connected (sends 32)"},
     {"delay", "delay MS: answer every request MS milliseconds late (0: at once)"},
-    {"fail", "fail ERROR [COUNT [MSG_ID [SKIP]]]: let SKIP (0) matching requests pass, then refuse the next "
+    {"fail", "fail ERROR [COUNT [MSG_ID [SKIP]]]: let SKIP (0) matching requests pass, then refuse "
+             "the next "
              "COUNT (1), of MSG_ID only if given"},
     {"mute", "mute: read requests and answer none"},
     {"unmute", "unmute: answer requests again"},

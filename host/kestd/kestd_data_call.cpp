@@ -13,10 +13,16 @@ constexpr uint32_t CALL_PROFILE_TYPE = 0;
 constexpr uint32_t REASON_NONE = 0;
 constexpr uint32_t REASON_CLIENT_DOWN = 1;
 
-bool pdp_or_auth_ok(uint8_t v) { return v <= 3 || v == 255; }
+bool pdp_or_auth_ok(uint8_t v)
+{
+    return v <= 3 || v == 255;
+}
 
 // An ip_type of the requests: 0 IPv4, 1 IPv6, 2 both.
-bool family_wanted(uint8_t ip_type, int family) { return ip_type == 2 || ip_type == family; }
+bool family_wanted(uint8_t ip_type, int family)
+{
+    return ip_type == 2 || ip_type == family;
+}
 
 // PDP type 0 offers IPv4 only, 1 IPv6 only; 2 (IPv4v6), 3 and 255 offer both.
 bool pdp_offers(uint8_t pdp_type, uint8_t ip_type)
@@ -45,7 +51,8 @@ uint16_t take_profile(kestd_apn &apn, const Req &req)
     next.used = 1;
     next.pdp_type = req.pdp_type;
     next.auth_protocol = req.auth_protocol;
-    if (!kestd_take_text(next.apn_name, req.apn_name) || !kestd_take_text(next.username, req.username) ||
+    if (!kestd_take_text(next.apn_name, req.apn_name) ||
+        !kestd_take_text(next.username, req.username) ||
         !kestd_take_text(next.password, req.password))
         return KESTD_ERR_INVALID_TEXT;
     apn = next;
@@ -60,7 +67,8 @@ void call_addresses(kestd_call &c, uint32_t profile, int family, uint32_t serial
         std::snprintf(c.address[2], sizeof c.address[2], "8.8.8.8");
         std::snprintf(c.address[3], sizeof c.address[3], "8.8.4.4");
     } else {
-        std::snprintf(c.address[0], sizeof c.address[0], "2001:db8:40:%x::%x", profile, 2 + serial % 0xfff0);
+        std::snprintf(c.address[0], sizeof c.address[0], "2001:db8:40:%x::%x", profile,
+                      2 + serial % 0xfff0);
         std::snprintf(c.address[1], sizeof c.address[1], "2001:db8:40:%x::1", profile);
         std::snprintf(c.address[2], sizeof c.address[2], "2001:4860:4860::8888");
         std::snprintf(c.address[3], sizeof c.address[3], "2001:4860:4860::8844");
@@ -154,7 +162,8 @@ uint16_t apn_set(kestd_ctx &ctx, const data_call_apn_set_req &req, data_call_apn
 uint16_t apn_get(kestd_ctx &ctx, const data_call_apn_get_req &req, data_call_apn_get_resp &resp)
 {
     kestd_apn *found = nullptr;
-    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, found); err != KESTD_OK)
+    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, found);
+        err != KESTD_OK)
         return err;
     const kestd_apn &apn = *found;
     resp.unused0[0] = req.profile_type;
@@ -167,7 +176,8 @@ uint16_t apn_get(kestd_ctx &ctx, const data_call_apn_get_req &req, data_call_apn
     return KESTD_OK;
 }
 
-uint16_t apn_list(kestd_ctx &ctx, const data_call_get_apn_list_get_req &req, data_call_get_apn_list_get_resp &resp)
+uint16_t apn_list(kestd_ctx &ctx, const data_call_get_apn_list_get_req &req,
+                  data_call_get_apn_list_get_resp &resp)
 {
     if (req.profile_type >= KESTD_PROFILE_TYPES)
         return KESTD_ERR_INVALID_VALUE;
@@ -180,7 +190,8 @@ uint16_t apn_list(kestd_ctx &ctx, const data_call_get_apn_list_get_req &req, dat
 uint16_t apn_del(kestd_ctx &ctx, const data_call_apn_del_set_req &req, data_call_apn_del_set_resp &)
 {
     kestd_apn *apn = nullptr;
-    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, apn); err != KESTD_OK)
+    if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, apn);
+        err != KESTD_OK)
         return err;
     if (req.profile_type == CALL_PROFILE_TYPE) {
         const kestd_call(&calls)[KESTD_FAMILIES] = ctx.st.rt.call[req.profile_index];
@@ -191,7 +202,8 @@ uint16_t apn_del(kestd_ctx &ctx, const data_call_apn_del_set_req &req, data_call
     return KESTD_OK;
 }
 
-uint16_t apn_add(kestd_ctx &ctx, const data_call_apn_add_set_req &req, data_call_apn_add_set_resp &resp)
+uint16_t apn_add(kestd_ctx &ctx, const data_call_apn_add_set_req &req,
+                 data_call_apn_add_set_resp &resp)
 {
     if (req.profile_type >= KESTD_PROFILE_TYPES)
         return KESTD_ERR_INVALID_VALUE;
@@ -220,7 +232,8 @@ uint16_t default_profile_set(kestd_ctx &ctx, const data_call_default_profile_set
     return KESTD_OK;
 }
 
-uint16_t default_profile_get(kestd_ctx &ctx, const kestd_no_req &, data_call_default_profile_get_resp &resp)
+uint16_t default_profile_get(kestd_ctx &ctx, const kestd_no_req &,
+                             data_call_default_profile_get_resp &resp)
 {
     resp.default_id = ctx.st.cfg.default_id;
     resp.tech_pref = ctx.st.cfg.tech_pref;
@@ -243,7 +256,10 @@ constexpr kestd_msg_row rows[] = {
 
 } // namespace
 
-std::span<const kestd_msg_row> kestd_data_call_rows() { return rows; }
+std::span<const kestd_msg_row> kestd_data_call_rows()
+{
+    return rows;
+}
 
 const char *kestd_data_call_config_problem(const kestd_config &cfg)
 {
@@ -271,8 +287,9 @@ void kestd_data_call_dump(const kestd_state &st, std::string &out)
                 continue;
             char key[32];
             std::snprintf(key, sizeof key, "apn.%d.%d", t, i);
-            kestd_dump_line(out, key, "pdp %u auth %u apn \"%s\" user \"%s\" password \"%s\"", apn.pdp_type,
-                            apn.auth_protocol, apn.apn_name, apn.username, apn.password);
+            kestd_dump_line(out, key, "pdp %u auth %u apn \"%s\" user \"%s\" password \"%s\"",
+                            apn.pdp_type, apn.auth_protocol, apn.apn_name, apn.username,
+                            apn.password);
         }
     kestd_dump_line(out, "default_profile", "id %u tech_pref %u ip_family %u", st.cfg.default_id,
                     st.cfg.tech_pref, st.cfg.ip_family);
@@ -283,8 +300,8 @@ void kestd_data_call_dump(const kestd_state &st, std::string &out)
                 continue;
             char key[32];
             std::snprintf(key, sizeof key, "call.%d.%s", p, fam == 0 ? "ipv4" : "ipv6");
-            kestd_dump_line(out, key, "up address %s gateway %s dns %s %s", c.address[0], c.address[1],
-                            c.address[2], c.address[3]);
+            kestd_dump_line(out, key, "up address %s gateway %s dns %s %s", c.address[0],
+                            c.address[1], c.address[2], c.address[3]);
         }
 }
 

@@ -55,9 +55,9 @@ struct server {
     std::vector<std::unique_ptr<connection>> conns;
     std::vector<deferred> waiting;
     uint64_t next_id = 1;
-    int reserve_fd = -1;                    // kept free for accept-and-close when descriptors run out
+    int reserve_fd = -1; // kept free for accept-and-close when descriptors run out
     clock_type::time_point accept_resume{}; // no accept before this
-    uint64_t refused_clients = 0; // clients refused for the limits on connections
+    uint64_t refused_clients = 0;           // clients refused for the limits on connections
     uint64_t dropped_waiting = 0; // answers dropped, with their indications, when their client went
     rate_note dropped_note;
     rate_note refused_full, refused_fds, accept_failed, timed_out, control_refused;

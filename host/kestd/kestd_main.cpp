@@ -29,10 +29,12 @@ constexpr const char *USAGE = "usage: kestd [--socket PATH] [--state FILE] [--ma
 // The options as --help lists them, with their defaults; kestd(1) is checked
 // against this list.
 constexpr const char *OPTIONS[][2] = {
-    {"--socket PATH", "the socket to listen on, after one passed by socket activation (default: VG_KEST_SOCKET, "
-                      "else /run/kestd/kestd.sock as root, else $XDG_RUNTIME_DIR/vg-kestd.sock, "
-                      "else /tmp/vg-kestd-UID/kestd.sock)"},
-    {"--state FILE", "keep the configuration in FILE across restarts (default: none, every start has the defaults)"},
+    {"--socket PATH",
+     "the socket to listen on, after one passed by socket activation (default: VG_KEST_SOCKET, "
+     "else /run/kestd/kestd.sock as root, else $XDG_RUNTIME_DIR/vg-kestd.sock, "
+     "else /tmp/vg-kestd-UID/kestd.sock)"},
+    {"--state FILE", "keep the configuration in FILE across restarts (default: none, every start "
+                     "has the defaults)"},
     {"--max-clients N", "clients served at once, 1 to 4096 (default: 64)"},
     {"-h, --help", "this help"},
 };
@@ -57,7 +59,10 @@ int die(const std::string &why)
     return 1;
 }
 
-std::string sys(const char *what, const std::string &path) { return std::string(what) + " " + path + ": " + std::strerror(errno); }
+std::string sys(const char *what, const std::string &path)
+{
+    return std::string(what) + " " + path + ": " + std::strerror(errno);
+}
 
 // A socket left behind by a service that is gone is removed; one that
 // answers belongs to a running service, and anything else is not ours.
@@ -87,7 +92,8 @@ bool clear_path(const std::string &path, std::string &why)
 // (its folder made 0755 when missing), anyone else the user's own socket.
 std::string default_path(const char *arg)
 {
-    if ((arg != nullptr && *arg != '\0') || ::geteuid() != 0 || secure_getenv(KEST_SOCKET_ENV) != nullptr)
+    if ((arg != nullptr && *arg != '\0') || ::geteuid() != 0 ||
+        secure_getenv(KEST_SOCKET_ENV) != nullptr)
         return kestd_socket_path(arg);
     ::mkdir(KEST_SYSTEM_SOCKET_DIR, 0755);
     return KEST_SYSTEM_SOCKET;
@@ -99,10 +105,13 @@ std::string default_path(const char *arg)
 bool trusted_folder(const std::string &path, std::string &why)
 {
     const size_t slash = path.rfind('/');
-    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const std::string dir = slash == std::string::npos ? "."
+                            : slash == 0               ? "/"
+                                                       : path.substr(0, slash);
     if (kest_folder_trusted(dir.c_str(), ::geteuid()))
         return true;
-    why = "will not listen in " + dir + ": it must be a folder of root or of this user that no one else can write to";
+    why = "will not listen in " + dir +
+          ": it must be a folder of root or of this user that no one else can write to";
     return false;
 }
 
@@ -111,7 +120,8 @@ int listen_on(const std::string &path, std::string &why)
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
     if (path.empty() || path.size() >= sizeof addr.sun_path) {
-        why = "socket path must have 1 to " + std::to_string(sizeof addr.sun_path - 1) + " characters";
+        why = "socket path must have 1 to " + std::to_string(sizeof addr.sun_path - 1) +
+              " characters";
         return -1;
     }
     if (!trusted_folder(path, why) || !clear_path(path, why))
@@ -144,15 +154,16 @@ int inherited_listener()
 {
     const char *pid = std::getenv("LISTEN_PID");
     const char *fds = std::getenv("LISTEN_FDS");
-    const bool ours = pid != nullptr && fds != nullptr && std::strtol(pid, nullptr, 10) == ::getpid() &&
-                      std::strcmp(fds, "1") == 0;
+    const bool ours = pid != nullptr && fds != nullptr &&
+                      std::strtol(pid, nullptr, 10) == ::getpid() && std::strcmp(fds, "1") == 0;
     ::unsetenv("LISTEN_PID");
     ::unsetenv("LISTEN_FDS");
     ::unsetenv("LISTEN_FDNAMES");
     constexpr int fd = 3; // SD_LISTEN_FDS_START
     int listening = 0, type = 0;
     socklen_t len = sizeof listening;
-    if (!ours || ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &len) != 0 || listening == 0)
+    if (!ours || ::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &len) != 0 ||
+        listening == 0)
         return -1;
     len = sizeof type;
     if (::getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &len) != 0 || type != SOCK_STREAM)
@@ -167,7 +178,8 @@ std::string bound_path(int fd)
 {
     sockaddr_un addr{};
     socklen_t len = sizeof addr;
-    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len) != 0 || addr.sun_family != AF_UNIX)
+    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len) != 0 ||
+        addr.sun_family != AF_UNIX)
         return "";
     return std::string(addr.sun_path, strnlen(addr.sun_path, sizeof addr.sun_path));
 }
@@ -210,7 +222,8 @@ int main(int argc, char **argv)
             socket_arg = argv[++i];
         } else if (a == "--state" && i + 1 < argc) {
             state_path = argv[++i];
-        } else if (a == "--max-clients" && i + 1 < argc && parse_count(argv[i + 1], limits.max_clients)) {
+        } else if (a == "--max-clients" && i + 1 < argc &&
+                   parse_count(argv[i + 1], limits.max_clients)) {
             ++i;
         } else if (a == "-h" || a == "--help") {
             print_help();
@@ -260,7 +273,8 @@ int main(int argc, char **argv)
     ::close(signal_fd);
     // Remove the socket only if it is still the one this service made.
     struct stat now;
-    if (passed < 0 && ::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino && now.st_dev == ours.st_dev)
+    if (passed < 0 && ::stat(path.c_str(), &now) == 0 && now.st_ino == ours.st_ino &&
+        now.st_dev == ours.st_dev)
         ::unlink(path.c_str());
     return rc;
 }

@@ -114,11 +114,12 @@ size_t kestd_text_len(const char (&src)[S])
 
 // IPv4 addresses travel in network byte order: the bytes a.b.c.d in memory.
 uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d);
-uint32_t kestd_ipv4_host(uint32_t wire); // to a number for comparisons
+uint32_t kestd_ipv4_host(uint32_t wire);                   // to a number for comparisons
 bool kestd_in_lan(const kestd_config &cfg, uint32_t addr); // a LAN host, not the gateway
 
 // Station changes that the control channel asks for, in kestd_wifi_stations.cpp.
-uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6], const char *name);
+uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6],
+                            const char *name);
 uint16_t kestd_station_leave(kestd_state &st, const uint8_t mac[6]);
 uint16_t kestd_station_status(kestd_state &st, uint8_t state, const char *ssid);
 
@@ -128,7 +129,8 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out);
 void kestd_data_call_dump(const kestd_state &st, std::string &out);
 void kestd_network_dump(const kestd_state &st, std::string &out);
 void kestd_usb_dump(const kestd_state &st, std::string &out);
-[[gnu::format(printf, 3, 4)]] void kestd_dump_line(std::string &out, const char *key, const char *fmt, ...);
+[[gnu::format(printf, 3, 4)]] void kestd_dump_line(std::string &out, const char *key,
+                                                   const char *fmt, ...);
 
 // Per-domain defaults, called by kestd_default_config.
 void kestd_default_network(kestd_config &cfg);

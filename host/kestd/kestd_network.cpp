@@ -13,7 +13,10 @@
 
 namespace {
 
-uint32_t host_of(uint32_t wire) { return kestd_ipv4_host(wire); }
+uint32_t host_of(uint32_t wire)
+{
+    return kestd_ipv4_host(wire);
+}
 
 // The LAN rule: the DMZ host and every SNAT rule's private address are
 // hosts of the LAN other than its gateway. It holds at every set (an address
@@ -47,8 +50,11 @@ uint16_t lan_check(const network_lan_config_block &lan)
         return KESTD_OK;
     const uint32_t first = host_of(lan.lan_word_c);
     const uint32_t last = host_of(lan.lan_word_d);
-    const auto host_in_subnet = [&](uint32_t a) { return (a & mask) == (gw & mask) && (a & inv) != 0 && (a & inv) != inv; };
-    if (!host_in_subnet(first) || !host_in_subnet(last) || first > last || (gw >= first && gw <= last))
+    const auto host_in_subnet = [&](uint32_t a) {
+        return (a & mask) == (gw & mask) && (a & inv) != 0 && (a & inv) != inv;
+    };
+    if (!host_in_subnet(first) || !host_in_subnet(last) || first > last ||
+        (gw >= first && gw <= last))
         return KESTD_ERR_INVALID_ADDRESS;
     return lan.lan_word_e >= 120 ? KESTD_OK : KESTD_ERR_INVALID_VALUE;
 }
@@ -61,13 +67,14 @@ bool snat_rule_ok(const network_snat_rule &r)
 // Protocol 253 stands for TCP and UDP together, so it meets both.
 bool snat_overlaps(const network_snat_rule &a, const network_snat_rule &b)
 {
-    return a.global_port == b.global_port && (a.protocol == b.protocol || a.protocol == 253 || b.protocol == 253);
+    return a.global_port == b.global_port &&
+           (a.protocol == b.protocol || a.protocol == 253 || b.protocol == 253);
 }
 
 bool snat_same(const network_snat_rule &a, const network_snat_rule &b)
 {
-    return a.private_ip == b.private_ip && a.private_port == b.private_port && a.global_port == b.global_port &&
-           a.protocol == b.protocol;
+    return a.private_ip == b.private_ip && a.private_port == b.private_port &&
+           a.global_port == b.global_port && a.protocol == b.protocol;
 }
 
 uint16_t dmz_add(kestd_ctx &ctx, const network_dmz_add_set_req &req, resp_status &)
@@ -168,7 +175,8 @@ uint16_t sgmii_enable_get(kestd_ctx &ctx, const kestd_no_req &, network_sgmii_en
 // Ethernet has no half duplex.
 uint16_t sgmii_config_check(uint8_t speed, uint8_t duplex)
 {
-    return speed > 2 || duplex > 1 || (speed == 2 && duplex == 0) ? KESTD_ERR_INVALID_VALUE : KESTD_OK;
+    return speed > 2 || duplex > 1 || (speed == 2 && duplex == 0) ? KESTD_ERR_INVALID_VALUE
+                                                                  : KESTD_OK;
 }
 
 uint16_t sgmii_config_set(kestd_ctx &ctx, const network_sgmii_config_set_req &req, resp_status &)
@@ -213,7 +221,8 @@ uint16_t ethernet_mode_set(kestd_ctx &ctx, const network_ethernet_mode_set_req &
     return KESTD_OK;
 }
 
-uint16_t ethernet_mode_get(kestd_ctx &ctx, const kestd_no_req &, network_ethernet_mode_get_resp &resp)
+uint16_t ethernet_mode_get(kestd_ctx &ctx, const kestd_no_req &,
+                           network_ethernet_mode_get_resp &resp)
 {
     resp.mode = ctx.st.cfg.ethernet_mode;
     return KESTD_OK;
@@ -246,7 +255,10 @@ void ipv4_text(char (&buf)[INET_ADDRSTRLEN], uint32_t wire)
 
 } // namespace
 
-std::span<const kestd_msg_row> kestd_network_rows() { return rows; }
+std::span<const kestd_msg_row> kestd_network_rows()
+{
+    return rows;
+}
 
 uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
 {
@@ -256,7 +268,10 @@ uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
     return wire;
 }
 
-uint32_t kestd_ipv4_host(uint32_t wire) { return ntohl(wire); }
+uint32_t kestd_ipv4_host(uint32_t wire)
+{
+    return ntohl(wire);
+}
 
 bool kestd_in_lan(const kestd_config &cfg, uint32_t addr)
 {
@@ -296,8 +311,8 @@ const char *kestd_network_config_problem(const kestd_config &cfg)
             if (snat_overlaps(cfg.snat[j], cfg.snat[i]))
                 return "two SNAT rules on one global port and protocol";
     }
-    if (cfg.sgmii_enable > 1 || cfg.sgmii_autoneg > 1 || sgmii_config_check(cfg.sgmii_speed, cfg.sgmii_duplex) ||
-        cfg.ethernet_mode > 1)
+    if (cfg.sgmii_enable > 1 || cfg.sgmii_autoneg > 1 ||
+        sgmii_config_check(cfg.sgmii_speed, cfg.sgmii_duplex) || cfg.ethernet_mode > 1)
         return "SGMII or Ethernet mode out of range";
     return nullptr;
 }
@@ -312,16 +327,16 @@ void kestd_network_dump(const kestd_state &st, std::string &out)
     for (uint32_t i = 0; i < cfg.snat_count; ++i) {
         const network_snat_rule &r = cfg.snat[i];
         ipv4_text(a, r.private_ip);
-        kestd_dump_line(out, "snat", "private %s:%u global %u protocol %u", a, r.private_port, r.global_port,
-                        r.protocol);
+        kestd_dump_line(out, "snat", "private %s:%u global %u protocol %u", a, r.private_port,
+                        r.global_port, r.protocol);
     }
     ipv4_text(a, cfg.lan.lan_word_a);
     ipv4_text(b, cfg.lan.lan_word_b);
     ipv4_text(c, cfg.lan.lan_word_c);
     ipv4_text(d, cfg.lan.lan_word_d);
-    kestd_dump_line(out, "lan", "gateway %s mask %s dhcp %u range %s-%s lease %u", a, b, cfg.lan.lan_byte, c, d,
-                    cfg.lan.lan_word_e);
-    kestd_dump_line(out, "sgmii", "enable %u autoneg %u speed %u duplex %u", cfg.sgmii_enable, cfg.sgmii_autoneg,
-                    cfg.sgmii_speed, cfg.sgmii_duplex);
+    kestd_dump_line(out, "lan", "gateway %s mask %s dhcp %u range %s-%s lease %u", a, b,
+                    cfg.lan.lan_byte, c, d, cfg.lan.lan_word_e);
+    kestd_dump_line(out, "sgmii", "enable %u autoneg %u speed %u duplex %u", cfg.sgmii_enable,
+                    cfg.sgmii_autoneg, cfg.sgmii_speed, cfg.sgmii_duplex);
     kestd_dump_line(out, "ethernet_mode", "%u", cfg.ethernet_mode);
 }

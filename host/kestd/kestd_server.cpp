@@ -32,7 +32,8 @@ void flush(connection &c)
 {
     size_t sent = 0;
     while (!c.dead && sent < c.out.size()) {
-        const ssize_t w = ::send(c.fd, c.out.data() + sent, c.out.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t w =
+            ::send(c.fd, c.out.data() + sent, c.out.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (w > 0)
             sent += static_cast<size_t>(w);
         else if (w < 0 && errno == EINTR)
@@ -72,15 +73,19 @@ connection *find(server &s, uint64_t id)
 
 // Control commands change what every client sees and can read the secrets
 // of the state: only the service's own user and root may send them.
-bool may_control(const connection &c) { return c.uid == 0 || c.uid == ::geteuid(); }
+bool may_control(const connection &c)
+{
+    return c.uid == 0 || c.uid == ::geteuid();
+}
 
 void take_control(server &s, connection &c, const kest_frame_header &h, const uint8_t *payload)
 {
     if (!may_control(c)) {
-        const std::string text = "control commands are taken only from uid " + std::to_string(::geteuid()) +
-                                 " (the service's user) or root";
-        send_to(c, kest_frame_bytes(KEST_FRAME_CONTROL_RESPONSE, h.txn, h.msg_id, KESTD_STATUS_CONTROL_REFUSED,
-                                    text.data(), static_cast<uint32_t>(text.size())));
+        const std::string text = "control commands are taken only from uid " +
+                                 std::to_string(::geteuid()) + " (the service's user) or root";
+        send_to(c, kest_frame_bytes(KEST_FRAME_CONTROL_RESPONSE, h.txn, h.msg_id,
+                                    KESTD_STATUS_CONTROL_REFUSED, text.data(),
+                                    static_cast<uint32_t>(text.size())));
         note(s.control_refused, "refused a control command from uid " + std::to_string(c.uid));
         return;
     }
@@ -99,7 +104,8 @@ void take_frame(server &s, connection &c, const kest_frame_header &h, const uint
     kestd_answer a = kestd_request(s.svc, h, payload);
     if (a.silent)
         return;
-    const auto due = std::max(clock_type::now() + std::chrono::milliseconds(a.delay_ms), c.last_due);
+    const auto due =
+        std::max(clock_type::now() + std::chrono::milliseconds(a.delay_ms), c.last_due);
     c.last_due = due;
     ++c.deferred;
     s.waiting.push_back({c.id, due, std::move(a.response), std::move(a.indications)});
@@ -116,7 +122,8 @@ void parse(server &s, connection &c)
     while (!c.dead && c.in.size() - used >= sizeof(kest_frame_header)) {
         kest_frame_header h;
         std::memcpy(&h, c.in.data() + used, sizeof h);
-        if (!kest_frame_header_ok(h) || (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
+        if (!kest_frame_header_ok(h) ||
+            (h.kind != KEST_FRAME_REQUEST && h.kind != KEST_FRAME_CONTROL)) {
             c.dead = true;
             break;
         }
@@ -198,7 +205,8 @@ void expire_partial(server &s)
 {
     const auto now = clock_type::now();
     for (auto &c : s.conns)
-        if (!c->dead && c->partial_since != clock_type::time_point{} && now - c->partial_since >= FRAME_TIME_LIMIT) {
+        if (!c->dead && c->partial_since != clock_type::time_point{} &&
+            now - c->partial_since >= FRAME_TIME_LIMIT) {
             c->dead = true;
             note(s.timed_out, "closed a client that left a frame unfinished for " +
                                   std::to_string(KESTD_FRAME_TIME_LIMIT_MS) + " ms");
@@ -219,7 +227,8 @@ int poll_timeout(const server &s)
         first = std::min(first, s.accept_resume);
     if (first == clock_type::time_point::max())
         return -1;
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(first - clock_type::now()).count();
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(first - clock_type::now()).count();
     return left <= 0 ? 0 : static_cast<int>(std::min<long long>(left + 1, 60000));
 }
 
@@ -236,10 +245,12 @@ void close_dead(server &s)
     });
     if (s.conns.size() == before)
         return;
-    const size_t dropped = std::erase_if(s.waiting, [&](const deferred &d) { return find(s, d.conn) == nullptr; });
+    const size_t dropped =
+        std::erase_if(s.waiting, [&](const deferred &d) { return find(s, d.conn) == nullptr; });
     if (dropped > 0) {
         s.dropped_waiting += dropped;
-        note(s.dropped_note, "dropped " + std::to_string(dropped) + " waiting answers of clients that left (" +
+        note(s.dropped_note, "dropped " + std::to_string(dropped) +
+                                 " waiting answers of clients that left (" +
                                  std::to_string(s.dropped_waiting) + " so far)");
         s.waiting.shrink_to_fit();
     }
@@ -263,7 +274,9 @@ round_end serve_round(server &s, int listen_fd, int signal_fd, std::vector<pollf
     fds.push_back({accepting(s) ? listen_fd : -1, POLLIN, 0});
     for (const auto &c : s.conns)
         fds.push_back(
-            {c->fd, static_cast<short>((wants_input(s, *c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)), 0});
+            {c->fd,
+             static_cast<short>((wants_input(s, *c) ? POLLIN : 0) | (c->out.empty() ? 0 : POLLOUT)),
+             0});
     const int ready = ::poll(fds.data(), fds.size(), poll_timeout(s));
     if (ready < 0 && errno != EINTR) {
         std::fprintf(stderr, "kestd: poll: %s\n", std::strerror(errno));

@@ -30,7 +30,8 @@ bool has_station(const kestd_runtime &rt, const kestd_station &s)
     return false;
 }
 
-void ap_station_events(const kestd_runtime &from, const kestd_runtime &to, uint8_t action, kestd_frames &out)
+void ap_station_events(const kestd_runtime &from, const kestd_runtime &to, uint8_t action,
+                       kestd_frames &out)
 {
     for (uint32_t i = 0; i < from.sta_count; ++i) {
         if (has_station(to, from.sta[i]))
@@ -76,7 +77,8 @@ uint16_t apply(kestd_service &svc, kestd_frames &indications, Change &&change)
 {
     std::memcpy(&svc.before, &svc.st, sizeof svc.st);
     uint16_t err = change();
-    if (err == KESTD_OK && !svc.state_path.empty() && std::memcmp(&svc.before.cfg, &svc.st.cfg, sizeof svc.st.cfg)) {
+    if (err == KESTD_OK && !svc.state_path.empty() &&
+        std::memcmp(&svc.before.cfg, &svc.st.cfg, sizeof svc.st.cfg)) {
         std::string why;
         if (!kestd_save_config(svc.state_path, svc.st.cfg, why)) {
             std::fprintf(stderr, "kestd: change undone: %s\n", why.c_str());
@@ -128,7 +130,8 @@ bool parse_mac(const std::string &s, uint8_t (&mac)[6])
 {
     unsigned v[6];
     int used = 0;
-    if (std::sscanf(s.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%n", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &used) != 6 ||
+    if (std::sscanf(s.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%n", &v[0], &v[1], &v[2], &v[3], &v[4],
+                    &v[5], &used) != 6 ||
         static_cast<size_t>(used) != s.size())
         return false;
     for (int i = 0; i < 6; ++i)
@@ -150,7 +153,10 @@ void answer_change(control_reply &r, uint16_t err, const std::string &done)
         refuse(r, "error " + std::to_string(err) + " " + kestd_error_name(err));
 }
 
-void ctl_ping(kestd_service &, const words &, control_reply &r) { r.text = "pong"; }
+void ctl_ping(kestd_service &, const words &, control_reply &r)
+{
+    r.text = "pong";
+}
 
 void ctl_dump(kestd_service &svc, const words &args, control_reply &r)
 {
@@ -172,7 +178,8 @@ void ctl_dump(kestd_service &svc, const words &args, control_reply &r)
         return refuse(r, "usage: dump [all|wifi|data|network|usb|faults]");
     if (part == "all" || part == "faults") {
         const kestd_faults &f = svc.faults;
-        kestd_dump_line(r.text, "faults", "delay %u fail_error %u fail_count %u fail_msg %u fail_skip %u muted %u",
+        kestd_dump_line(r.text, "faults",
+                        "delay %u fail_error %u fail_count %u fail_msg %u fail_skip %u muted %u",
                         f.delay_ms, f.fail_error, f.fail_count, f.fail_msg, f.fail_skip, f.muted);
     }
     if (r.text.size() > KEST_FRAME_MAX_PAYLOAD)
@@ -188,7 +195,8 @@ void ctl_sta_join(kestd_service &svc, const words &args, control_reply &r)
     char fallback[16];
     std::snprintf(fallback, sizeof fallback, "sta-%02x%02x", mac[4], mac[5]);
     const std::string name = args.size() > 3 ? args[3] : fallback;
-    const uint16_t err = apply(svc, r.indications, [&] { return kestd_station_join(svc.st, iface, mac, name.c_str()); });
+    const uint16_t err = apply(
+        svc, r.indications, [&] { return kestd_station_join(svc.st, iface, mac, name.c_str()); });
     answer_change(r, err, "joined " + args[2]);
 }
 
@@ -197,7 +205,8 @@ void ctl_sta_leave(kestd_service &svc, const words &args, control_reply &r)
     uint8_t mac[6];
     if (!parse_mac(args[1], mac))
         return refuse(r, "usage: sta-leave MAC");
-    const uint16_t err = apply(svc, r.indications, [&] { return kestd_station_leave(svc.st, mac); });
+    const uint16_t err =
+        apply(svc, r.indications, [&] { return kestd_station_leave(svc.st, mac); });
     answer_change(r, err, "left " + args[1]);
 }
 
@@ -207,8 +216,9 @@ void ctl_sta_status(kestd_service &svc, const words &args, control_reply &r)
     if (!parse_u32(args[1], 255, state))
         return refuse(r, "usage: sta-status STATE [SSID]");
     const char *ssid = args.size() > 2 ? args[2].c_str() : nullptr;
-    const uint16_t err = apply(svc, r.indications,
-                               [&] { return kestd_station_status(svc.st, static_cast<uint8_t>(state), ssid); });
+    const uint16_t err = apply(svc, r.indications, [&] {
+        return kestd_station_status(svc.st, static_cast<uint8_t>(state), ssid);
+    });
     answer_change(r, err, r.indications.empty() ? "unchanged" : "changed");
 }
 
@@ -222,17 +232,21 @@ void ctl_delay(kestd_service &svc, const words &args, control_reply &r)
 void ctl_fail(kestd_service &svc, const words &args, control_reply &r)
 {
     uint32_t error = 0, count = 1, msg = 0, skip = 0;
-    if (!parse_u32(args[1], 0xffff, error) || error == 0 || (args.size() > 2 && !parse_u32(args[2], 1000000, count)) ||
-        (args.size() > 3 && (!parse_u32(args[3], KEST_MSG_ID_MAX, msg) || (msg == 0 && args.size() < 5))) ||
+    if (!parse_u32(args[1], 0xffff, error) || error == 0 ||
+        (args.size() > 2 && !parse_u32(args[2], 1000000, count)) ||
+        (args.size() > 3 &&
+         (!parse_u32(args[3], KEST_MSG_ID_MAX, msg) || (msg == 0 && args.size() < 5))) ||
         (args.size() > 4 && !parse_u32(args[4], 1000000, skip)))
         return refuse(r, std::string("usage: ") + kestd_control_help("fail"));
     svc.faults.fail_error = static_cast<uint16_t>(error);
     svc.faults.fail_count = count;
     svc.faults.fail_msg = msg;
     svc.faults.fail_skip = skip;
-    r.text = (skip ? "after " + std::to_string(skip) + " passed, fail " : std::string("fail next ")) +
-             std::to_string(count) + " requests" + (msg ? " of message " + std::to_string(msg) : std::string()) +
-             " with error " + std::to_string(error);
+    r.text =
+        (skip ? "after " + std::to_string(skip) + " passed, fail " : std::string("fail next ")) +
+        std::to_string(count) + " requests" +
+        (msg ? " of message " + std::to_string(msg) : std::string()) + " with error " +
+        std::to_string(error);
 }
 
 void ctl_mute(kestd_service &svc, const words &, control_reply &r)
@@ -349,7 +363,9 @@ kestd_answer kestd_request(kestd_service &svc, const kest_frame_header &h, const
     }
     a.delay_ms = svc.faults.delay_ms;
     const kestd_msg_row *row = kestd_find_row(h.msg_id);
-    const int32_t status = !row ? KESTD_STATUS_UNKNOWN_MSG : h.len != row->req_size ? KESTD_STATUS_BAD_LENGTH : 0;
+    const int32_t status = !row                     ? KESTD_STATUS_UNKNOWN_MSG
+                           : h.len != row->req_size ? KESTD_STATUS_BAD_LENGTH
+                                                    : 0;
     if (status != 0) {
         a.response = kest_frame_bytes(KEST_FRAME_RESPONSE, h.txn, h.msg_id, status, nullptr, 0);
         return a;
@@ -364,15 +380,18 @@ kestd_answer kestd_request(kestd_service &svc, const kest_frame_header &h, const
         record = refusal_record(row->resp_size, f.fail_error);
     } else {
         kestd_ctx ctx{svc.st};
-        const uint16_t err = apply(svc, a.indications, [&] { return row->run(ctx, payload, record.data()); });
+        const uint16_t err =
+            apply(svc, a.indications, [&] { return row->run(ctx, payload, record.data()); });
         if (err == KESTD_ERR_STORAGE)
             record = refusal_record(row->resp_size, err);
     }
-    a.response = kest_frame_bytes(KEST_FRAME_RESPONSE, h.txn, h.msg_id, 0, record.data(), row->resp_size);
+    a.response =
+        kest_frame_bytes(KEST_FRAME_RESPONSE, h.txn, h.msg_id, 0, record.data(), row->resp_size);
     return a;
 }
 
-kestd_control_answer kestd_control(kestd_service &svc, const kest_frame_header &h, const uint8_t *payload)
+kestd_control_answer kestd_control(kestd_service &svc, const kest_frame_header &h,
+                                   const uint8_t *payload)
 {
     const words args = split(std::string_view(reinterpret_cast<const char *>(payload), h.len));
     control_reply r;

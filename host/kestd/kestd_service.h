@@ -16,14 +16,14 @@ struct kestd_faults {
     uint32_t delay_ms;   // every answer waits this long
     uint16_t fail_error; // answer the next fail_count requests with this error
     uint32_t fail_count;
-    uint32_t fail_msg; // only requests of this message id count; 0: any
+    uint32_t fail_msg;  // only requests of this message id count; 0: any
     uint32_t fail_skip; // so many matching requests pass before the failures
-    bool muted;        // requests are read and never answered
+    bool muted;         // requests are read and never answered
 };
 
 struct kestd_service {
     kestd_state st;
-    kestd_state before; // the state before the change in progress
+    kestd_state before;     // the state before the change in progress
     std::string state_path; // empty: nothing is kept across restarts
     int lock_fd = -1;       // the state file's lock, held for the service's life
     kestd_faults faults;
@@ -50,4 +50,5 @@ struct kestd_control_answer {
     bool drop_others; // close every other connection
 };
 
-kestd_control_answer kestd_control(kestd_service &svc, const kest_frame_header &h, const uint8_t *payload);
+kestd_control_answer kestd_control(kestd_service &svc, const kest_frame_header &h,
+                                   const uint8_t *payload);

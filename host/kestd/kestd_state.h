@@ -97,8 +97,8 @@ struct kestd_station {
 struct kestd_call {
     uint8_t up;
     uint8_t reconnect;
-    uint32_t reason; // of the last change
-    uint32_t serial; // counts the ups of this call, for the addresses
+    uint32_t reason;     // of the last change
+    uint32_t serial;     // counts the ups of this call, for the addresses
     char address[4][64]; // address, gateway, primary DNS, secondary DNS
 };
 

@@ -42,7 +42,8 @@ std::string fail(const char *step, const std::string &path)
 // reason. mkostemp makes the file with O_CREAT|O_EXCL and mode 0600, so a
 // file or link planted under any name is never opened, and the file is the
 // service's own whatever the umask.
-std::string write_fresh(const std::string &path, const std::vector<uint8_t> &bytes, std::string &why)
+std::string write_fresh(const std::string &path, const std::vector<uint8_t> &bytes,
+                        std::string &why)
 {
     std::string name = path + ".XXXXXX";
     const int fd = ::mkostemp(name.data(), O_CLOEXEC);
@@ -189,15 +190,17 @@ bool trusted_place(int dfd, const std::string &folder, const std::string &path, 
         why = fail("cannot examine", folder);
         return false;
     }
-    const bool others_write = (sb.st_uid != me && sb.st_uid != 0) || (sb.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    const bool others_write =
+        (sb.st_uid != me && sb.st_uid != 0) || (sb.st_mode & (S_IWGRP | S_IWOTH)) != 0;
     if (others_write && (sb.st_mode & S_ISVTX) == 0) {
-        why = "state folder " + folder + " can be written by other users; keep the state in a folder of its own";
+        why = "state folder " + folder +
+              " can be written by other users; keep the state in a folder of its own";
         return false;
     }
     const std::string name = path.substr(path.rfind('/') + 1);
     if (::fstatat(dfd, name.c_str(), &sb, AT_SYMLINK_NOFOLLOW) == 0 && sb.st_uid != me) {
-        why = "state file " + path + " belongs to uid " + std::to_string(sb.st_uid) + ", not to this service's uid " +
-              std::to_string(me);
+        why = "state file " + path + " belongs to uid " + std::to_string(sb.st_uid) +
+              ", not to this service's uid " + std::to_string(me);
         return false;
     }
     return true;
@@ -220,9 +223,10 @@ int kestd_lock_state(const std::string &path, std::string &why)
     while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR)
             continue;
-        why = errno == EWOULDBLOCK ? "state file " + path + " is in use by another kestd (its folder " + folder +
-                                         " is locked)"
-                                   : fail("cannot lock", folder);
+        why = errno == EWOULDBLOCK
+                  ? "state file " + path + " is in use by another kestd (its folder " + folder +
+                        " is locked)"
+                  : fail("cannot lock", folder);
         ::close(fd);
         return -1;
     }

@@ -37,9 +37,12 @@ struct u32_setting {
     uint32_t &(*slot)(kestd_state &st);
     uint32_t max;
 };
-constexpr u32_setting action_setting{[](kestd_state &st) -> uint32_t & { return st.rt.usb_last_action; }, 2};
-constexpr u32_setting bootup_setting{[](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.bootup; }, 2};
-constexpr u32_setting net_setting{[](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.usbnet; }, 3};
+constexpr u32_setting action_setting{
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_last_action; }, 2};
+constexpr u32_setting bootup_setting{
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.bootup; }, 2};
+constexpr u32_setting net_setting{
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.usbnet; }, 3};
 
 template <const u32_setting &S>
 uint16_t u32_set(kestd_ctx &ctx, const usb_u32_setting_set_req &req, resp_status &)
@@ -111,7 +114,8 @@ uint16_t config_get(kestd_ctx &ctx, const usb_config_get_req &req, usb_config_ge
     kestd_put_text(resp.product_info, u.product_info);
     kestd_put_text(resp.manufac_info, u.manufac_info);
     resp.usbnet = u.usbnet;
-    uint8_t *flags[7] = {&resp.diag, &resp.nmea, &resp.at, &resp.modem, &resp.net, &resp.adb, &resp.audio_uac};
+    uint8_t *flags[7] = {&resp.diag, &resp.nmea, &resp.at,       &resp.modem,
+                         &resp.net,  &resp.adb,  &resp.audio_uac};
     for (int i = 0; i < 7; ++i)
         *flags[i] = u.func[i];
     return KESTD_OK;
@@ -134,13 +138,16 @@ void dump_usb(std::string &out, const char *key, const kestd_usb &u)
     kestd_dump_line(out, key,
                     "bootup %u pid 0x%04x vid 0x%04x product \"%s\" manufacturer \"%s\" net %u "
                     "diag %u nmea %u at %u modem %u net_func %u adb %u audio_uac %u",
-                    u.bootup, u.pid, u.vid, u.product_info, u.manufac_info, u.usbnet, u.func[0], u.func[1],
-                    u.func[2], u.func[3], u.func[4], u.func[5], u.func[6]);
+                    u.bootup, u.pid, u.vid, u.product_info, u.manufac_info, u.usbnet, u.func[0],
+                    u.func[1], u.func[2], u.func[3], u.func[4], u.func[5], u.func[6]);
 }
 
 } // namespace
 
-std::span<const kestd_msg_row> kestd_usb_rows() { return rows; }
+std::span<const kestd_msg_row> kestd_usb_rows()
+{
+    return rows;
+}
 
 void kestd_default_usb(kestd_usb &u)
 {
@@ -160,8 +167,8 @@ const char *kestd_usb_config_problem(const kestd_usb &u)
     if (u.bootup > bootup_setting.max || u.usbnet > net_setting.max || u.pid == 0 || u.vid == 0)
         return "USB setting out of range";
     if (strnlen(u.product_info, sizeof u.product_info) == sizeof u.product_info ||
-        strnlen(u.manufac_info, sizeof u.manufac_info) == sizeof u.manufac_info || !printable_text(u.product_info) ||
-        !printable_text(u.manufac_info))
+        strnlen(u.manufac_info, sizeof u.manufac_info) == sizeof u.manufac_info ||
+        !printable_text(u.product_info) || !printable_text(u.manufac_info))
         return "USB info text damaged";
     return funcs_ok(u.func) ? nullptr : "USB functions damaged";
 }

@@ -12,8 +12,14 @@ using namespace kestd_wifi;
 
 namespace {
 
-bool iface_ok(uint32_t index) { return index >= 1 && index <= KESTD_WIFI_IFACES; }
-kestd_iface &iface_of(kestd_ctx &ctx, uint32_t index) { return ctx.st.cfg.iface[index - 1]; }
+bool iface_ok(uint32_t index)
+{
+    return index >= 1 && index <= KESTD_WIFI_IFACES;
+}
+kestd_iface &iface_of(kestd_ctx &ctx, uint32_t index)
+{
+    return ctx.st.cfg.iface[index - 1];
+}
 
 // ---------------------------------------------------------------------------
 // Handlers: global settings.
@@ -45,7 +51,8 @@ uint16_t enable_get(kestd_ctx &ctx, const kestd_no_req &, wifi_enable_get_resp &
     return KESTD_OK;
 }
 
-uint16_t country_code_set(kestd_ctx &ctx, const wifi_country_code_set_req &req, wifi_country_code_set_resp &)
+uint16_t country_code_set(kestd_ctx &ctx, const wifi_country_code_set_req &req,
+                          wifi_country_code_set_resp &)
 {
     if (!country_ok(req.country_code))
         return KESTD_ERR_INVALID_TEXT;
@@ -225,7 +232,8 @@ uint16_t acl_del(kestd_ctx &ctx, const wifi_mac_acl_del_set_req &req, wifi_mac_a
     return KESTD_ERR_NOT_FOUND;
 }
 
-uint16_t acl_info(kestd_ctx &ctx, const wifi_mac_acl_info_get_req &req, wifi_mac_acl_info_get_resp &resp)
+uint16_t acl_info(kestd_ctx &ctx, const wifi_mac_acl_info_get_req &req,
+                  wifi_mac_acl_info_get_resp &resp)
 {
     if (!iface_ok(req.index))
         return KESTD_ERR_INVALID_INTERFACE;
@@ -264,7 +272,8 @@ uint16_t station_status_get(kestd_ctx &ctx, const wifi_station_status_get_req &r
 }
 
 // id_valid 0 restores all of Wi-Fi, 1 the one interface `id`.
-uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req, wifi_restore_default_set_resp &)
+uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req,
+                         wifi_restore_default_set_resp &)
 {
     if (req.id_valid && !iface_ok(req.id))
         return KESTD_ERR_INVALID_INTERFACE;
@@ -331,8 +340,9 @@ constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_WIFI_RESTORE_DEFAULT_SET, restore_default),
 };
 
-void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t auth, const char *password,
-                   uint16_t channel, uint8_t mode, uint8_t bandwidth, uint8_t max_num_sta)
+void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t auth,
+                   const char *password, uint16_t channel, uint8_t mode, uint8_t bandwidth,
+                   uint8_t max_num_sta)
 {
     f = kestd_iface{};
     std::snprintf(f.ssid, sizeof f.ssid, "%s", ssid);
@@ -365,7 +375,10 @@ void default_wifi_iface(kestd_config &cfg, int iface)
 
 } // namespace
 
-std::span<const kestd_msg_row> kestd_wifi_rows() { return rows; }
+std::span<const kestd_msg_row> kestd_wifi_rows()
+{
+    return rows;
+}
 
 void kestd_default_wifi(kestd_config &cfg)
 {

@@ -17,7 +17,6 @@ constexpr std::array<uint16_t, 60> channel_list = {
     100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
     132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165};
 
-
 bool all_hex(const char *s, size_t n)
 {
     for (size_t i = 0; i < n; ++i)
@@ -51,10 +50,10 @@ bool wpa_password_ok(const char *pw, size_t len)
 }
 
 // Every one-byte setting, for the check of a loaded state file.
-constexpr const u8_setting *u8_settings[] = {&mode_setting,       &bandwidth_setting, &max_num_sta_setting,
-                                             &rssi_setting,       &only_11n_setting,  &only_11ac_setting,
-                                             &ap_isolate_setting, &dfs_setting,       &ssid_hide_setting,
-                                             &acl_rule_setting};
+constexpr const u8_setting *u8_settings[] = {
+    &mode_setting,      &bandwidth_setting, &max_num_sta_setting, &rssi_setting,
+    &only_11n_setting,  &only_11ac_setting, &ap_isolate_setting,  &dfs_setting,
+    &ssid_hide_setting, &acl_rule_setting};
 
 } // namespace
 
@@ -91,8 +90,9 @@ uint16_t auth_check(const kestd_iface &f)
     }
     if (f.auth > 4 || f.pairwise > 2)
         return KESTD_ERR_INVALID_VALUE;
-    return wpa_password_ok(f.password, strnlen(f.password, sizeof f.password)) ? KESTD_OK
-                                                                                : KESTD_ERR_INVALID_KEY;
+    return wpa_password_ok(f.password, strnlen(f.password, sizeof f.password))
+               ? KESTD_OK
+               : KESTD_ERR_INVALID_KEY;
 }
 
 bool mac_ok(const uint8_t *mac)
@@ -101,11 +101,15 @@ bool mac_ok(const uint8_t *mac)
     return (mac[0] & 1) == 0 && std::memcmp(mac, zero, 6) != 0;
 }
 
-bool u8_setting_ok(const u8_setting &s, uint8_t v) { return s.flag ? v <= 1 : v >= s.min && v <= s.max; }
+bool u8_setting_ok(const u8_setting &s, uint8_t v)
+{
+    return s.flag ? v <= 1 : v >= s.min && v <= s.max;
+}
 
 bool country_ok(const char *cc)
 {
-    return std::isalpha(static_cast<unsigned char>(cc[0])) && std::isalpha(static_cast<unsigned char>(cc[1]));
+    return std::isalpha(static_cast<unsigned char>(cc[0])) &&
+           std::isalpha(static_cast<unsigned char>(cc[1]));
 }
 
 } // namespace kestd_wifi
@@ -121,7 +125,8 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
         for (const auto &key : f.wep_key)
             if (strnlen(key, sizeof key) == sizeof key)
                 return "Wi-Fi WEP key not terminated";
-        if (strnlen(f.password, sizeof f.password) == sizeof f.password || auth_check(f) != KESTD_OK)
+        if (strnlen(f.password, sizeof f.password) == sizeof f.password ||
+            auth_check(f) != KESTD_OK)
             return "Wi-Fi authentication damaged";
         if (channel_check(i, f.channel) != KESTD_OK)
             return "Wi-Fi channel not valid for its interface";

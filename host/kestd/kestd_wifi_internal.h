@@ -28,9 +28,12 @@ struct u8_setting {
     uint8_t min;
     uint8_t max;
 };
-inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, kWifiModeRange.min, kWifiModeRange.max};
-inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, kBandwidthRange.min, kBandwidthRange.max};
-inline constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1, KESTD_STATIONS_MAX};
+inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, kWifiModeRange.min,
+                                         kWifiModeRange.max};
+inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, kBandwidthRange.min,
+                                              kBandwidthRange.max};
+inline constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1,
+                                                KESTD_STATIONS_MAX};
 inline constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
 inline constexpr u8_setting only_11n_setting{&kestd_iface::only_11n, true, 0, 1};
 inline constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};

@@ -27,18 +27,20 @@ bool acl_admits(const kestd_iface &f, const uint8_t *mac)
 
 bool ap_up(const kestd_state &st, uint32_t iface)
 {
-    return st.cfg.wifi_enable && iface >= 1 && iface < KESTD_STA_IFACE && st.cfg.iface[iface - 1].active;
+    return st.cfg.wifi_enable && iface >= 1 && iface < KESTD_STA_IFACE &&
+           st.cfg.iface[iface - 1].active;
 }
 
 void ipv4_text(char (&buf)[16], uint32_t host)
 {
-    std::snprintf(buf, sizeof buf, "%u.%u.%u.%u", host >> 24, (host >> 16) & 255, (host >> 8) & 255, host & 255);
+    std::snprintf(buf, sizeof buf, "%u.%u.%u.%u", host >> 24, (host >> 16) & 255, (host >> 8) & 255,
+                  host & 255);
 }
 
 void mac_text(char (&buf)[18], const uint8_t *mac)
 {
-    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
-                  mac[5]);
+    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3],
+                  mac[4], mac[5]);
 }
 
 } // namespace
@@ -59,7 +61,6 @@ bool acl_lists(const kestd_iface &f, const uint8_t *mac)
             return true;
     return false;
 }
-
 
 // Sends away every station that its access point no longer takes: Wi-Fi or
 // the interface switched off, the MAC access rule keeps it out, or more
@@ -159,17 +160,19 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
         const kestd_iface &f = cfg.iface[i - 1];
         char key[32];
         std::snprintf(key, sizeof key, "wifi.%d.auth", i);
-        kestd_dump_line(out, key,
-                        "ssid \"%s\" format %u active %u auth %u wep_default %u pairwise %u password \"%s\" "
-                        "group_rekey %u",
-                        f.ssid, f.format_type, f.active, f.auth, f.wep_default, f.pairwise, f.password,
-                        f.group_rekey);
+        kestd_dump_line(
+            out, key,
+            "ssid \"%s\" format %u active %u auth %u wep_default %u pairwise %u password \"%s\" "
+            "group_rekey %u",
+            f.ssid, f.format_type, f.active, f.auth, f.wep_default, f.pairwise, f.password,
+            f.group_rekey);
         std::snprintf(key, sizeof key, "wifi.%d.radio", i);
-        kestd_dump_line(out, key,
-                        "channel %u mode %u bandwidth %u max_num_sta %u 11n_only %u 11ac_only %u ap_isolate %u "
-                        "dfs %u rssi %u ssid_hide %u",
-                        f.channel, f.mode, f.bandwidth, f.max_num_sta, f.only_11n, f.only_11ac, f.ap_isolate,
-                        f.dfs, f.rssi, f.ssid_hide);
+        kestd_dump_line(
+            out, key,
+            "channel %u mode %u bandwidth %u max_num_sta %u 11n_only %u 11ac_only %u ap_isolate %u "
+            "dfs %u rssi %u ssid_hide %u",
+            f.channel, f.mode, f.bandwidth, f.max_num_sta, f.only_11n, f.only_11ac, f.ap_isolate,
+            f.dfs, f.rssi, f.ssid_hide);
         std::string acl;
         for (uint32_t k = 0; k < f.acl_count; ++k) {
             char mac[18];
@@ -177,15 +180,17 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
             acl += std::string(" ") + mac;
         }
         std::snprintf(key, sizeof key, "wifi.%d.acl", i);
-        kestd_dump_line(out, key, "acl_rule %u acl_count %u%s", f.acl_rule, f.acl_count, acl.c_str());
+        kestd_dump_line(out, key, "acl_rule %u acl_count %u%s", f.acl_rule, f.acl_count,
+                        acl.c_str());
     }
-    kestd_dump_line(out, "wifi.station", "state %u ssid \"%s\"", st.rt.sta_state, cfg.iface[KESTD_STA_IFACE - 1].ssid);
+    kestd_dump_line(out, "wifi.station", "state %u ssid \"%s\"", st.rt.sta_state,
+                    cfg.iface[KESTD_STA_IFACE - 1].ssid);
     kestd_dump_line(out, "wifi.stations", "%u", st.rt.sta_count);
     for (uint32_t i = 0; i < st.rt.sta_count; ++i) {
         const kestd_station &s = st.rt.sta[i];
         char mac[18];
         mac_text(mac, s.mac);
-        kestd_dump_line(out, "wifi.sta", "iface %u mac %s name \"%s\" ip %s rate %u", s.iface, mac, s.name, s.ip,
-                        s.rate_mbps);
+        kestd_dump_line(out, "wifi.sta", "iface %u mac %s name \"%s\" ip %s rate %u", s.iface, mac,
+                        s.name, s.ip, s.rate_mbps);
     }
 }

@@ -225,9 +225,8 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
             }
             continue;
         }
-        const int rc = deadline != nullptr
-                           ? pthread_cond_timedwait(&p.answered, &c->lock, deadline)
-                           : pthread_cond_wait(&p.answered, &c->lock);
+        const int rc = deadline != nullptr ? pthread_cond_timedwait(&p.answered, &c->lock, deadline)
+                                           : pthread_cond_wait(&p.answered, &c->lock);
         if (rc == ETIMEDOUT && !p.done) {
             p.done = true;
             p.rc = QMI_HOST_ERR_TIMEOUT;

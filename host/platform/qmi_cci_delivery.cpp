@@ -22,11 +22,13 @@ uint8_t *indication_bytes(queued_indication *q)
 // Both sinks, as every log point of the platform: level 1, severity 6.
 void report_dropped(uint32_t count, uint64_t total)
 {
-    __vg_log("qmi_cci", __LINE__, __func__, 1,
-             "dropped %u indications: %u were waiting for the callback (%llu dropped on this client)", count,
-             QMI_HOST_MAX_QUEUED_INDICATIONS, static_cast<unsigned long long>(total));
+    __vg_log(
+        "qmi_cci", __LINE__, __func__, 1,
+        "dropped %u indications: %u were waiting for the callback (%llu dropped on this client)",
+        count, QMI_HOST_MAX_QUEUED_INDICATIONS, static_cast<unsigned long long>(total));
     vg_sys_log_print(3, 6, "qmi_cci",
-                     "[%s  %d]: dropped %u indications: %u were waiting for the callback (%llu dropped on this client)",
+                     "[%s  %d]: dropped %u indications: %u were waiting for the callback (%llu "
+                     "dropped on this client)",
                      __func__, __LINE__, count, QMI_HOST_MAX_QUEUED_INDICATIONS,
                      static_cast<unsigned long long>(total));
 }

@@ -96,8 +96,8 @@ struct host_client {
     uint64_t ind_dropped_total; // dropped in the client's life
     pthread_cond_t ind_ready;
     pthread_cond_t sends_done;
-    bool reading;             // a thread has the reading turn
-    timespec last_send;       // when a send last began (monotonic)
+    bool reading;               // a thread has the reading turn
+    timespec last_send;         // when a send last began (monotonic)
     pthread_cond_t reader_idle; // the reader thread waits here for its turn
 
     // The reading turn's alone: what came off the socket and is not taken yet.

@@ -43,7 +43,8 @@ bool events_name_socket(const host_notifier &n)
             return named;
         for (ssize_t off = 0; off + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
             // buf is aligned for inotify_event and the kernel keeps every record aligned.
-            const auto *ev = static_cast<const inotify_event *>(static_cast<const void *>(buf + off));
+            const auto *ev =
+                static_cast<const inotify_event *>(static_cast<const void *>(buf + off));
             if (ev->len > 0 && strncmp(ev->name, n.name, ev->len) == 0)
                 named = true;
             if ((ev->mask & IN_Q_OVERFLOW) != 0)
@@ -57,7 +58,7 @@ bool events_name_socket(const host_notifier &n)
 void *watch_for_service(void *arg)
 {
     auto &n = *static_cast<host_notifier *>(arg);
-    struct stat st{};
+    struct stat st {};
     int rechecks = stat(n.where.addr.sun_path, &st) == 0 ? kRechecks : 0;
     bool look = true;
     for (;;) {

@@ -73,15 +73,16 @@ void refuse_log_file(const char *path, const char *why)
 // regular file of the user's own. Its device and inode go to `st`.
 int open_log_file(const char *path, struct stat &st)
 {
-    const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    const int fd =
+        open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
     if (fd < 0) {
         refuse_log_file(path, strerror(errno));
         return -1;
     }
-    const char *why = fstat(fd, &st) != 0         ? "cannot examine it"
-                      : !S_ISREG(st.st_mode)      ? "not a regular file"
-                      : st.st_uid != geteuid()    ? "the file is another user's"
-                                                  : nullptr;
+    const char *why = fstat(fd, &st) != 0      ? "cannot examine it"
+                      : !S_ISREG(st.st_mode)   ? "not a regular file"
+                      : st.st_uid != geteuid() ? "the file is another user's"
+                                               : nullptr;
     if (why != nullptr) {
         close(fd);
         refuse_log_file(path, why);
@@ -94,7 +95,7 @@ int open_log_file(const char *path, struct stat &st)
 
 void open_sink(log_settings &s)
 {
-    struct stat st{};
+    struct stat st {};
     s.fd = open_log_file(s.path, st);
     s.dev = st.st_dev;
     s.ino = st.st_ino;
@@ -104,7 +105,7 @@ void open_sink(log_settings &s)
 // log was rotated), the lines go to a file opened again under the name.
 void follow_rotation(log_settings &s)
 {
-    struct stat st{};
+    struct stat st {};
     if (s.fd >= 0 && stat(s.path, &st) == 0 && st.st_dev == s.dev && st.st_ino == s.ino)
         return;
     if (s.fd >= 0)
@@ -143,8 +144,8 @@ size_t append_message(char *line, size_t used, size_t room, const char *fmt, va_
     const int n = vsnprintf(line + used, room - used, fmt, ap);
     if (n < 0)
         return used;
-    const size_t end = used + static_cast<size_t>(n) < room - 1 ? used + static_cast<size_t>(n)
-                                                                : room - 1;
+    const size_t end =
+        used + static_cast<size_t>(n) < room - 1 ? used + static_cast<size_t>(n) : room - 1;
     for (size_t i = used; i < end; ++i) {
         if (line[i] == '\n' || line[i] == '\r')
             line[i] = ' ';
@@ -202,11 +203,12 @@ VG_HOST_API void __vg_log(const char *file, int line, const char *func, int leve
     gettimeofday(&now, nullptr);
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    const int head = snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d.%03ld [%d] %s:%d %s: ",
-                              local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-                              local.tm_hour, local.tm_min, local.tm_sec,
-                              static_cast<long>(now.tv_usec / 1000), level,
-                              file != nullptr ? file : "?", line, func != nullptr ? func : "?");
+    const int head =
+        snprintf(text, sizeof text,
+                 "%04d-%02d-%02d %02d:%02d:%02d.%03ld [%d] %s:%d %s: ", local.tm_year + 1900,
+                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                 static_cast<long>(now.tv_usec / 1000), level, file != nullptr ? file : "?", line,
+                 func != nullptr ? func : "?");
     size_t used = head < 0 ? 0 : static_cast<size_t>(head);
     if (used > sizeof text - 2)
         used = sizeof text - 2;

@@ -60,12 +60,14 @@ R as(const bytes &b)
 inline ::testing::AssertionResult same_record(const bytes &want, const bytes &got)
 {
     if (want.size() != got.size())
-        return ::testing::AssertionFailure() << "size " << got.size() << ", expected " << want.size();
+        return ::testing::AssertionFailure()
+               << "size " << got.size() << ", expected " << want.size();
     const auto parted = std::mismatch(want.begin(), want.end(), got.begin());
     if (parted.first == want.end())
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "byte " << (parted.first - want.begin()) << " is "
-                                         << int{*parted.second} << ", expected " << int{*parted.first};
+    return ::testing::AssertionFailure()
+           << "byte " << (parted.first - want.begin()) << " is " << int{*parted.second}
+           << ", expected " << int{*parted.first};
 }
 
 // A kestd process listening on a socket in a private folder.
@@ -222,16 +224,16 @@ inline int32_t call(mgmt_client *handle, uint32_t opt, uint32_t command, bytes &
     bytes buf(size, kTail);
     if (!record.empty())
         std::memcpy(buf.data(), record.data(), std::min<size_t>(record.size(), size));
-    const int32_t rc = opt == MGMT_OPT_SET
-                           ? vg_mgmt_client_set(handle, command, buf.data(), size)
-                           : vg_mgmt_client_get(handle, command, buf.data(), size);
+    const int32_t rc = opt == MGMT_OPT_SET ? vg_mgmt_client_set(handle, command, buf.data(), size)
+                                           : vg_mgmt_client_get(handle, command, buf.data(), size);
     for (size_t i = record.size(); i < size; ++i)
         if (buf[i] != kTail) {
             ADD_FAILURE() << "byte " << i << " behind the record of command 0x" << std::hex
                           << command << " was written";
             break;
         }
-    record.assign(buf.begin(), buf.begin() + static_cast<long>(std::min<size_t>(record.size(), size)));
+    record.assign(buf.begin(),
+                  buf.begin() + static_cast<long>(std::min<size_t>(record.size(), size)));
     return rc;
 }
 
@@ -258,8 +260,14 @@ protected:
         }
     }
 
-    int32_t set(uint32_t command, bytes &record) { return call(handle, MGMT_OPT_SET, command, record); }
-    int32_t get(uint32_t command, bytes &record) { return call(handle, MGMT_OPT_GET, command, record); }
+    int32_t set(uint32_t command, bytes &record)
+    {
+        return call(handle, MGMT_OPT_SET, command, record);
+    }
+    int32_t get(uint32_t command, bytes &record)
+    {
+        return call(handle, MGMT_OPT_GET, command, record);
+    }
 
     kestd_process kestd;
     std::unique_ptr<control_link> ctl;
@@ -267,10 +275,22 @@ protected:
 };
 
 // Command codes of the four domains.
-constexpr uint32_t wifi(uint32_t id) { return MGMT_COMMAND(MGMT_DOMAIN_WIFI, id); }
-constexpr uint32_t data_call(uint32_t id) { return MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, id); }
-constexpr uint32_t network(uint32_t id) { return MGMT_COMMAND(MGMT_DOMAIN_NETWORK, id); }
-constexpr uint32_t usb(uint32_t id) { return MGMT_COMMAND(MGMT_DOMAIN_USB, id); }
+constexpr uint32_t wifi(uint32_t id)
+{
+    return MGMT_COMMAND(MGMT_DOMAIN_WIFI, id);
+}
+constexpr uint32_t data_call(uint32_t id)
+{
+    return MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, id);
+}
+constexpr uint32_t network(uint32_t id)
+{
+    return MGMT_COMMAND(MGMT_DOMAIN_NETWORK, id);
+}
+constexpr uint32_t usb(uint32_t id)
+{
+    return MGMT_COMMAND(MGMT_DOMAIN_USB, id);
+}
 
 // An IPv4 address as the records hold it: network byte order.
 inline uint32_t ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)

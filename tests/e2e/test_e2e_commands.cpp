@@ -141,16 +141,18 @@ struct round_trip {
     const char *name;
     const char *control; // run first, or null
     std::vector<step> sets;
-    uint32_t get;        // 0: no get
-    bytes query;         // the get's record going in
-    bytes expect;        // the get's record coming out
-    const char *dump;    // a line of `dump` that must appear, or null
+    uint32_t get;     // 0: no get
+    bytes query;      // the get's record going in
+    bytes expect;     // the get's record coming out
+    const char *dump; // a line of `dump` that must appear, or null
 };
 
 round_trip wifi_row(const char *name, uint32_t id, bytes set, bytes query, bytes expect = {})
 {
     bytes want = expect.empty() ? set : expect;
-    return {name, nullptr, {{wifi(id), std::move(set)}}, wifi(id), std::move(query), std::move(want), nullptr};
+    return {name,     nullptr,          {{wifi(id), std::move(set)}},
+            wifi(id), std::move(query), std::move(want),
+            nullptr};
 }
 
 template <class R>
@@ -161,22 +163,27 @@ bytes index_only(uint32_t index)
 
 // A setting of one interface: index and value, read back by index.
 template <class R, class V>
-round_trip setting_row(const char *name, uint32_t id, uint32_t index, V R::*field, V value, V reads = V{})
+round_trip setting_row(const char *name, uint32_t id, uint32_t index, V R::*field, V value,
+                       V reads = V{})
 {
     const V back = reads == V{} ? value : reads;
-    return wifi_row(name, id, rec<R>([&](R &r) { r.index = index, r.*field = value; }), index_only<R>(index),
-                    rec<R>([&](R &r) { r.index = index, r.*field = back; }));
+    return wifi_row(name, id, rec<R>([&](R &r) { r.index = index, r.*field = value; }),
+                    index_only<R>(index), rec<R>([&](R &r) { r.index = index, r.*field = back; }));
 }
 
 std::vector<round_trip> wifi_rows()
 {
     return {
-        wifi_row("work_mode", WIFI_CMD_WORK_MODE, rec<wifi_work_mode_params>([](auto &r) { r.work_mode = 3; }),
+        wifi_row("work_mode", WIFI_CMD_WORK_MODE,
+                 rec<wifi_work_mode_params>([](auto &r) { r.work_mode = 3; }),
                  rec<wifi_work_mode_params>([](auto &) {})),
-        wifi_row("enable_off", WIFI_CMD_ENABLE, rec<wifi_enable_params>([](auto &r) { r.enable = 0; }),
+        wifi_row("enable_off", WIFI_CMD_ENABLE,
+                 rec<wifi_enable_params>([](auto &r) { r.enable = 0; }),
                  rec<wifi_enable_params>([](auto &r) { r.enable = 9; })),
-        wifi_row("enable_any_byte_reads_1", WIFI_CMD_ENABLE, rec<wifi_enable_params>([](auto &r) { r.enable = 7; }),
-                 rec<wifi_enable_params>([](auto &) {}), rec<wifi_enable_params>([](auto &r) { r.enable = 1; })),
+        wifi_row("enable_any_byte_reads_1", WIFI_CMD_ENABLE,
+                 rec<wifi_enable_params>([](auto &r) { r.enable = 7; }),
+                 rec<wifi_enable_params>([](auto &) {}),
+                 rec<wifi_enable_params>([](auto &r) { r.enable = 1; })),
         wifi_row("country_code", WIFI_CMD_COUNTRY_CODE,
                  rec<wifi_country_code_params>([](auto &r) { std::strcpy(r.country_code, "DE"); }),
                  rec<wifi_country_code_params>([](auto &) {})),
@@ -184,22 +191,25 @@ std::vector<round_trip> wifi_rows()
         setting_row("channel_5ghz", WIFI_CMD_CHANNEL, 2, &wifi_channel_params::channel, 149u),
         setting_row("channel_24ghz", WIFI_CMD_CHANNEL, 1, &wifi_channel_params::channel, 13u),
         setting_row("bandwidth", WIFI_CMD_BANDWIDTH, 2, &wifi_bandwidth_params::bandwidth, 3u),
-        setting_row("max_num_sta", WIFI_CMD_MAX_NUM_STA, 1, &wifi_max_num_sta_params::max_num_sta, 16u),
+        setting_row("max_num_sta", WIFI_CMD_MAX_NUM_STA, 1, &wifi_max_num_sta_params::max_num_sta,
+                    16u),
         setting_row("rssi", WIFI_CMD_RSSI, 1, &wifi_rssi_params::rssi, 95u),
-        setting_row("ssid_hide", WIFI_CMD_SSID_HIDE, 1, &wifi_ssid_hide_params::ssid_hide, uint8_t{1}),
-        setting_row("11n_only", WIFI_CMD_11N_ONLY, 1, &wifi_11n_only_params::only_11n, uint8_t{3}, uint8_t{1}),
-        setting_row("11ac_only", WIFI_CMD_11AC_ONLY, 2, &wifi_11ac_only_params::only_11ac, uint8_t{1}),
-        setting_row("ap_isolate", WIFI_CMD_AP_ISOLATE, 2, &wifi_ap_isolate_params::ap_isolate, uint8_t{1}),
+        setting_row("ssid_hide", WIFI_CMD_SSID_HIDE, 1, &wifi_ssid_hide_params::ssid_hide,
+                    uint8_t{1}),
+        setting_row("11n_only", WIFI_CMD_11N_ONLY, 1, &wifi_11n_only_params::only_11n, uint8_t{3},
+                    uint8_t{1}),
+        setting_row("11ac_only", WIFI_CMD_11AC_ONLY, 2, &wifi_11ac_only_params::only_11ac,
+                    uint8_t{1}),
+        setting_row("ap_isolate", WIFI_CMD_AP_ISOLATE, 2, &wifi_ap_isolate_params::ap_isolate,
+                    uint8_t{1}),
         setting_row("dfs", WIFI_CMD_DFS, 2, &wifi_dfs_params::dfs, uint8_t{0xff}, uint8_t{1}),
         setting_row("mac_acl_rule", WIFI_CMD_MAC_ACL_RULE, 2, &wifi_mac_acl_rule_params::rule, 2u),
-        wifi_row("essid", WIFI_CMD_ESSID,
-                 rec<wifi_essid_params>([](auto &r) {
+        wifi_row("essid", WIFI_CMD_ESSID, rec<wifi_essid_params>([](auto &r) {
                      r.index = 2, r.format_type = 1;
                      std::strcpy(r.ssid, "e2e-five-gigahertz-network-name!"); // 32 characters
                  }),
                  index_only<wifi_essid_params>(2)),
-        wifi_row("auth_wep", WIFI_CMD_AUTH,
-                 rec<wifi_auth_params>([](auto &r) {
+        wifi_row("auth_wep", WIFI_CMD_AUTH, rec<wifi_auth_params>([](auto &r) {
                      r.index = 1, r.auth = WIFI_AUTH_WEP, r.wep.default_index = 2;
                      std::strcpy(r.wep.key0, "abcde");
                      std::strcpy(r.wep.key1, "0123456789");
@@ -207,8 +217,7 @@ std::vector<round_trip> wifi_rows()
                      std::strcpy(r.wep.key3, "0123456789abcdef0123456789");
                  }),
                  index_only<wifi_auth_params>(1)),
-        wifi_row("auth_wpa", WIFI_CMD_AUTH,
-                 rec<wifi_auth_params>([](auto &r) {
+        wifi_row("auth_wpa", WIFI_CMD_AUTH, rec<wifi_auth_params>([](auto &r) {
                      r.index = 2, r.auth = 4, r.wpa.pairwise = 2, r.wpa.group_rekey = 7200;
                      std::strcpy(r.wpa.password, "a passphrase for e2e");
                  }),
@@ -216,8 +225,11 @@ std::vector<round_trip> wifi_rows()
         wifi_row("auth_open", WIFI_CMD_AUTH,
                  rec<wifi_auth_params>([](auto &r) { r.index = 1, r.auth = WIFI_AUTH_OPEN; }),
                  index_only<wifi_auth_params>(1)),
-        {"mac_acl_add_then_info", nullptr, {{wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)}},
-         wifi(WIFI_CMD_MAC_ACL_INFO), index_only<wifi_mac_acl_info_params>(1),
+        {"mac_acl_add_then_info",
+         nullptr,
+         {{wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)}},
+         wifi(WIFI_CMD_MAC_ACL_INFO),
+         index_only<wifi_mac_acl_info_params>(1),
          rec<wifi_mac_acl_info_params>([](auto &r) {
              r.index = 1, r.count = 1;
              std::memcpy(r.mac_list[0], kMacA, 6);
@@ -228,28 +240,47 @@ std::vector<round_trip> wifi_rows()
          {{wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)},
           {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacB)},
           {wifi(WIFI_CMD_MAC_ACL_DEL), mac_acl(kMacA)}},
-         wifi(WIFI_CMD_MAC_ACL_INFO), index_only<wifi_mac_acl_info_params>(1),
+         wifi(WIFI_CMD_MAC_ACL_INFO),
+         index_only<wifi_mac_acl_info_params>(1),
          rec<wifi_mac_acl_info_params>([](auto &r) {
              r.index = 1, r.count = 1;
              std::memcpy(r.mac_list[0], kMacB, 6);
          }),
          nullptr},
-        {"active_off", nullptr, {{wifi(WIFI_CMD_ACTIVE), rec<wifi_active_params>([](auto &r) { r.index = 2, r.active = 0; })}},
-         0, {}, {}, "wifi.2.auth=ssid \"KEST-5G\" format 0 active 0 "},
+        {"active_off",
+         nullptr,
+         {{wifi(WIFI_CMD_ACTIVE),
+           rec<wifi_active_params>([](auto &r) { r.index = 2, r.active = 0; })}},
+         0,
+         {},
+         {},
+         "wifi.2.auth=ssid \"KEST-5G\" format 0 active 0 "},
         {"restore_one_interface",
          nullptr,
-         {{wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 11; })},
-          {wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; })},
-          {wifi(WIFI_CMD_RESTORE_DEFAULT), rec<wifi_restore_default_params>([](auto &r) { r.index = 1; })}},
-         wifi(WIFI_CMD_CHANNEL), index_only<wifi_channel_params>(2),
-         rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; }), "wifi.1.radio=channel 6 "},
+         {{wifi(WIFI_CMD_CHANNEL),
+           rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 11; })},
+          {wifi(WIFI_CMD_CHANNEL),
+           rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; })},
+          {wifi(WIFI_CMD_RESTORE_DEFAULT),
+           rec<wifi_restore_default_params>([](auto &r) { r.index = 1; })}},
+         wifi(WIFI_CMD_CHANNEL),
+         index_only<wifi_channel_params>(2),
+         rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; }),
+         "wifi.1.radio=channel 6 "},
         {"restore_all",
          nullptr,
-         {{wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; })},
-          {wifi(WIFI_CMD_RESTORE_DEFAULT), rec<wifi_restore_default_params>([](auto &r) { r.index = 0; })}},
-         wifi(WIFI_CMD_CHANNEL), index_only<wifi_channel_params>(2),
-         rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 36; }), nullptr},
-        {"station_list_after_join", "sta-join 1 02:11:22:33:44:55 phone", {}, wifi(WIFI_CMD_STA_INFO),
+         {{wifi(WIFI_CMD_CHANNEL),
+           rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 40; })},
+          {wifi(WIFI_CMD_RESTORE_DEFAULT),
+           rec<wifi_restore_default_params>([](auto &r) { r.index = 0; })}},
+         wifi(WIFI_CMD_CHANNEL),
+         index_only<wifi_channel_params>(2),
+         rec<wifi_channel_params>([](auto &r) { r.index = 2, r.channel = 36; }),
+         nullptr},
+        {"station_list_after_join",
+         "sta-join 1 02:11:22:33:44:55 phone",
+         {},
+         wifi(WIFI_CMD_STA_INFO),
          rec<wifi_sta_info_params>([](auto &) {}),
          rec<wifi_sta_info_params>([](auto &r) {
              r.num_sta = 1;
@@ -260,7 +291,10 @@ std::vector<round_trip> wifi_rows()
              std::strcpy(r.stations[0].text, "phone");
          }),
          nullptr},
-        {"station_status", "sta-status 2 HomeNet", {}, wifi(WIFI_CMD_STATION_STATUS),
+        {"station_status",
+         "sta-status 2 HomeNet",
+         {},
+         wifi(WIFI_CMD_STATION_STATUS),
          index_only<wifi_station_status_params>(3),
          rec<wifi_station_status_params>([](auto &r) {
              r.index = 3, r.status = 2;
@@ -273,15 +307,21 @@ std::vector<round_trip> wifi_rows()
 std::vector<round_trip> data_call_rows()
 {
     return {
-        {"up_v4_then_info", nullptr, {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)}},
-         data_call(DATA_CALL_CMD_INFO), call_info_query(DATA_CALL_IP_V4),
+        {"up_v4_then_info",
+         nullptr,
+         {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)}},
+         data_call(DATA_CALL_CMD_INFO),
+         call_info_query(DATA_CALL_IP_V4),
          rec<data_call_info_params>([](auto &r) {
              r.ip_type = DATA_CALL_IP_V4;
              call_v4_up(r.ipv4, 3);
          }),
          nullptr},
-        {"up_both_then_info", nullptr, {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4V6)}},
-         data_call(DATA_CALL_CMD_INFO), call_info_query(DATA_CALL_IP_V4V6),
+        {"up_both_then_info",
+         nullptr,
+         {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4V6)}},
+         data_call(DATA_CALL_CMD_INFO),
+         call_info_query(DATA_CALL_IP_V4V6),
          rec<data_call_info_params>([](auto &r) {
              r.ip_type = DATA_CALL_IP_V4V6;
              call_v4_up(r.ipv4, 3);
@@ -300,87 +340,153 @@ std::vector<round_trip> data_call_rows()
          nullptr,
          {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)},
           {data_call(DATA_CALL_CMD_DOWN), call_down(DATA_CALL_IP_V4)}},
-         data_call(DATA_CALL_CMD_INFO), call_info_query(DATA_CALL_IP_V4),
+         data_call(DATA_CALL_CMD_INFO),
+         call_info_query(DATA_CALL_IP_V4),
          rec<data_call_info_params>([](auto &r) {
              r.ip_type = DATA_CALL_IP_V4;
              std::fill(std::begin(r.ipv4.address), std::end(r.ipv4.address), 0xffffffffu);
          }),
          nullptr},
-        {"apn_set_then_get", nullptr, {{data_call(DATA_CALL_CMD_APN), apn_profile(0, 0, "apn.e2e")}},
-         data_call(DATA_CALL_CMD_APN), apn_selector(0, 0), apn_profile(0, 0, "apn.e2e"), nullptr},
-        {"apn_add_then_get", nullptr, {{data_call(DATA_CALL_CMD_APN_ADD), apn_profile(1, 0, "iot.e2e")}},
-         data_call(DATA_CALL_CMD_APN), apn_selector(1, 0), apn_profile(1, 0, "iot.e2e"), nullptr},
+        {"apn_set_then_get",
+         nullptr,
+         {{data_call(DATA_CALL_CMD_APN), apn_profile(0, 0, "apn.e2e")}},
+         data_call(DATA_CALL_CMD_APN),
+         apn_selector(0, 0),
+         apn_profile(0, 0, "apn.e2e"),
+         nullptr},
+        {"apn_add_then_get",
+         nullptr,
+         {{data_call(DATA_CALL_CMD_APN_ADD), apn_profile(1, 0, "iot.e2e")}},
+         data_call(DATA_CALL_CMD_APN),
+         apn_selector(1, 0),
+         apn_profile(1, 0, "iot.e2e"),
+         nullptr},
         {"apn_add_then_list",
          nullptr,
          {{data_call(DATA_CALL_CMD_APN_ADD), apn_profile(0, 0, "one")},
           {data_call(DATA_CALL_CMD_APN_ADD), apn_profile(0, 0, "two")}},
-         data_call(DATA_CALL_CMD_APN_LIST), apn_list(0, {}), apn_list(0, {0, 1, 2}), nullptr},
+         data_call(DATA_CALL_CMD_APN_LIST),
+         apn_list(0, {}),
+         apn_list(0, {0, 1, 2}),
+         nullptr},
         {"apn_del_then_list",
          nullptr,
          {{data_call(DATA_CALL_CMD_APN_ADD), apn_profile(0, 0, "one")},
           {data_call(DATA_CALL_CMD_APN_ADD), apn_profile(0, 0, "two")},
           {data_call(DATA_CALL_CMD_APN_DEL), apn_selector(0, 1)}},
-         data_call(DATA_CALL_CMD_APN_LIST), apn_list(0, {}), apn_list(0, {0, 2}), nullptr},
-        {"default_profile", nullptr,
-         {{data_call(DATA_CALL_CMD_DEFAULT_PROFILE), rec<data_call_default_profile_params>([](auto &r) {
-               r.default_id = 0, r.tech_pref = 2, r.ip_family = 1;
-           })}},
-         data_call(DATA_CALL_CMD_DEFAULT_PROFILE), rec<data_call_default_profile_params>([](auto &) {}),
-         rec<data_call_default_profile_params>([](auto &r) { r.default_id = 0, r.tech_pref = 2, r.ip_family = 1; }),
+         data_call(DATA_CALL_CMD_APN_LIST),
+         apn_list(0, {}),
+         apn_list(0, {0, 2}),
+         nullptr},
+        {"default_profile",
+         nullptr,
+         {{data_call(DATA_CALL_CMD_DEFAULT_PROFILE),
+           rec<data_call_default_profile_params>(
+               [](auto &r) { r.default_id = 0, r.tech_pref = 2, r.ip_family = 1; })}},
+         data_call(DATA_CALL_CMD_DEFAULT_PROFILE),
+         rec<data_call_default_profile_params>([](auto &) {}),
+         rec<data_call_default_profile_params>(
+             [](auto &r) { r.default_id = 0, r.tech_pref = 2, r.ip_family = 1; }),
          nullptr},
     };
 }
 
 std::vector<round_trip> network_rows()
 {
-    const bytes dmz = rec<network_dmz_params>([](auto &r) { r.ipv4_addr = ipv4(192, 168, 225, 100); });
+    const bytes dmz =
+        rec<network_dmz_params>([](auto &r) { r.ipv4_addr = ipv4(192, 168, 225, 100); });
     const bytes no_dmz = rec<network_dmz_params>([](auto &) {});
     const bytes lan = rec<network_lan_config_params>([](auto &r) {
         r.lan_word_a = ipv4(10, 1, 2, 1), r.lan_word_b = ipv4(255, 255, 255, 0), r.lan_byte = 1;
         r.lan_word_c = ipv4(10, 1, 2, 100), r.lan_word_d = ipv4(10, 1, 2, 150), r.lan_word_e = 3600;
     });
-    const bytes sgmii_config = rec<network_sgmii_config_params>([](auto &r) { r.autoneg = 0, r.speed = 1, r.duplex = 0; });
+    const bytes sgmii_config =
+        rec<network_sgmii_config_params>([](auto &r) { r.autoneg = 0, r.speed = 1, r.duplex = 0; });
     return {
-        {"dmz_add_then_get", nullptr, {{network(NETWORK_CMD_DMZ_ADD), dmz}}, network(NETWORK_CMD_DMZ_GET),
-         no_dmz, dmz, nullptr},
-        {"dmz_del_then_get", nullptr, {{network(NETWORK_CMD_DMZ_ADD), dmz}, {network(NETWORK_CMD_DMZ_DEL), {}}},
-         network(NETWORK_CMD_DMZ_GET), dmz, no_dmz, nullptr},
-        {"sgmii_enable", nullptr,
-         {{network(NETWORK_CMD_SGMII_ENABLE), rec<network_sgmii_enable_params>([](auto &r) { r.enable = 5; })}},
-         network(NETWORK_CMD_SGMII_ENABLE), rec<network_sgmii_enable_params>([](auto &) {}),
-         rec<network_sgmii_enable_params>([](auto &r) { r.enable = 1; }), nullptr},
-        {"sgmii_config", nullptr, {{network(NETWORK_CMD_SGMII_CONFIG), sgmii_config}}, network(NETWORK_CMD_SGMII_CONFIG),
-         rec<network_sgmii_config_params>([](auto &r) { r.autoneg = 1, r.speed = 2, r.duplex = 1; }), sgmii_config,
+        {"dmz_add_then_get",
+         nullptr,
+         {{network(NETWORK_CMD_DMZ_ADD), dmz}},
+         network(NETWORK_CMD_DMZ_GET),
+         no_dmz,
+         dmz,
+         nullptr},
+        {"dmz_del_then_get",
+         nullptr,
+         {{network(NETWORK_CMD_DMZ_ADD), dmz}, {network(NETWORK_CMD_DMZ_DEL), {}}},
+         network(NETWORK_CMD_DMZ_GET),
+         dmz,
+         no_dmz,
+         nullptr},
+        {"sgmii_enable",
+         nullptr,
+         {{network(NETWORK_CMD_SGMII_ENABLE),
+           rec<network_sgmii_enable_params>([](auto &r) { r.enable = 5; })}},
+         network(NETWORK_CMD_SGMII_ENABLE),
+         rec<network_sgmii_enable_params>([](auto &) {}),
+         rec<network_sgmii_enable_params>([](auto &r) { r.enable = 1; }),
+         nullptr},
+        {"sgmii_config",
+         nullptr,
+         {{network(NETWORK_CMD_SGMII_CONFIG), sgmii_config}},
+         network(NETWORK_CMD_SGMII_CONFIG),
+         rec<network_sgmii_config_params>(
+             [](auto &r) { r.autoneg = 1, r.speed = 2, r.duplex = 1; }),
+         sgmii_config,
          nullptr},
         {"sgmii_info",
          nullptr,
-         {{network(NETWORK_CMD_SGMII_ENABLE), rec<network_sgmii_enable_params>([](auto &r) { r.enable = 1; })},
+         {{network(NETWORK_CMD_SGMII_ENABLE),
+           rec<network_sgmii_enable_params>([](auto &r) { r.enable = 1; })},
           {network(NETWORK_CMD_SGMII_CONFIG), sgmii_config}},
-         network(NETWORK_CMD_SGMII_INFO), rec<network_sgmii_info_params>([](auto &) {}),
-         rec<network_sgmii_info_params>([](auto &r) { r.flag_a = 1, r.flag_b = 1, r.byte_a = 1, r.byte_b = 0, r.flag_c = 0; }),
+         network(NETWORK_CMD_SGMII_INFO),
+         rec<network_sgmii_info_params>([](auto &) {}),
+         rec<network_sgmii_info_params>(
+             [](auto &r) { r.flag_a = 1, r.flag_b = 1, r.byte_a = 1, r.byte_b = 0, r.flag_c = 0; }),
          nullptr},
-        {"lan_config", nullptr, {{network(NETWORK_CMD_LAN_CONFIG), lan}}, network(NETWORK_CMD_LAN_CONFIG),
-         rec<network_lan_config_params>([](auto &) {}), lan, nullptr},
-        {"snat_add_then_list", nullptr, {{network(NETWORK_CMD_SNAT_ADD), snat_rule(80)}}, network(NETWORK_CMD_SNAT_GET),
-         snat_list({}), snat_list({snat_rule(80)}), nullptr},
+        {"lan_config",
+         nullptr,
+         {{network(NETWORK_CMD_LAN_CONFIG), lan}},
+         network(NETWORK_CMD_LAN_CONFIG),
+         rec<network_lan_config_params>([](auto &) {}),
+         lan,
+         nullptr},
+        {"snat_add_then_list",
+         nullptr,
+         {{network(NETWORK_CMD_SNAT_ADD), snat_rule(80)}},
+         network(NETWORK_CMD_SNAT_GET),
+         snat_list({}),
+         snat_list({snat_rule(80)}),
+         nullptr},
         {"snat_del_then_list",
          nullptr,
          {{network(NETWORK_CMD_SNAT_ADD), snat_rule(80)},
           {network(NETWORK_CMD_SNAT_ADD), snat_rule(443)},
           {network(NETWORK_CMD_SNAT_DEL), snat_rule(80)}},
-         network(NETWORK_CMD_SNAT_GET), snat_list({}), snat_list({snat_rule(443)}), nullptr},
-        {"ethernet_mode", nullptr,
-         {{network(NETWORK_CMD_ETHERNET_MODE), rec<network_ethernet_mode_params>([](auto &r) { r.mode = 1; })}},
-         network(NETWORK_CMD_ETHERNET_MODE), rec<network_ethernet_mode_params>([](auto &) {}),
-         rec<network_ethernet_mode_params>([](auto &r) { r.mode = 1; }), nullptr},
+         network(NETWORK_CMD_SNAT_GET),
+         snat_list({}),
+         snat_list({snat_rule(443)}),
+         nullptr},
+        {"ethernet_mode",
+         nullptr,
+         {{network(NETWORK_CMD_ETHERNET_MODE),
+           rec<network_ethernet_mode_params>([](auto &r) { r.mode = 1; })}},
+         network(NETWORK_CMD_ETHERNET_MODE),
+         rec<network_ethernet_mode_params>([](auto &) {}),
+         rec<network_ethernet_mode_params>([](auto &r) { r.mode = 1; }),
+         nullptr},
     };
 }
 
 // A USB setting, written back, and the configuration read.
 round_trip usb_row(const char *name, uint32_t id, bytes setting, bytes config)
 {
-    return {name, nullptr, {{usb(id), std::move(setting)}, {usb(USB_CMD_CONFIG_WRITE), kUsbWrite}},
-            usb(USB_CMD_CONFIG_GET), kUsbQuery, std::move(config), nullptr};
+    return {name,
+            nullptr,
+            {{usb(id), std::move(setting)}, {usb(USB_CMD_CONFIG_WRITE), kUsbWrite}},
+            usb(USB_CMD_CONFIG_GET),
+            kUsbQuery,
+            std::move(config),
+            nullptr};
 }
 
 std::vector<round_trip> usb_rows()
@@ -388,30 +494,50 @@ std::vector<round_trip> usb_rows()
     return {
         usb_row("bootup", USB_CMD_BOOTUP, rec<usb_bootup_params>([](auto &r) { r.bootup = 2; }),
                 usb_config([](auto &r) { r.bootup = 2; })),
-        usb_row("id", USB_CMD_ID, rec<usb_id_params>([](auto &r) { r.pid = 0x1234, r.vid = 0xabcd; }),
+        usb_row("id", USB_CMD_ID,
+                rec<usb_id_params>([](auto &r) { r.pid = 0x1234, r.vid = 0xabcd; }),
                 usb_config([](auto &r) { r.pid = 0x1234, r.vid = 0xabcd; })),
         // 40 characters: the first 32 go out.
-        usb_row("product_info", USB_CMD_PRODUCT_INFO,
-                rec<usb_product_info_params>(
-                    [](auto &r) { std::strcpy(r.product_info, "0123456789abcdefghijklmnopqrstuvWXYZWXYZ"); }),
-                usb_config([](auto &r) { std::strcpy(r.product_info, "0123456789abcdefghijklmnopqrstuv"); })),
-        usb_row("manufac_info", USB_CMD_MANUFAC_INFO,
-                rec<usb_manufac_info_params>([](auto &r) { std::strcpy(r.manufac_info, "E2E Makers"); }),
+        usb_row("product_info", USB_CMD_PRODUCT_INFO, rec<usb_product_info_params>([](auto &r) {
+                    std::strcpy(r.product_info, "0123456789abcdefghijklmnopqrstuvWXYZWXYZ");
+                }),
+                usb_config([](auto &r) {
+                    std::strcpy(r.product_info, "0123456789abcdefghijklmnopqrstuv");
+                })),
+        usb_row("manufac_info", USB_CMD_MANUFAC_INFO, rec<usb_manufac_info_params>([](auto &r) {
+                    std::strcpy(r.manufac_info, "E2E Makers");
+                }),
                 usb_config([](auto &r) { std::strcpy(r.manufac_info, "E2E Makers"); })),
         usb_row("net", USB_CMD_NET, rec<usb_net_params>([](auto &r) { r.net = 3; }),
                 usb_config([](auto &r) { r.usbnet = 3; })),
-        usb_row("func", USB_CMD_FUNC,
-                rec<usb_func_params>([](auto &r) { r.diag = 1, r.nmea = 0, r.at = 1, r.modem = 0, r.net = 0, r.adb = 1, r.audio_uac = 1; }),
-                usb_config([](auto &r) { r.nmea = 0, r.modem = 0, r.net = 0, r.adb = 1, r.audio_uac = 1; })),
-        {"setting_unwritten_is_not_committed", nullptr,
-         {{usb(USB_CMD_BOOTUP), rec<usb_bootup_params>([](auto &r) { r.bootup = 1; })}}, usb(USB_CMD_CONFIG_GET),
-         kUsbQuery, usb_config([](auto &) {}), "usb.pending=bootup 1 "},
-        {"action", nullptr, {{usb(USB_CMD_ACTION), rec<usb_action_params>([](auto &r) { r.action_type = 2; })}}, 0, {}, {},
+        usb_row("func", USB_CMD_FUNC, rec<usb_func_params>([](auto &r) {
+                    r.diag = 1, r.nmea = 0, r.at = 1, r.modem = 0, r.net = 0, r.adb = 1,
+                    r.audio_uac = 1;
+                }),
+                usb_config([](auto &r) {
+                    r.nmea = 0, r.modem = 0, r.net = 0, r.adb = 1, r.audio_uac = 1;
+                })),
+        {"setting_unwritten_is_not_committed",
+         nullptr,
+         {{usb(USB_CMD_BOOTUP), rec<usb_bootup_params>([](auto &r) { r.bootup = 1; })}},
+         usb(USB_CMD_CONFIG_GET),
+         kUsbQuery,
+         usb_config([](auto &) {}),
+         "usb.pending=bootup 1 "},
+        {"action",
+         nullptr,
+         {{usb(USB_CMD_ACTION), rec<usb_action_params>([](auto &r) { r.action_type = 2; })}},
+         0,
+         {},
+         {},
          "usb.last_action=2"},
     };
 }
 
-void PrintTo(const round_trip &row, std::ostream *os) { *os << row.name; }
+void PrintTo(const round_trip &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 class RoundTrip : public Service, public ::testing::WithParamInterface<round_trip> {};
 
@@ -422,8 +548,8 @@ TEST_P(RoundTrip, WhatIsSetReadsBack)
         (*ctl)(row.control);
     for (const step &s : row.sets) {
         bytes r = s.record;
-        ASSERT_EQ(0, set(s.command, r)) << "set 0x" << std::hex << s.command << " error "
-                                        << std::dec << vg_mgmt_get_errno();
+        ASSERT_EQ(0, set(s.command, r))
+            << "set 0x" << std::hex << s.command << " error " << std::dec << vg_mgmt_get_errno();
     }
     if (row.get != 0) {
         bytes r = row.query;
@@ -483,41 +609,85 @@ std::vector<step> mac_acl_fill(int n)
 
 std::vector<refusal> refusals()
 {
-    const bytes dmz = rec<network_dmz_params>([](auto &r) { r.ipv4_addr = ipv4(192, 168, 225, 100); });
+    const bytes dmz =
+        rec<network_dmz_params>([](auto &r) { r.ipv4_addr = ipv4(192, 168, 225, 100); });
     return {
-        {"mac_list_full", mac_acl_fill(32), MGMT_OPT_SET, {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)},
+        {"mac_list_full",
+         mac_acl_fill(32),
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)},
          KESTD_ERR_LIST_FULL},
-        {"mac_duplicate", {{wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)}}, MGMT_OPT_SET,
-         {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)}, KESTD_ERR_DUPLICATE},
-        {"mac_group_address", {}, MGMT_OPT_SET,
-         {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl({0x01, 0, 0x5e, 0, 0, 1})}, KESTD_ERR_INVALID_ADDRESS},
-        {"mac_del_absent", {}, MGMT_OPT_SET, {wifi(WIFI_CMD_MAC_ACL_DEL), mac_acl(kMacA)}, KESTD_ERR_NOT_FOUND},
-        {"snat_duplicate", {{network(NETWORK_CMD_SNAT_ADD), snat_rule(80)}}, MGMT_OPT_SET,
-         {network(NETWORK_CMD_SNAT_ADD), snat_rule(80)}, KESTD_ERR_DUPLICATE},
-        {"snat_del_absent", {}, MGMT_OPT_SET, {network(NETWORK_CMD_SNAT_DEL), snat_rule(80)}, KESTD_ERR_NOT_FOUND},
-        {"dmz_twice", {{network(NETWORK_CMD_DMZ_ADD), dmz}}, MGMT_OPT_SET, {network(NETWORK_CMD_DMZ_ADD), dmz},
+        {"mac_duplicate",
+         {{wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)}},
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl(kMacA)},
          KESTD_ERR_DUPLICATE},
-        {"channel_of_other_band", {}, MGMT_OPT_SET,
-         {wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 36; })},
+        {"mac_group_address",
+         {},
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_MAC_ACL_ADD), mac_acl({0x01, 0, 0x5e, 0, 0, 1})},
+         KESTD_ERR_INVALID_ADDRESS},
+        {"mac_del_absent",
+         {},
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_MAC_ACL_DEL), mac_acl(kMacA)},
+         KESTD_ERR_NOT_FOUND},
+        {"snat_duplicate",
+         {{network(NETWORK_CMD_SNAT_ADD), snat_rule(80)}},
+         MGMT_OPT_SET,
+         {network(NETWORK_CMD_SNAT_ADD), snat_rule(80)},
+         KESTD_ERR_DUPLICATE},
+        {"snat_del_absent",
+         {},
+         MGMT_OPT_SET,
+         {network(NETWORK_CMD_SNAT_DEL), snat_rule(80)},
+         KESTD_ERR_NOT_FOUND},
+        {"dmz_twice",
+         {{network(NETWORK_CMD_DMZ_ADD), dmz}},
+         MGMT_OPT_SET,
+         {network(NETWORK_CMD_DMZ_ADD), dmz},
+         KESTD_ERR_DUPLICATE},
+        {"channel_of_other_band",
+         {},
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_CHANNEL),
+          rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 36; })},
          KESTD_ERR_INVALID_CHANNEL},
-        {"wpa_key_too_short", {}, MGMT_OPT_SET,
+        {"wpa_key_too_short",
+         {},
+         MGMT_OPT_SET,
          {wifi(WIFI_CMD_AUTH), rec<wifi_auth_params>([](auto &r) {
               r.index = 1, r.auth = 3;
               std::strcpy(r.wpa.password, "short");
           })},
          KESTD_ERR_INVALID_KEY},
-        {"apn_get_unknown", {}, MGMT_OPT_GET, {data_call(DATA_CALL_CMD_APN), apn_selector(2, 7)},
+        {"apn_get_unknown",
+         {},
+         MGMT_OPT_GET,
+         {data_call(DATA_CALL_CMD_APN), apn_selector(2, 7)},
          KESTD_ERR_UNKNOWN_PROFILE},
-        {"call_up_twice", {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)}}, MGMT_OPT_SET,
-         {data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)}, KESTD_ERR_CALL_ACTIVE},
-        {"call_down_inactive", {}, MGMT_OPT_SET, {data_call(DATA_CALL_CMD_DOWN), call_down(DATA_CALL_IP_V4V6)},
+        {"call_up_twice",
+         {{data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)}},
+         MGMT_OPT_SET,
+         {data_call(DATA_CALL_CMD_UP), call_up(DATA_CALL_IP_V4)},
+         KESTD_ERR_CALL_ACTIVE},
+        {"call_down_inactive",
+         {},
+         MGMT_OPT_SET,
+         {data_call(DATA_CALL_CMD_DOWN), call_down(DATA_CALL_IP_V4V6)},
          KESTD_ERR_CALL_INACTIVE},
-        {"usb_id_zero", {}, MGMT_OPT_SET, {usb(USB_CMD_ID), rec<usb_id_params>([](auto &) {})},
+        {"usb_id_zero",
+         {},
+         MGMT_OPT_SET,
+         {usb(USB_CMD_ID), rec<usb_id_params>([](auto &) {})},
          KESTD_ERR_INVALID_VALUE},
     };
 }
 
-void PrintTo(const refusal &row, std::ostream *os) { *os << row.name; }
+void PrintTo(const refusal &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 class ServiceRefusal : public Service, public ::testing::WithParamInterface<refusal> {};
 
@@ -562,29 +732,56 @@ struct library_refusal {
 std::vector<library_refusal> library_refusals()
 {
     return {
-        {"work_mode_5", MGMT_OPT_SET, {wifi(WIFI_CMD_WORK_MODE), rec<wifi_work_mode_params>([](auto &r) { r.work_mode = 5; })}, 2},
-        {"channel_15", MGMT_OPT_SET,
-         {wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 15; })}, 2},
+        {"work_mode_5",
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_WORK_MODE), rec<wifi_work_mode_params>([](auto &r) { r.work_mode = 5; })},
+         2},
+        {"channel_15",
+         MGMT_OPT_SET,
+         {wifi(WIFI_CMD_CHANNEL),
+          rec<wifi_channel_params>([](auto &r) { r.index = 1, r.channel = 15; })},
+         2},
         {"interface_4", MGMT_OPT_GET, {wifi(WIFI_CMD_ESSID), index_only<wifi_essid_params>(4)}, 2},
-        {"station_status_of_1", MGMT_OPT_GET, {wifi(WIFI_CMD_STATION_STATUS), index_only<wifi_station_status_params>(1)},
+        {"station_status_of_1",
+         MGMT_OPT_GET,
+         {wifi(WIFI_CMD_STATION_STATUS), index_only<wifi_station_status_params>(1)},
          12345},
-        {"snat_protocol_5", MGMT_OPT_SET,
+        {"snat_protocol_5",
+         MGMT_OPT_SET,
          {network(NETWORK_CMD_SNAT_ADD), rec<network_snat_params>([](auto &r) {
               r.private_port = 1, r.global_port = 1, r.protocol = 5;
           })},
          2},
-        {"call_profile_25", MGMT_OPT_SET,
-         {data_call(DATA_CALL_CMD_UP), rec<data_call_up_params>([](auto &r) { r.profile_id = 25; })}, 2},
-        {"apn_pdp_type_4", MGMT_OPT_SET,
-         {data_call(DATA_CALL_CMD_APN_ADD), rec<data_call_apn_params>([](auto &r) { r.pdp_type = 4; })}, 2},
-        {"usb_instance_1", MGMT_OPT_GET, {usb(USB_CMD_CONFIG_GET), rec<usb_config_params>([](auto &r) { r.usb_num = 1; })}, 2},
-        {"usb_net_4", MGMT_OPT_SET, {usb(USB_CMD_NET), rec<usb_net_params>([](auto &r) { r.net = 4; })}, 2},
+        {"call_profile_25",
+         MGMT_OPT_SET,
+         {data_call(DATA_CALL_CMD_UP),
+          rec<data_call_up_params>([](auto &r) { r.profile_id = 25; })},
+         2},
+        {"apn_pdp_type_4",
+         MGMT_OPT_SET,
+         {data_call(DATA_CALL_CMD_APN_ADD),
+          rec<data_call_apn_params>([](auto &r) { r.pdp_type = 4; })},
+         2},
+        {"usb_instance_1",
+         MGMT_OPT_GET,
+         {usb(USB_CMD_CONFIG_GET), rec<usb_config_params>([](auto &r) { r.usb_num = 1; })},
+         2},
+        {"usb_net_4",
+         MGMT_OPT_SET,
+         {usb(USB_CMD_NET), rec<usb_net_params>([](auto &r) { r.net = 4; })},
+         2},
         {"unknown_command", MGMT_OPT_GET, {wifi(99), {0, 0, 0, 0}}, MGMT_ERR_NOT_SUPPORTED},
-        {"set_of_get_only", MGMT_OPT_SET, {network(NETWORK_CMD_SGMII_INFO), {0, 0, 0, 0}}, MGMT_ERR_NOT_SUPPORTED},
+        {"set_of_get_only",
+         MGMT_OPT_SET,
+         {network(NETWORK_CMD_SGMII_INFO), {0, 0, 0, 0}},
+         MGMT_ERR_NOT_SUPPORTED},
     };
 }
 
-void PrintTo(const library_refusal &row, std::ostream *os) { *os << row.name; }
+void PrintTo(const library_refusal &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 class LibraryRefusal : public Service, public ::testing::WithParamInterface<library_refusal> {};
 

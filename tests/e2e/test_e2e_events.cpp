@@ -99,14 +99,27 @@ std::vector<event_row> event_rows()
 {
     const std::string join1 = std::string("sta-join 1 ") + kMacText + " phone";
     return {
-        {"station_joins", {}, 0, control(std::string("sta-join 2 ") + kMacText + " tablet"), {ap_station(1, 2)}},
-        {"station_leaves", {control(join1)}, 1, control(std::string("sta-leave ") + kMacText), {ap_station(2, 1)}},
+        {"station_joins",
+         {},
+         0,
+         control(std::string("sta-join 2 ") + kMacText + " tablet"),
+         {ap_station(1, 2)}},
+        {"station_leaves",
+         {control(join1)},
+         1,
+         control(std::string("sta-leave ") + kMacText),
+         {ap_station(2, 1)}},
         {"access_point_off_sends_stations_away",
          {control(join1)},
          1,
-         library_set(wifi(WIFI_CMD_ACTIVE), rec<wifi_active_params>([](auto &r) { r.index = 1, r.active = 0; })),
+         library_set(wifi(WIFI_CMD_ACTIVE),
+                     rec<wifi_active_params>([](auto &r) { r.index = 1, r.active = 0; })),
          {ap_station(2, 1)}},
-        {"station_interface_status", {}, 0, control("sta-status 1 Office"), {station_status("Office", 1)}},
+        {"station_interface_status",
+         {},
+         0,
+         control("sta-status 1 Office"),
+         {station_status("Office", 1)}},
         {"station_interface_ssid",
          {},
          0,
@@ -115,7 +128,11 @@ std::vector<event_row> event_rows()
                          std::strcpy(r.ssid, "Uplink");
                      })),
          {station_status("Uplink", 0)}},
-        {"call_up_v4", {}, 0, library_set(data_call(DATA_CALL_CMD_UP), call_up_record(DATA_CALL_IP_V4)), {call_v4_up()}},
+        {"call_up_v4",
+         {},
+         0,
+         library_set(data_call(DATA_CALL_CMD_UP), call_up_record(DATA_CALL_IP_V4)),
+         {call_v4_up()}},
         {"call_up_both",
          {},
          0,
@@ -134,7 +151,10 @@ std::vector<event_row> event_rows()
     };
 }
 
-void PrintTo(const event_row &row, std::ostream *os) { *os << row.name; }
+void PrintTo(const event_row &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 class Events : public Service, public ::testing::WithParamInterface<event_row> {
 protected:

@@ -86,7 +86,9 @@ TEST_F(Service, ServiceKilledDuringACallFailsTheCallAtOnce)
     caller.join();
     EXPECT_EQ(-1, rc);
     EXPECT_EQ(0, err);
-    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(returned_at - killed_at).count(), 1000);
+    EXPECT_LT(
+        std::chrono::duration_cast<std::chrono::milliseconds>(returned_at - killed_at).count(),
+        1000);
 
     // Later calls on the handle fail at once too.
     const auto t0 = steady::now();
@@ -112,7 +114,8 @@ TEST(Recovery, CloseAndOpenAgainRecoversAfterTheServiceRestarts)
     EXPECT_EQ(-1, kestd.stop(SIGKILL));
     ASSERT_TRUE(kestd.start());
     vg_mgmt_set_errno(77);
-    EXPECT_EQ(-1, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode)) << "the old handle stays dead";
+    EXPECT_EQ(-1, call(handle, MGMT_OPT_GET, wifi(WIFI_CMD_WORK_MODE), mode))
+        << "the old handle stays dead";
     EXPECT_EQ(0, vg_mgmt_get_errno()) << "no answer from the service";
 
     vg_mgmt_client_close(handle);
@@ -137,11 +140,13 @@ struct known_answer {
 std::vector<known_answer> known_answers()
 {
     auto channel = [](uint32_t index, uint32_t ch) {
-        return known_answer{wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([&](auto &r) { r.index = index; }),
-                            rec<wifi_channel_params>([&](auto &r) { r.index = index, r.channel = ch; })};
+        return known_answer{
+            wifi(WIFI_CMD_CHANNEL), rec<wifi_channel_params>([&](auto &r) { r.index = index; }),
+            rec<wifi_channel_params>([&](auto &r) { r.index = index, r.channel = ch; })};
     };
     auto essid = [](uint32_t index, const char *ssid) {
-        return known_answer{wifi(WIFI_CMD_ESSID), rec<wifi_essid_params>([&](auto &r) { r.index = index; }),
+        return known_answer{wifi(WIFI_CMD_ESSID),
+                            rec<wifi_essid_params>([&](auto &r) { r.index = index; }),
                             rec<wifi_essid_params>([&](auto &r) {
                                 r.index = index;
                                 std::strcpy(r.ssid, ssid);
@@ -155,8 +160,10 @@ std::vector<known_answer> known_answers()
         {wifi(WIFI_CMD_COUNTRY_CODE), rec<wifi_country_code_params>([](auto &) {}),
          rec<wifi_country_code_params>([](auto &r) { std::strcpy(r.country_code, "US"); })},
         {network(NETWORK_CMD_SGMII_CONFIG), rec<network_sgmii_config_params>([](auto &) {}),
-         rec<network_sgmii_config_params>([](auto &r) { r.autoneg = 1, r.speed = 2, r.duplex = 1; })},
-        {data_call(DATA_CALL_CMD_DEFAULT_PROFILE), rec<data_call_default_profile_params>([](auto &) {}),
+         rec<network_sgmii_config_params>(
+             [](auto &r) { r.autoneg = 1, r.speed = 2, r.duplex = 1; })},
+        {data_call(DATA_CALL_CMD_DEFAULT_PROFILE),
+         rec<data_call_default_profile_params>([](auto &) {}),
          rec<data_call_default_profile_params>([](auto &r) { r.ip_family = 2; })},
         {usb(USB_CMD_BOOTUP) /* set-only: a refusal of the library */, {}, {}},
     };
@@ -195,7 +202,8 @@ TEST_F(Service, EightThreadsShareAHandleWhileIndicationsFlow)
                     // its own: this thread's number stays as it was.
                     vg_mgmt_set_errno(1000 + t);
                     bytes r = rec<usb_bootup_params>([](auto &) {});
-                    if (call(handle, MGMT_OPT_GET, a.command, r) != -1 || vg_mgmt_get_errno() != 1000 + t)
+                    if (call(handle, MGMT_OPT_GET, a.command, r) != -1 ||
+                        vg_mgmt_get_errno() != 1000 + t)
                         ++wrong;
                     continue;
                 }
@@ -219,7 +227,8 @@ TEST_F(Service, EightThreadsShareAHandleWhileIndicationsFlow)
     for (size_t i = 0; i < got.size(); ++i) {
         ASSERT_EQ(WIFI_EVENT_AP_STA, got[i].id);
         ASSERT_EQ(sizeof(wifi_ap_sta_event), got[i].record.size());
-        EXPECT_EQ(i % 2 == 0 ? 1u : 2u, as<wifi_ap_sta_event>(got[i].record).action) << "event " << i;
+        EXPECT_EQ(i % 2 == 0 ? 1u : 2u, as<wifi_ap_sta_event>(got[i].record).action)
+            << "event " << i;
     }
     // TearDown closes the handle: it must end its threads and leak nothing.
 }

@@ -38,7 +38,11 @@ inline long ms_since(steady::time_point t0)
 
 // Names a row of a parameterised test by its `what`.
 struct RowName {
-    template <class Param> std::string operator()(const Param &p) const { return p.param.what; }
+    template <class Param>
+    std::string operator()(const Param &p) const
+    {
+        return p.param.what;
+    }
 };
 
 struct Frame {
@@ -121,7 +125,8 @@ public:
 
     int requests() const { return requests_.load(); }
 
-    template <class Pred> bool wait_until(Pred pred, std::chrono::milliseconds limit = 3000ms)
+    template <class Pred>
+    bool wait_until(Pred pred, std::chrono::milliseconds limit = 3000ms)
     {
         const auto end = steady::now() + limit;
         while (!pred()) {

@@ -19,7 +19,7 @@ namespace {
 std::vector<std::string> lines_written_by(const std::function<void()> &write)
 {
     const char *path = getenv("VG_LOG_FILE");
-    struct stat st{};
+    struct stat st {};
     const off_t start = stat(path, &st) == 0 ? st.st_size : 0;
     write();
     std::ifstream in(path, std::ios::binary);

@@ -68,7 +68,7 @@ TEST_F(LogPrivate, TheTraceStaysOutAndTheFileIsTheUsersAlone)
     for (int level = 1; level <= 3; ++level)
         EXPECT_NE(text.find("line of level " + std::to_string(level)), std::string::npos) << level;
     EXPECT_EQ(text.find("line of level 4"), std::string::npos);
-    struct stat st{};
+    struct stat st {};
     ASSERT_EQ(::lstat(log_path().c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 07777, 0600u);
 }

@@ -101,12 +101,12 @@ TEST_P(NotifierAppearance, SignalsOnceTheServiceTakesConnections)
     EXPECT_TRUE(transport_threads_become(0));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, NotifierAppearance,
-    ::testing::Values(AppearanceRow{"appears_later", false, 300ms, 0ms},
-                      AppearanceRow{"bound_listening_later", false, 300ms, 200ms},
-                      AppearanceRow{"there_already", true, 0ms, 0ms}),
-    RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, NotifierAppearance,
+                         ::testing::Values(AppearanceRow{"appears_later", false, 300ms, 0ms},
+                                           AppearanceRow{"bound_listening_later", false, 300ms,
+                                                         200ms},
+                                           AppearanceRow{"there_already", true, 0ms, 0ms}),
+                         RowName());
 
 TEST(Notifier, ReleaseEndsTheWatcherOfAServiceThatNeverCame)
 {
@@ -147,7 +147,8 @@ TEST(Init, RefusesAServiceOfAnotherUser)
     setenv(KEST_SOCKET_ENV, sock.c_str(), 1);
     qmi_service_info info{QMI_HOST_KEST_SERVICE_ID, 1, {0, 0, 0}};
     qmi_client_type client = nullptr;
-    EXPECT_EQ(QMI_HOST_ERR_NO_SERVICE, qmi_client_init(&info, service_object(), nullptr, nullptr, nullptr, &client));
+    EXPECT_EQ(QMI_HOST_ERR_NO_SERVICE,
+              qmi_client_init(&info, service_object(), nullptr, nullptr, nullptr, &client));
     EXPECT_EQ(nullptr, client);
     setenv(KEST_SOCKET_ENV, saved.c_str(), 1);
     EXPECT_EQ(0, impostor::outcome(child)) << "the transport sent something to the impostor";
@@ -382,11 +383,10 @@ kest_frame_header answer_header(uint32_t magic, uint16_t version, uint32_t len)
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, BadFrame,
-    ::testing::Values(
-        BadFrameRow{"magic", answer_header(0x4b455354u, KEST_FRAME_VERSION, 4)},
-        BadFrameRow{"version", answer_header(KEST_FRAME_MAGIC, 2, 4)},
-        BadFrameRow{"length", answer_header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION,
-                                            KEST_FRAME_MAX_PAYLOAD + 1)}),
+    ::testing::Values(BadFrameRow{"magic", answer_header(0x4b455354u, KEST_FRAME_VERSION, 4)},
+                      BadFrameRow{"version", answer_header(KEST_FRAME_MAGIC, 2, 4)},
+                      BadFrameRow{"length", answer_header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION,
+                                                          KEST_FRAME_MAX_PAYLOAD + 1)}),
     RowName());
 
 TEST(Send, RefusesBadArguments)
@@ -580,8 +580,8 @@ TEST_P(Decode, CopiesAnIndicationThatFits)
         src[i] = static_cast<uint8_t>(i + 1);
     uint8_t dst[32];
     memset(dst, 0xcd, sizeof dst);
-    const int rc = qmi_client_message_decode(nullptr, row.kind, 32, src, row.src_len, dst,
-                                             row.dst_len);
+    const int rc =
+        qmi_client_message_decode(nullptr, row.kind, 32, src, row.src_len, dst, row.dst_len);
     EXPECT_EQ(row.ok, rc == 0);
     const uint32_t copied = row.ok ? row.src_len : 0;
     for (uint32_t i = 0; i < sizeof dst; ++i)

@@ -177,7 +177,8 @@ struct client {
     frame request(uint32_t id, const bytes &req, int timeout_ms = 2000)
     {
         const uint32_t t = ++txn;
-        send_raw(kest_frame_bytes(KEST_FRAME_REQUEST, t, id, 0, req.data(), static_cast<uint32_t>(req.size()), 4616));
+        send_raw(kest_frame_bytes(KEST_FRAME_REQUEST, t, id, 0, req.data(),
+                                  static_cast<uint32_t>(req.size()), 4616));
         frame f;
         while (kest_read_frame(fd, f.h, f.payload, timeout_ms)) {
             if (f.h.kind == KEST_FRAME_RESPONSE && f.h.txn == t && f.h.msg_id == id)
@@ -212,7 +213,10 @@ struct client {
         EXPECT_EQ(r_status(f), 0) << "message " << id;
         return r;
     }
-    static int r_status(const frame &f) { return f.payload.size() >= 4 ? f.payload[2] | f.payload[3] << 8 : -1; }
+    static int r_status(const frame &f)
+    {
+        return f.payload.size() >= 4 ? f.payload[2] | f.payload[3] << 8 : -1;
+    }
 
     std::string control(const std::string &cmd, int32_t *status = nullptr)
     {

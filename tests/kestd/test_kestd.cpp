@@ -88,7 +88,8 @@ data_call_apn_get_resp apn_answer()
 
 network_lan_config_block lan_block()
 {
-    return {ipv4(10, 1, 0, 1), ipv4(255, 255, 0, 0), 7, {}, ipv4(10, 1, 2, 0), ipv4(10, 1, 2, 200), 3600};
+    return {ipv4(10, 1, 0, 1), ipv4(255, 255, 0, 0), 7,   {},
+            ipv4(10, 1, 2, 0), ipv4(10, 1, 2, 200),  3600};
 }
 
 template <class T>
@@ -109,30 +110,65 @@ const std::vector<round_trip> &round_trips()
     static const std::vector<round_trip> rows = {
         {"work_mode", {{1, {3}}}, 2, {}, {3, 0}},
         {"country_code", {{5, {'D', 'E'}}}, 6, {}, {'D', 'E'}},
-        {"essid", {{3, [] { wifi_essid_set_req r{2, 1, {}}; std::strcpy(r.ssid, "Office Net"); return raw(r); }()}},
-         4, {2}, tail(essid)},
+        {"essid",
+         {{3,
+           [] {
+               wifi_essid_set_req r{2, 1, {}};
+               std::strcpy(r.ssid, "Office Net");
+               return raw(r);
+           }()}},
+         4,
+         {2},
+         tail(essid)},
         {"channel", {{9, raw(wifi_channel_set_req{1, 0, 11})}}, 10, {1}, {11, 0}},
         {"rssi", {{25, {2, 60}}}, 26, {2}, {60, 0}},
         {"flag_is_stored_as_one", {{19, {1, 9}}}, 20, {1}, {1, 0}},
         {"auth_wpa", {{21, raw(wpa_auth())}}, 22, {1}, tail(wpa_auth_answer())},
         {"mac_acl_rule", {{34, {3, 2}}}, 35, {3}, {2, 0}},
-        {"mac_acl_list", {{36, {1, 0x02, 1, 2, 3, 4, 5}}}, 38, {1},
-         [] { wifi_mac_acl_info_get_resp r{}; r.count = 1; const uint8_t m[6] = {2, 1, 2, 3, 4, 5};
-              std::memcpy(r.mac_list[0], m, 6); return tail(r); }()},
+        {"mac_acl_list",
+         {{36, {1, 0x02, 1, 2, 3, 4, 5}}},
+         38,
+         {1},
+         [] {
+             wifi_mac_acl_info_get_resp r{};
+             r.count = 1;
+             const uint8_t m[6] = {2, 1, 2, 3, 4, 5};
+             std::memcpy(r.mac_list[0], m, 6);
+             return tail(r);
+         }()},
         {"apn", {{44, raw(apn_profile())}}, 45, {0, 0}, tail(apn_answer())},
         {"default_profile", {{49, {0, 1, 0}}}, 50, {}, {0, 1, 0, 0}},
         {"dmz", {{51, raw(ipv4(192, 168, 225, 50))}}, 53, {}, raw(ipv4(192, 168, 225, 50))},
-        {"snat", {{61, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}}, 63, {},
-         [] { network_snat_get_get_resp r{}; r.count = 1;
-              r.entries[0] = network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}}; return tail(r); }()},
+        {"snat",
+         {{61, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}},
+         63,
+         {},
+         [] {
+             network_snat_get_get_resp r{};
+             r.count = 1;
+             r.entries[0] = network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}};
+             return tail(r);
+         }()},
         // The DMZ host and SNAT rule above leave first: the new LAN does not hold them.
-        {"lan", {{52, {}}, {62, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})}, {59, raw(lan_block())}},
-         60, {}, raw(lan_block())},
+        {"lan",
+         {{52, {}},
+          {62, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})},
+          {59, raw(lan_block())}},
+         60,
+         {},
+         raw(lan_block())},
         {"sgmii_enable", {{54, {5}}}, 55, {}, {1, 0}},
         {"sgmii_config", {{56, {0, 1, 0}}}, 57, {}, {0, 1, 0, 0}},
         {"ethernet_mode", {{64, raw(uint32_t{1})}}, 65, {}, raw(uint32_t{1})},
-        {"usb_after_write_back", {{68, raw(usb_u32_setting_set_req{0, 2})}, {66, {}}}, 74, raw(uint32_t{0}),
-         [] { bytes b(4, 0); b[0] = 2; return b; }()},
+        {"usb_after_write_back",
+         {{68, raw(usb_u32_setting_set_req{0, 2})}, {66, {}}},
+         74,
+         raw(uint32_t{0}),
+         [] {
+             bytes b(4, 0);
+             b[0] = 2;
+             return b;
+         }()},
     };
     return rows;
 }
@@ -149,7 +185,8 @@ TEST_F(Kestd, SetThenGetRoundTripsPerDomain)
         EXPECT_EQ(f.h.status, 0);
         ASSERT_GE(f.payload.size(), 4 + row.expect.size());
         EXPECT_EQ(client::r_status(f), 0);
-        EXPECT_EQ(bytes(f.payload.begin() + 4, f.payload.begin() + 4 + static_cast<long>(row.expect.size())),
+        EXPECT_EQ(bytes(f.payload.begin() + 4,
+                        f.payload.begin() + 4 + static_cast<long>(row.expect.size())),
                   row.expect);
     }
 }
@@ -164,7 +201,8 @@ TEST_F(Kestd, TheDumpEscapesWhatCouldForgeALine)
     std::memcpy(req.ssid, "\x1b]0;pwn\x07\nwifi.1.auth=open", 26);
     EXPECT_EQ(c.error_of(KEST_WIFI_ESSID_SET, raw(req)), 0);
     const std::string dump = c.control("dump");
-    EXPECT_NE(dump.find("ssid \"\\x1b]0;pwn\\x07\\x0awifi.1.auth=open\""), std::string::npos) << dump;
+    EXPECT_NE(dump.find("ssid \"\\x1b]0;pwn\\x07\\x0awifi.1.auth=open\""), std::string::npos)
+        << dump;
     EXPECT_EQ(dump.find_first_of("\x1b\x07"), std::string::npos);
 }
 
@@ -173,8 +211,9 @@ TEST_F(Kestd, UsbSettingsWaitForWriteBack)
     client c(svc.sock);
     EXPECT_EQ(c.error_of(KEST_USB_NET_SET, raw(usb_u32_setting_set_req{0, 3})), 0);
     EXPECT_EQ(c.get<usb_config_get_resp>(KEST_USB_CONFIG_GET, raw(uint32_t{0})).usbnet, 0u);
-    EXPECT_NE(c.control("dump usb").find("usb.pending=bootup 0 pid 0x9025 vid 0x05c6 product \"KEST LTE Module\" "
-                                         "manufacturer \"KEST\" net 3"),
+    EXPECT_NE(c.control("dump usb")
+                  .find("usb.pending=bootup 0 pid 0x9025 vid 0x05c6 product \"KEST LTE Module\" "
+                        "manufacturer \"KEST\" net 3"),
               std::string::npos);
     EXPECT_EQ(c.error_of(KEST_USB_CONFIG_WRITE_SET, {}), 0);
     EXPECT_EQ(c.get<usb_config_get_resp>(KEST_USB_CONFIG_GET, raw(uint32_t{0})).usbnet, 3u);
@@ -187,9 +226,12 @@ TEST_F(Kestd, ApnAddPicksTheLowestFreeIndex)
     add.profile_type = 1;
     std::strcpy(add.apn_name, "ims");
     for (uint8_t expect : {0, 1, 2})
-        EXPECT_EQ(c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index, expect);
+        EXPECT_EQ(
+            c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index,
+            expect);
     EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_DEL_SET, {1, 1}), 0);
-    EXPECT_EQ(c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index, 1);
+    EXPECT_EQ(c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index,
+              1);
     const auto list = c.get<data_call_get_apn_list_get_resp>(KEST_DATA_CALL_GET_APN_LIST_GET, {1});
     EXPECT_EQ(bytes(list.index_list, list.index_list + list.length), (bytes{0, 1, 2}));
 }
@@ -206,7 +248,10 @@ struct refusal {
     uint16_t error;
 };
 
-bytes acl_add(uint8_t index, uint8_t n) { return {index, 0x02, 0, 0, 0, 0, n}; }
+bytes acl_add(uint8_t index, uint8_t n)
+{
+    return {index, 0x02, 0, 0, 0, 0, n};
+}
 
 bytes call_up(uint8_t profile, uint8_t ip_type)
 {
@@ -224,39 +269,73 @@ const std::vector<refusal> &refusals()
         for (uint8_t i = 0; i < 32; ++i)
             full_acl.setup.push_back({36, acl_add(1, i)});
         r.push_back(full_acl);
-        r.push_back({"mac_duplicate", {{36, acl_add(2, 7)}}, 36, acl_add(2, 7), KESTD_ERR_DUPLICATE});
-        r.push_back({"mac_group_address", {}, 36, {1, 0x01, 0, 0x5e, 0, 0, 1}, KESTD_ERR_INVALID_ADDRESS});
+        r.push_back(
+            {"mac_duplicate", {{36, acl_add(2, 7)}}, 36, acl_add(2, 7), KESTD_ERR_DUPLICATE});
+        r.push_back(
+            {"mac_group_address", {}, 36, {1, 0x01, 0, 0x5e, 0, 0, 1}, KESTD_ERR_INVALID_ADDRESS});
         r.push_back({"mac_delete_unknown", {}, 37, acl_add(1, 99), KESTD_ERR_NOT_FOUND});
         const network_snat_rule rule{ipv4(192, 168, 225, 30), 22, 2222, 6, {}};
         const network_snat_rule udp{ipv4(192, 168, 225, 30), 53, 3333, 17, {}};
         const network_snat_rule both{ipv4(192, 168, 225, 31), 54, 3333, 253, {}};
         r.push_back({"snat_duplicate", {{61, raw(rule)}}, 61, raw(rule), KESTD_ERR_DUPLICATE});
-        r.push_back({"snat_same_global_port", {{61, raw(udp)}}, 61, raw(both), KESTD_ERR_DUPLICATE});
-        r.push_back({"snat_outside_lan", {}, 61, raw(network_snat_rule{ipv4(10, 0, 0, 5), 22, 22, 6, {}}),
+        r.push_back(
+            {"snat_same_global_port", {{61, raw(udp)}}, 61, raw(both), KESTD_ERR_DUPLICATE});
+        r.push_back({"snat_outside_lan",
+                     {},
+                     61,
+                     raw(network_snat_rule{ipv4(10, 0, 0, 5), 22, 22, 6, {}}),
                      KESTD_ERR_INVALID_ADDRESS});
         refusal full_apn{"apn_add_beyond_25", {}, 48, apn_add(2, "x"), KESTD_ERR_LIST_FULL};
         for (int i = 0; i < 25; ++i)
             full_apn.setup.push_back({48, apn_add(2, "x")});
         r.push_back(full_apn);
         r.push_back({"apn_get_unknown_profile", {}, 45, {1, 3}, KESTD_ERR_UNKNOWN_PROFILE});
-        r.push_back({"apn_set_unknown_profile", {}, 44, [] { auto a = apn_profile(); a.profile_index = 9; return raw(a); }(),
+        r.push_back({"apn_set_unknown_profile",
+                     {},
+                     44,
+                     [] {
+                         auto a = apn_profile();
+                         a.profile_index = 9;
+                         return raw(a);
+                     }(),
                      KESTD_ERR_UNKNOWN_PROFILE});
         r.push_back({"default_profile_unknown", {}, 49, {7, 0, 0}, KESTD_ERR_UNKNOWN_PROFILE});
         r.push_back({"apn_delete_default_profile", {}, 47, {0, 0}, KESTD_ERR_PROFILE_IN_USE});
         r.push_back({"call_up_unknown_profile", {}, 40, call_up(5, 0), KESTD_ERR_UNKNOWN_PROFILE});
-        r.push_back({"call_up_profile_without_apn", {{48, apn_add(0, "")}}, 40, call_up(1, 0), KESTD_ERR_NO_APN});
-        r.push_back({"call_up_twice", {{40, call_up(0, 0)}}, 40, call_up(0, 0), KESTD_ERR_CALL_ACTIVE});
+        r.push_back({"call_up_profile_without_apn",
+                     {{48, apn_add(0, "")}},
+                     40,
+                     call_up(1, 0),
+                     KESTD_ERR_NO_APN});
+        r.push_back(
+            {"call_up_twice", {{40, call_up(0, 0)}}, 40, call_up(0, 0), KESTD_ERR_CALL_ACTIVE});
         r.push_back({"call_down_when_down", {}, 41, {3, 2}, KESTD_ERR_CALL_INACTIVE});
-        r.push_back({"channel_5ghz_on_2g_interface", {}, 9, raw(wifi_channel_set_req{1, 0, 36}),
+        r.push_back({"channel_5ghz_on_2g_interface",
+                     {},
+                     9,
+                     raw(wifi_channel_set_req{1, 0, 36}),
                      KESTD_ERR_INVALID_CHANNEL});
-        r.push_back({"channel_on_station_interface", {}, 9, raw(wifi_channel_set_req{3, 0, 6}),
+        r.push_back({"channel_on_station_interface",
+                     {},
+                     9,
+                     raw(wifi_channel_set_req{3, 0, 6}),
                      KESTD_ERR_INVALID_CHANNEL});
         r.push_back({"interface_4", {}, 4, {4}, KESTD_ERR_INVALID_INTERFACE});
         r.push_back({"station_status_of_ap", {}, 32, {1}, KESTD_ERR_INVALID_INTERFACE});
-        r.push_back({"short_wpa_password", {}, 21, [] { auto a = wpa_auth(); std::strcpy(a.password, "short"); return raw(a); }(),
+        r.push_back({"short_wpa_password",
+                     {},
+                     21,
+                     [] {
+                         auto a = wpa_auth();
+                         std::strcpy(a.password, "short");
+                         return raw(a);
+                     }(),
                      KESTD_ERR_INVALID_KEY});
         r.push_back({"gigabit_half_duplex", {}, 56, {0, 2, 0}, KESTD_ERR_INVALID_VALUE});
-        r.push_back({"dmz_twice", {{51, raw(ipv4(192, 168, 225, 9))}}, 51, raw(ipv4(192, 168, 225, 10)),
+        r.push_back({"dmz_twice",
+                     {{51, raw(ipv4(192, 168, 225, 9))}},
+                     51,
+                     raw(ipv4(192, 168, 225, 10)),
                      KESTD_ERR_DUPLICATE});
         r.push_back({"usb_instance_1", {}, 74, raw(uint32_t{1}), KESTD_ERR_INVALID_INSTANCE});
         return r;
@@ -293,7 +372,8 @@ TEST_F(Kestd, DataCallUpAndDownIndicateToEveryClient)
         EXPECT_EQ(ind.ip_family, family);
         EXPECT_EQ(ind.state, 1);
         EXPECT_STREQ(ind.name, "rmnet_data0");
-        EXPECT_EQ(std::string(ind.address_text[0]).rfind(family == 0 ? "10.64.0." : "2001:db8:", 0), 0u);
+        EXPECT_EQ(std::string(ind.address_text[0]).rfind(family == 0 ? "10.64.0." : "2001:db8:", 0),
+                  0u);
     }
     const auto info = caller.get<data_call_info_get_resp>(KEST_DATA_CALL_INFO_GET, {0, 0});
     EXPECT_EQ(info.call_status, 1);
@@ -365,9 +445,12 @@ TEST_F(Kestd, UnknownIdsAndWrongLengthsGetAStatusAndNoRecord)
         int32_t status;
     };
     const row rows[] = {
-        {0, {}, KESTD_STATUS_UNKNOWN_MSG},  {43, bytes(284), KESTD_STATUS_UNKNOWN_MSG},
-        {KEST_MSG_ID_MAX + 1, {}, KESTD_STATUS_UNKNOWN_MSG}, {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
-        {1, {}, KESTD_STATUS_BAD_LENGTH},   {2, {0}, KESTD_STATUS_BAD_LENGTH},
+        {0, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {43, bytes(284), KESTD_STATUS_UNKNOWN_MSG},
+        {KEST_MSG_ID_MAX + 1, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {1, {}, KESTD_STATUS_BAD_LENGTH},
+        {2, {0}, KESTD_STATUS_BAD_LENGTH},
         {21, bytes(331), KESTD_STATUS_BAD_LENGTH},
     };
     client c(svc.sock);
@@ -393,10 +476,17 @@ TEST_F(Kestd, BadFramesCloseOnlyThatConnection)
     const row rows[] = {
         {"garbage", bytes(64, 0xa5), false},
         {"wrong_version", header(KEST_FRAME_MAGIC, 2, KEST_FRAME_REQUEST, 0), false},
-        {"oversized", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, KEST_FRAME_MAX_PAYLOAD + 1), false},
+        {"oversized", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, KEST_FRAME_MAX_PAYLOAD + 1),
+         false},
         {"response_from_client", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_RESPONSE, 0), false},
         {"truncated_header", bytes{0x4b, 0x45, 0x53}, true},
-        {"truncated_payload", [&] { bytes b = header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, 34); b.resize(40); return b; }(), true},
+        {"truncated_payload",
+         [&] {
+             bytes b = header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, 34);
+             b.resize(40);
+             return b;
+         }(),
+         true},
     };
     client good(svc.sock);
     for (const row &r : rows) {

@@ -45,7 +45,8 @@ int as_another_user(const std::string &sock)
         return 12;
     if (status != KESTD_STATUS_CONTROL_REFUSED || text.find("only from uid") == std::string::npos)
         return 13;
-    const bytes req = kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+    const bytes req =
+        kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
     kest_frame_header h{};
     std::vector<uint8_t> payload;
     if (!kest_write_full(fd, req.data(), req.size()) || !kest_read_frame(fd, h, payload, 5000) ||
@@ -79,7 +80,8 @@ TEST(KestdAccess, ControlCommandsFromAnotherUserAreRefused)
     own.control("mute"); // the service's own user may
     own.control("unmute");
     EXPECT_EQ(s.stop(), 0);
-    EXPECT_NE(s.err_text.find("refused a control command from uid 65534"), std::string::npos) << s.err_text;
+    EXPECT_NE(s.err_text.find("refused a control command from uid 65534"), std::string::npos)
+        << s.err_text;
 }
 
 TEST(KestdAccess, TheDefaultSocketIsInTheRuntimeFolder)
@@ -132,19 +134,23 @@ TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
         const char *service_user; // null: unset
         bool trusted;
     };
-    const row rows[] = {{"stranger", nullptr, false}, {"named_by_number", "65534", true}, {"named", "nobody", true}};
+    const row rows[] = {{"stranger", nullptr, false},
+                        {"named_by_number", "65534", true},
+                        {"named", "nobody", true}};
     for (const row &r : rows) {
         SCOPED_TRACE(r.name);
         service s; // only its private folder
         ASSERT_EQ(::chown(s.dir.c_str(), NOBODY, NOBODY), 0);
-        r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1) : ::unsetenv(KEST_SERVICE_USER_ENV);
+        r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1)
+                       : ::unsetenv(KEST_SERVICE_USER_ENV);
         const pid_t child = impostor::start(s.sock, NOBODY);
         ASSERT_GT(child, 0);
         std::string why;
         const int fd = kestd_connect(s.sock, &why);
         EXPECT_EQ(fd >= 0, r.trusted) << why;
         if (!r.trusted) {
-            EXPECT_NE(why.find(s.sock + ": it runs as user nobody (uid 65534)"), std::string::npos) << why;
+            EXPECT_NE(why.find(s.sock + ": it runs as user nobody (uid 65534)"), std::string::npos)
+                << why;
         }
         if (fd >= 0)
             ::close(fd);
@@ -162,7 +168,8 @@ TEST(KestdAccess, TheSocketIsMadeOnlyInAFolderNoOneElseCanWrite)
         mode_t mode;
         bool listens;
     };
-    const row rows[] = {{"private", 0700, true}, {"others_write", 0777, false}, {"sticky_shared", 01777, false}};
+    const row rows[] = {
+        {"private", 0700, true}, {"others_write", 0777, false}, {"sticky_shared", 01777, false}};
     for (const row &r : rows) {
         SCOPED_TRACE(r.name);
         service s;
@@ -179,7 +186,8 @@ TEST(KestdAccess, TheSocketIsMadeOnlyInAFolderNoOneElseCanWrite)
         EXPECT_NE(s.wait_exit(), 0);
         EXPECT_NE(s.err_text.find("will not listen in " + s.dir), std::string::npos) << s.err_text;
         struct stat sb;
-        EXPECT_NE(::lstat(s.state.c_str(), &sb), 0) << "the state made by the failed start was left";
+        EXPECT_NE(::lstat(s.state.c_str(), &sb), 0)
+            << "the state made by the failed start was left";
     }
 }
 

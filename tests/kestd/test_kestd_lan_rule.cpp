@@ -58,7 +58,8 @@ public:
 
     network_lan_config_block lan()
     {
-        static const uint8_t masks[][4] = {{255, 255, 255, 0}, {255, 255, 0, 0}, {255, 255, 254, 0}};
+        static const uint8_t masks[][4] = {
+            {255, 255, 255, 0}, {255, 255, 0, 0}, {255, 255, 254, 0}};
         network_lan_config_block b{};
         const uint8_t *m = masks[pick(3)];
         const uint32_t gw = address();
@@ -92,7 +93,8 @@ public:
         case 1:
             return c.error_of(KEST_NETWORK_LAN_CONFIG_SET, raw(lan())) == 0;
         case 2:
-            return c.error_of(KEST_NETWORK_DMZ_ADD_SET, raw(network_dmz_add_set_req{address()})) == 0;
+            return c.error_of(KEST_NETWORK_DMZ_ADD_SET, raw(network_dmz_add_set_req{address()})) ==
+                   0;
         case 3:
             return c.error_of(KEST_NETWORK_DMZ_DEL_SET, {}) == 0;
         case 4: {
@@ -177,7 +179,8 @@ TEST(KestdLanRule, ALanMoveThatLeavesADependantOutsideIsRefused)
     };
     const row rows[] = {
         {"dmz", KEST_NETWORK_DMZ_ADD_SET, raw(network_dmz_add_set_req{ipv4(192, 168, 225, 50)})},
-        {"snat", KEST_NETWORK_SNAT_ADD_SET, raw(network_snat_rule{ipv4(192, 168, 225, 50), 80, 8080, 6, {}})},
+        {"snat", KEST_NETWORK_SNAT_ADD_SET,
+         raw(network_snat_rule{ipv4(192, 168, 225, 50), 80, 8080, 6, {}})},
     };
     network_lan_config_block moved{};
     moved.lan_word_a = ipv4(10, 0, 0, 1);

@@ -66,7 +66,8 @@ outcome await(int fd, steady::time_point deadline)
 {
     kest_frame_header h{};
     std::vector<uint8_t> payload;
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady::now()).count();
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady::now()).count();
     pollfd p{fd, POLLIN, 0};
     if (::poll(&p, 1, static_cast<int>(std::max<long long>(left, 0))) != 1)
         return outcome::silent;
@@ -74,8 +75,9 @@ outcome await(int fd, steady::time_point deadline)
     const ssize_t r = ::recv(fd, &probe, 1, MSG_PEEK);
     if (r <= 0)
         return outcome::refused;
-    return kest_read_frame(fd, h, payload, 2000) && h.kind == KEST_FRAME_RESPONSE ? outcome::served
-                                                                                   : outcome::refused;
+    return kest_read_frame(fd, h, payload, 2000) && h.kind == KEST_FRAME_RESPONSE
+               ? outcome::served
+               : outcome::refused;
 }
 
 // A new client gets its answer within the deadline, once the service has
@@ -92,7 +94,8 @@ bool served_again(const std::string &sock, int deadline_ms)
     return false;
 }
 
-const bytes work_mode_get = kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+const bytes work_mode_get =
+    kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
 
 // 100 clients against a limit of 64 descriptors: each one is served or
 // refused at once, none waits out a time-out, and while every descriptor
@@ -130,7 +133,8 @@ TEST(KestdLimits, DescriptorExhaustionRefusesClientsWithoutSpinning)
         EXPECT_NE(await(extra, steady::now() + std::chrono::seconds(3)), outcome::silent);
         ::close(extra);
     }
-    std::this_thread::sleep_until(window + std::chrono::seconds(1)); // a window to measure idleness in
+    std::this_thread::sleep_until(window +
+                                  std::chrono::seconds(1)); // a window to measure idleness in
     EXPECT_LT(cpu_ms(s.pid) - cpu_before, 300) << "the service spins";
 
     for (int fd : fds)
@@ -168,7 +172,8 @@ TEST(KestdLimits, DelayedAnswersStayBoundedPerClient)
     const long rss_before = rss_kb(s.pid);
     auto flood = std::make_unique<client>(s.sock);
     ::fcntl(flood->fd, F_SETFL, O_NONBLOCK);
-    const bytes one = kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_STA_INFO_GET, 0, nullptr, 0, 4616);
+    const bytes one =
+        kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_STA_INFO_GET, 0, nullptr, 0, 4616);
     int sent = 0;
     for (size_t off = 0; sent < 20000;) {
         const ssize_t w = ::send(flood->fd, one.data() + off, one.size() - off, MSG_NOSIGNAL);
@@ -225,7 +230,8 @@ TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
         const bytes req = {3, 0, static_cast<uint8_t>('a' + i % 2), 0};
         bytes rec(34, 0);
         std::copy(req.begin(), req.end(), rec.begin());
-        const bytes f = kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0, rec.data(), 34, 4);
+        const bytes f =
+            kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0, rec.data(), 34, 4);
         batch.insert(batch.end(), f.begin(), f.end());
     }
     int taken = 0; // the others came while 64 clients were still being closed
@@ -236,14 +242,17 @@ TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
     ctl.control("ping");
     const long grown_kb = rss_kb(s.pid) - rss_before;
     const long cpu = cpu_ms(s.pid) - cpu_before;
-    const long wall = std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - t0).count();
-    std::printf("reconnect flood: %d clients taken, rss +%ld kB, cpu %ld ms in %ld ms\n", taken, grown_kb, cpu, wall);
+    const long wall =
+        std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - t0).count();
+    std::printf("reconnect flood: %d clients taken, rss +%ld kB, cpu %ld ms in %ld ms\n", taken,
+                grown_kb, cpu, wall);
     EXPECT_GT(taken, 100);
     EXPECT_LT(grown_kb, 32 * 1024);
     ctl.control("clear");
     EXPECT_TRUE(served_again(s.sock, 5000));
     EXPECT_EQ(s.stop(), 0);
-    EXPECT_NE(s.err_text.find("waiting answers of clients that left"), std::string::npos) << s.err_text;
+    EXPECT_NE(s.err_text.find("waiting answers of clients that left"), std::string::npos)
+        << s.err_text;
 }
 
 constexpr uid_t NOBODY = 65534;

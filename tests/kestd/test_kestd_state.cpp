@@ -42,7 +42,8 @@ TEST(KestdState, ADamagedFileIsRefusedAndKept)
         void (*damage)(std::string &file);
     };
     const row rows[] = {
-        {"refused_value", [](std::string &f) { f[16] = 9; }}, // work mode 9, first byte of the record
+        {"refused_value",
+         [](std::string &f) { f[16] = 9; }}, // work mode 9, first byte of the record
         {"truncated", [](std::string &f) { f.resize(f.size() - 10); }},
         {"other_version", [](std::string &f) { f[8] = 9; }},
         {"not_a_state_file", [](std::string &f) { f = "work_mode=2\n"; }},
@@ -61,7 +62,9 @@ TEST(KestdState, ADamagedFileIsRefusedAndKept)
         EXPECT_NE(s.wait_exit(), 0);
         EXPECT_NE(s.err_text.find("damaged"), std::string::npos) << s.err_text;
         std::ifstream again(s.state, std::ios::binary);
-        EXPECT_EQ(std::string((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()), file);
+        EXPECT_EQ(
+            std::string((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()),
+            file);
         struct stat sb;
         EXPECT_NE(::stat(s.sock.c_str(), &sb), 0) << "no socket for a service that did not start";
     }
@@ -99,7 +102,8 @@ TEST(KestdState, FilesPlantedBesideTheStateAreLeftAlone)
         EXPECT_EQ(s.stop(), 0);
         EXPECT_EQ(s.err_text, "");
 
-        EXPECT_TRUE(file_text(r.link ? victim : planted) == "not yours\n") << "the planted file was written";
+        EXPECT_TRUE(file_text(r.link ? victim : planted) == "not yours\n")
+            << "the planted file was written";
         struct stat sb;
         ASSERT_EQ(::lstat(planted.c_str(), &sb), 0);
         EXPECT_EQ(S_ISLNK(sb.st_mode), r.link);
@@ -118,8 +122,8 @@ TEST(KestdState, ASecondServiceOnTheSameFileRefusesToStart)
     service first;
     ASSERT_TRUE(first.start(true));
     int err_fd = -1;
-    const kestd_launch second =
-        launch_kestd(KESTD_PATH, first.dir + "/second.sock", {"--state", first.state}, 5000, &err_fd);
+    const kestd_launch second = launch_kestd(KESTD_PATH, first.dir + "/second.sock",
+                                             {"--state", first.state}, 5000, &err_fd);
     EXPECT_FALSE(second.listening);
     if (second.listening)
         ::kill(second.pid, SIGTERM);
@@ -150,9 +154,14 @@ TEST(KestdState, StartErrorsNameTheRealCause)
         int cause;                                // the errno whose text must appear
     };
     const row rows[] = {
-        {"directory", [](const service &s) { return ::mkdir(s.state.c_str(), 0700) == 0 ? s.state : ""; }, EISDIR},
+        {"directory",
+         [](const service &s) { return ::mkdir(s.state.c_str(), 0700) == 0 ? s.state : ""; },
+         EISDIR},
         {"symbolic_link",
-         [](const service &s) { return ::symlink("/etc/passwd", s.state.c_str()) == 0 ? s.state : ""; }, ELOOP},
+         [](const service &s) {
+             return ::symlink("/etc/passwd", s.state.c_str()) == 0 ? s.state : "";
+         },
+         ELOOP},
         {"missing_folder", [](const service &s) { return s.dir + "/gone/state"; }, ENOENT},
     };
     for (const row &r : rows) {
@@ -167,7 +176,6 @@ TEST(KestdState, StartErrorsNameTheRealCause)
     }
 }
 
-
 // A state where another user could put a file of theirs is refused, with
 // nothing left behind: no lock, no state, no socket.
 TEST(KestdState, AStateOthersCouldPlantIsRefused)
@@ -178,9 +186,9 @@ TEST(KestdState, AStateOthersCouldPlantIsRefused)
     struct row {
         const char *name;
         mode_t folder_mode;
-        const char *planted;  // the state file's content before the start; null: none
+        const char *planted; // the state file's content before the start; null: none
         uid_t planted_owner;
-        const char *refusal;  // null: starts
+        const char *refusal; // null: starts
     };
     const row rows[] = {
         {"folder_others_write", 0777, nullptr, 0, "can be written by other users"},

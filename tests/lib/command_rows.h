@@ -28,9 +28,18 @@ inline void put(uint8_t *value, size_t at, T v)
 }
 
 inline void none(uint8_t *) {}
-inline void iface1(uint8_t *v) { put<uint32_t>(v, 0, 1); }
-inline void iface3(uint8_t *v) { put<uint32_t>(v, 0, 3); }
-inline void country(uint8_t *v) { memcpy(v, "US", 3); }
+inline void iface1(uint8_t *v)
+{
+    put<uint32_t>(v, 0, 1);
+}
+inline void iface3(uint8_t *v)
+{
+    put<uint32_t>(v, 0, 3);
+}
+inline void country(uint8_t *v)
+{
+    memcpy(v, "US", 3);
+}
 inline void essid(uint8_t *v)
 {
     iface1(v);
@@ -41,7 +50,10 @@ inline void max_sta(uint8_t *v)
     iface1(v);
     put<uint32_t>(v, offsetof(wifi_max_num_sta_params, max_num_sta), 8);
 }
-inline void info_both(uint8_t *v) { put<uint32_t>(v, offsetof(data_call_info_params, ip_type), DATA_CALL_IP_V4V6); }
+inline void info_both(uint8_t *v)
+{
+    put<uint32_t>(v, offsetof(data_call_info_params, ip_type), DATA_CALL_IP_V4V6);
+}
 inline void snat(uint8_t *v)
 {
     put<uint16_t>(v, offsetof(network_snat_params, private_port), 80);
@@ -53,7 +65,10 @@ inline void usb_id(uint8_t *v)
     put<uint16_t>(v, offsetof(usb_id_params, pid), 0x9001);
     put<uint16_t>(v, offsetof(usb_id_params, vid), 0x05c6);
 }
-inline void usb_text(uint8_t *v) { memcpy(v + 4, "vg", 3); }
+inline void usb_text(uint8_t *v)
+{
+    memcpy(v + 4, "vg", 3);
+}
 
 constexpr uint32_t W = MGMT_DOMAIN_WIFI, D = MGMT_DOMAIN_DATA_CALL, N = MGMT_DOMAIN_NETWORK,
                    U = MGMT_DOMAIN_USB, S = MGMT_OPT_SET, G = MGMT_OPT_GET;
@@ -93,10 +108,14 @@ inline constexpr auto kRows = [] {
 inline uint32_t value_size(uint32_t domain)
 {
     switch (domain) {
-    case MGMT_DOMAIN_WIFI: return MGMT_WIFI_VALUE_SIZE;
-    case MGMT_DOMAIN_NETWORK: return MGMT_NETWORK_VALUE_SIZE;
-    case MGMT_DOMAIN_DATA_CALL: return MGMT_DATA_CALL_VALUE_SIZE;
-    default: return MGMT_USB_VALUE_SIZE;
+    case MGMT_DOMAIN_WIFI:
+        return MGMT_WIFI_VALUE_SIZE;
+    case MGMT_DOMAIN_NETWORK:
+        return MGMT_NETWORK_VALUE_SIZE;
+    case MGMT_DOMAIN_DATA_CALL:
+        return MGMT_DATA_CALL_VALUE_SIZE;
+    default:
+        return MGMT_USB_VALUE_SIZE;
     }
 }
 

@@ -30,7 +30,10 @@ protected:
     int32_t set(uint32_t id) { return run(MGMT_OPT_SET, id, buf.data()); }
     int32_t get(uint32_t id) { return run(MGMT_OPT_GET, id, buf.data()); }
     template <class T>
-    T &record() { return *reinterpret_cast<T *>(buf.data()); }
+    T &record()
+    {
+        return *reinterpret_cast<T *>(buf.data());
+    }
 
     mgmt_client *h = nullptr;
     std::vector<uint8_t> buf = fake::patterned(Size);

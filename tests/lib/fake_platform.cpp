@@ -58,11 +58,16 @@ void note_heap_call()
 int severity_of(int level)
 {
     switch (level) {
-    case 1: return 6;
-    case 2: return 4;
-    case 3: return 4;
-    case 4: return 3;
-    default: return -1;
+    case 1:
+        return 6;
+    case 2:
+        return 4;
+    case 3:
+        return 4;
+    case 4:
+        return 3;
+    default:
+        return -1;
     }
 }
 } // namespace
@@ -187,8 +192,8 @@ using fake::g;
 // ---------------------------------------------------------------------------
 // Platform functions
 
-extern "C" qmi_idl_service_object_type vg_manager_msgr_get_service_object_internal_v01(
-    int32_t major, int32_t minor, int32_t tag)
+extern "C" qmi_idl_service_object_type
+vg_manager_msgr_get_service_object_internal_v01(int32_t major, int32_t minor, int32_t tag)
 {
     std::lock_guard lock(g().mu);
     g().service_object_args.push_back({major, minor, tag});
@@ -266,8 +271,7 @@ extern "C" qmi_client_error_type qmi_client_init(qmi_service_info *, qmi_idl_ser
 extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_handle,
                                                           uint32_t msg_id, const void *req,
                                                           uint32_t req_len, void *resp,
-                                                          uint32_t resp_len,
-                                                          uint32_t timeout_msecs)
+                                                          uint32_t resp_len, uint32_t timeout_msecs)
 {
     const fake::platform_scope scope;
     auto &s = g();
@@ -358,7 +362,8 @@ extern "C" void vg_sys_log_print(int kind, int severity, const char *tag, const 
     EXPECT_EQ(twin_text, "[" + l.func + "  " + std::to_string(l.line) + "]: " + l.text);
     const std::string_view source = fake::log_source_file(l.func);
     if (source.empty())
-        ADD_FAILURE() << l.func << " logs \"" << l.text << "\" but has no source file in log_sources.h";
+        ADD_FAILURE() << l.func << " logs \"" << l.text
+                      << "\" but has no source file in log_sources.h";
     else
         EXPECT_EQ(l.file, source) << l.func << ": " << l.text;
     std::lock_guard lock(g().mu);

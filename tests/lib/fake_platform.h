@@ -68,7 +68,8 @@ struct state {
     int list_rc = 0;
     uint32_t num_services = 1;
     int init_rc = 0;
-    std::vector<std::string> calls; // "notifier_init", "probe", "list", "init", "release notifier", ...
+    std::vector<std::string>
+        calls; // "notifier_init", "probe", "list", "init", "release notifier", ...
     std::vector<std::vector<int32_t>> service_object_args;
     uint32_t list_room_seen = 0;
     qmi_client_ind_cb ind_cb = nullptr;
@@ -78,7 +79,8 @@ struct state {
 
     // Sends.
     std::vector<sent_msg> sent;
-    std::deque<reply> replies; // each send takes the next; rc 0 and an untouched response when empty
+    std::deque<reply>
+        replies; // each send takes the next; rc 0 and an untouched response when empty
 
     // Decodes.
     std::vector<decode_call> decodes;

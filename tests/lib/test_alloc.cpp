@@ -55,9 +55,10 @@ protected:
         void *value = p == path::bad_record ? nullptr : buf.data();
         const uint32_t command = MGMT_COMMAND(r.domain, r.id);
         fake::count_heap(true);
-        const int32_t rc = r.flag == MGMT_OPT_SET
-                               ? vg_mgmt_client_set(h, command, value, static_cast<uint32_t>(buf.size()))
-                               : vg_mgmt_client_get(h, command, value, static_cast<uint32_t>(buf.size()));
+        const int32_t rc =
+            r.flag == MGMT_OPT_SET
+                ? vg_mgmt_client_set(h, command, value, static_cast<uint32_t>(buf.size()))
+                : vg_mgmt_client_get(h, command, value, static_cast<uint32_t>(buf.size()));
         fake::count_heap(false);
         const size_t calls = fake::heap_calls();
         EXPECT_EQ(rc, expected_rc);

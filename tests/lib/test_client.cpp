@@ -106,28 +106,38 @@ std::vector<std::string> ten_probes_then_release()
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, OpenFailures,
-    ::testing::Values(
-        OpenFailure{"malloc", [] { g().fail_next_malloc = true; }, {},
-                    {"handle malloc failed: " + std::string(strerror(ENOMEM))}, 9},
-        OpenFailure{"notifier", [] { g().notifier_rc = 7; }, {"notifier_init"},
-                    {"qmi_client_notifier_init failure: 7", "initialization kest qmi service failure"},
-                    5},
-        OpenFailure{"no_service",
-                    [] {
-                        g().fake_waits = true;
-                        g().probe_rc.assign(10, 1);
-                    },
-                    ten_probes_then_release(),
-                    {"kest reached maximum retry attempts 10", "initialization kest qmi service failure"},
-                    5},
-        OpenFailure{"list", [] { g().list_rc = 4; },
-                    {"notifier_init", "probe", "list", "release notifier"},
-                    {"Can not get kest services list 4", "initialization kest qmi service failure"}, 5},
-        OpenFailure{"init", [] { g().init_rc = 6; },
-                    {"notifier_init", "probe", "list", "init", "release notifier"},
-                    {"Can not initialization kest services: 6",
-                     "initialization kest qmi service failure"},
-                    5}),
+    ::testing::Values(OpenFailure{"malloc",
+                                  [] { g().fail_next_malloc = true; },
+                                  {},
+                                  {"handle malloc failed: " + std::string(strerror(ENOMEM))},
+                                  9},
+                      OpenFailure{"notifier",
+                                  [] { g().notifier_rc = 7; },
+                                  {"notifier_init"},
+                                  {"qmi_client_notifier_init failure: 7",
+                                   "initialization kest qmi service failure"},
+                                  5},
+                      OpenFailure{"no_service",
+                                  [] {
+                                      g().fake_waits = true;
+                                      g().probe_rc.assign(10, 1);
+                                  },
+                                  ten_probes_then_release(),
+                                  {"kest reached maximum retry attempts 10",
+                                   "initialization kest qmi service failure"},
+                                  5},
+                      OpenFailure{"list",
+                                  [] { g().list_rc = 4; },
+                                  {"notifier_init", "probe", "list", "release notifier"},
+                                  {"Can not get kest services list 4",
+                                   "initialization kest qmi service failure"},
+                                  5},
+                      OpenFailure{"init",
+                                  [] { g().init_rc = 6; },
+                                  {"notifier_init", "probe", "list", "init", "release notifier"},
+                                  {"Can not initialization kest services: 6",
+                                   "initialization kest qmi service failure"},
+                                  5}),
     [](const auto &p) { return std::string(p.param.name); });
 
 TEST(OpenWait, ServiceFoundByTheTenthProbe)
@@ -178,14 +188,13 @@ TEST_P(Deadlines, AreHalfASecondAheadAndNormalised)
     vg_mgmt_client_close(h);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Clocks, Deadlines,
-    ::testing::Values(DeadlineCase{1, {100, 499999999}, {}, {100, 999999999}},
-                      DeadlineCase{1, {100, 500000000}, {}, {101, 0}},
-                      DeadlineCase{1, {100, 999999999}, {}, {101, 499999999}},
-                      DeadlineCase{0, {}, {200, 499999}, {200, 999999000}},
-                      DeadlineCase{0, {}, {200, 500000}, {201, 0}},
-                      DeadlineCase{7, {}, {200, 750000}, {201, 250000000}}));
+INSTANTIATE_TEST_SUITE_P(Clocks, Deadlines,
+                         ::testing::Values(DeadlineCase{1, {100, 499999999}, {}, {100, 999999999}},
+                                           DeadlineCase{1, {100, 500000000}, {}, {101, 0}},
+                                           DeadlineCase{1, {100, 999999999}, {}, {101, 499999999}},
+                                           DeadlineCase{0, {}, {200, 499999}, {200, 999999000}},
+                                           DeadlineCase{0, {}, {200, 500000}, {201, 0}},
+                                           DeadlineCase{7, {}, {200, 750000}, {201, 250000000}}));
 
 TEST(OpenWait, TenRealWaitsTakeFiveSeconds)
 {
@@ -397,7 +406,7 @@ struct DomainInfo {
     dispatch_fn dispatch;
     const char *file;
     const char *func;
-    const char *word; // as in "cannot found %d <word> command"
+    const char *word;             // as in "cannot found %d <word> command"
     kest_command_table described; // ids 1..n of its commands are in the table
     bool null_handler_sets_errno;
     bool has_last_row;
@@ -429,8 +438,8 @@ void PrintTo(const DomainInfo &d, std::ostream *os)
 }
 
 const DomainInfo kDomainsInfo[] = {
-    {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi",
-     kCommandTables[0], false, true},
+    {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi", kCommandTables[0],
+     false, true},
     {"data_call", data_call_command_handle, "vg_mgmt_data_call", "data_call_command_handle",
      "Data Call", kCommandTables[1], true, false},
     {"network", network_command_handle, "vg_mgmt_network", "network_command_handle", "network",

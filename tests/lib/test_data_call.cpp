@@ -217,8 +217,10 @@ const handler_row kHandlers[] = {
      "Can not set data_call up(profile id 3, ip type 2, reconnect 1 apn name internet username "
      "user password secret): error 9"},
     {2, kSet, "data_call_down_set",
-     [](uint8_t *b) { as<data_call_down_params>(b) = {3, {9, 9, 9}, 1}; }, 41, 2, 4,
-     "set data_call down", true, "data_call down: profile id 3, ip type 1",
+     [](uint8_t *b) {
+         as<data_call_down_params>(b) = {3, {9, 9, 9}, 1};
+     },
+     41, 2, 4, "set data_call down", true, "data_call down: profile id 3, ip type 1",
      "set data_call down(profile id 3) success", 3,
      "Can not set data_call down(profile id 3): error 9"},
     {3, kGet, "data_call_info_get",
@@ -251,8 +253,10 @@ const handler_row kHandlers[] = {
      "add apn : profile index 0, profile type 1 success", 4,
      "Can not add data_call apn(profile type 1): error 9"},
     {8, kSet, "data_call_default_profile_set",
-     [](uint8_t *b) { as<data_call_default_profile_params>(b) = {5, {9, 9, 9}, 1, 2}; }, 49, 3, 4,
-     "set default profile", false,
+     [](uint8_t *b) {
+         as<data_call_default_profile_params>(b) = {5, {9, 9, 9}, 1, 2};
+     },
+     49, 3, 4, "set default profile", false,
      "set default profile: qcmap default id 5, tech pref 1, ip family 2",
      "Set default profile index 5 successed.", 4, "Can not set default profile: error 9"},
     {8, kGet, "data_call_default_profile_get", [](uint8_t *) {}, 50, 0, 8, "get default profile",
@@ -641,8 +645,11 @@ TEST_F(DataCallTest, InfoBothFamiliesTakesTwoPassesIpv4First)
     EXPECT_EQ(p.ipv4.stat_3, 0x123456789abcdef0ull);
     EXPECT_EQ(p.ipv4.stat_6, 6u);
     // Reserved bytes behind the flag are not the library's.
-    EXPECT_EQ(memcmp(p.ipv4.reserved, before.data() + offsetof(data_call_info_params, ipv4) +
-                                          offsetof(data_call_info_v4, reserved), 3), 0);
+    EXPECT_EQ(memcmp(p.ipv4.reserved,
+                     before.data() + offsetof(data_call_info_params, ipv4) +
+                         offsetof(data_call_info_v4, reserved),
+                     3),
+              0);
 
     EXPECT_STREQ(p.ipv6.name, "rmnet0");
     EXPECT_EQ(p.ipv6.flag, 0);
@@ -744,8 +751,7 @@ TEST_F(DataCallTest, ApnGetKeepsTheCallersTextsWhereTheAnswerIsEmpty)
     EXPECT_TRUE(std::equal(buf.begin() + 411, buf.end(), before.begin() + 411));
     EXPECT_EQ(fake::logs().back().text,
               "get apn profile index 4 profile type 1 pdp type 3 auth protocol 1 apn name " +
-                  std::string(150, 'B') + " username " + std::string(128, 'U') +
-                  " passwd secret");
+                  std::string(150, 'B') + " username " + std::string(128, 'U') + " passwd secret");
 
     strcpy(r.password, "new");
     strcpy(r.username, "bob");

@@ -36,7 +36,10 @@ void valid_snat(uint8_t *b)
     r->global_port = 8080;
     r->protocol = 6;
 }
-void valid_mode(uint8_t *b) { reinterpret_cast<network_ethernet_mode_params *>(b)->mode = 1; }
+void valid_mode(uint8_t *b)
+{
+    reinterpret_cast<network_ethernet_mode_params *>(b)->mode = 1;
+}
 void valid_sgmii_config(uint8_t *b)
 {
     auto *r = reinterpret_cast<network_sgmii_config_params *>(b);
@@ -57,21 +60,35 @@ struct command_case {
 };
 
 const command_case kCommands[] = {
-    {kSet, 1, "network_dmz_add_set", 51, 4, 4, "add dmz", "can not add dmz ipv4 address: error ", nullptr},
-    {kSet, 2, "network_dmz_del_set", 52, 0, 4, "delete dmz", "can not delete dmz ipv4 address: error ", nullptr},
-    {kGet, 3, "network_dmz_get_get", 53, 0, 8, "get dmz", "can not get dmz ipv4 address: error ", nullptr},
-    {kSet, 4, "network_sgmii_enable_set", 54, 1, 4, "set sgmii enable", "can not set enable sgmii: error ", nullptr},
-    {kGet, 4, "network_sgmii_enable_get", 55, 0, 6, "get sgmii enable", "can not get enable sgmii: error ", nullptr},
-    {kSet, 5, "network_sgmii_config_set", 56, 3, 4, "config set sgmii set", "can not set sgmii config: error ", valid_sgmii_config},
-    {kGet, 5, "network_sgmii_config_get", 57, 0, 8, "config sgmii get", "can not get sgmii config: error ", nullptr},
-    {kGet, 6, "network_sgmii_info_get", 58, 0, 48, "get sgmii info", "can not get sgmii info: error ", nullptr},
-    {kSet, 7, "network_lan_config_set", 59, 24, 4, "set lan config", "can not set lan config: error ", nullptr},
-    {kGet, 7, "network_lan_config_get", 60, 0, 28, "get lan config", "can not get lan config: error ", nullptr},
-    {kSet, 8, "network_snat_add_set", 61, 12, 4, "add snat", "can not add snat: error ", valid_snat},
-    {kSet, 9, "network_snat_del_set", 62, 12, 4, "del snat", "can not del snat: error ", valid_snat},
+    {kSet, 1, "network_dmz_add_set", 51, 4, 4, "add dmz", "can not add dmz ipv4 address: error ",
+     nullptr},
+    {kSet, 2, "network_dmz_del_set", 52, 0, 4, "delete dmz",
+     "can not delete dmz ipv4 address: error ", nullptr},
+    {kGet, 3, "network_dmz_get_get", 53, 0, 8, "get dmz", "can not get dmz ipv4 address: error ",
+     nullptr},
+    {kSet, 4, "network_sgmii_enable_set", 54, 1, 4, "set sgmii enable",
+     "can not set enable sgmii: error ", nullptr},
+    {kGet, 4, "network_sgmii_enable_get", 55, 0, 6, "get sgmii enable",
+     "can not get enable sgmii: error ", nullptr},
+    {kSet, 5, "network_sgmii_config_set", 56, 3, 4, "config set sgmii set",
+     "can not set sgmii config: error ", valid_sgmii_config},
+    {kGet, 5, "network_sgmii_config_get", 57, 0, 8, "config sgmii get",
+     "can not get sgmii config: error ", nullptr},
+    {kGet, 6, "network_sgmii_info_get", 58, 0, 48, "get sgmii info",
+     "can not get sgmii info: error ", nullptr},
+    {kSet, 7, "network_lan_config_set", 59, 24, 4, "set lan config",
+     "can not set lan config: error ", nullptr},
+    {kGet, 7, "network_lan_config_get", 60, 0, 28, "get lan config",
+     "can not get lan config: error ", nullptr},
+    {kSet, 8, "network_snat_add_set", 61, 12, 4, "add snat", "can not add snat: error ",
+     valid_snat},
+    {kSet, 9, "network_snat_del_set", 62, 12, 4, "del snat", "can not del snat: error ",
+     valid_snat},
     {kGet, 10, "network_snat_get_get", 63, 0, 392, "get snat", "can not get snat: error ", nullptr},
-    {kSet, 11, "network_ethernet_mode_set", 64, 4, 4, "set ethernet mode", "can not set ethernet mode: error ", valid_mode},
-    {kGet, 11, "network_ethernet_mode_get", 65, 0, 8, "get ethernet mode", "can not get ethernet mode: error ", nullptr},
+    {kSet, 11, "network_ethernet_mode_set", 64, 4, 4, "set ethernet mode",
+     "can not set ethernet mode: error ", valid_mode},
+    {kGet, 11, "network_ethernet_mode_get", 65, 0, 8, "get ethernet mode",
+     "can not get ethernet mode: error ", nullptr},
 };
 
 std::string transport_line(const command_case &c, int rc, int result)
@@ -163,8 +180,8 @@ TEST_F(NetworkTest, NullValueIsRefusedByAllButDmzDelete)
 
 TEST_F(NetworkTest, MissingDirectionsAreRefusedByTheDispatcher)
 {
-    const std::pair<uint32_t, uint32_t> missing[] = {
-        {kGet, 1}, {kGet, 2}, {kSet, 3}, {kSet, 6}, {kGet, 8}, {kGet, 9}, {kSet, 10}};
+    const std::pair<uint32_t, uint32_t> missing[] = {{kGet, 1}, {kGet, 2}, {kSet, 3}, {kSet, 6},
+                                                     {kGet, 8}, {kGet, 9}, {kSet, 10}};
     for (const auto &[flag, id] : missing) {
         EXPECT_EQ(run(flag, id, buf.data()), -1) << id;
         EXPECT_EQ(vg_mgmt_get_errno(), -2);
@@ -216,9 +233,9 @@ struct snat_edge {
     bool accepted;
 };
 const snat_edge kSnatEdges[] = {
-    {0x0100000a, 0, 8080, 6, false},   {0x0100000a, 80, 0, 6, false},
-    {0x0100000a, 80, 8080, 5, false},  {0x0100000a, 80, 8080, 6, true},
-    {0x0100000a, 80, 8080, 17, true},  {0x0100000a, 80, 8080, 253, true},
+    {0x0100000a, 0, 8080, 6, false},    {0x0100000a, 80, 0, 6, false},
+    {0x0100000a, 80, 8080, 5, false},   {0x0100000a, 80, 8080, 6, true},
+    {0x0100000a, 80, 8080, 17, true},   {0x0100000a, 80, 8080, 253, true},
     {0x0100000a, 80, 8080, 254, false}, {0x0100000a, 80, 8080, 0, false},
     {0x0100000a, 80, 8080, 255, false}, {0, 1, 65535, 6, true},
 };
@@ -233,8 +250,8 @@ TEST_F(NetworkTest, SnatRuleEdges)
                                      " protocol " + std::to_string(e.protocol);
             SCOPED_TRACE(verb + " " + rule);
             buf = fake::patterned(392); // the gap behind protocol holds the pattern
-            record<network_snat_params>() = {e.private_ip, e.private_port, e.global_port,
-                                             e.protocol, {0xaa, 0xbb, 0xcc}};
+            record<network_snat_params>() = {
+                e.private_ip, e.private_port, e.global_port, e.protocol, {0xaa, 0xbb, 0xcc}};
             g().sent.clear();
             g().logs.clear();
             g().ntoa_calls = 0;
@@ -272,7 +289,7 @@ network_snat_get_get_resp snat_list(uint32_t count)
         r.entries[i].private_ip = 0x0000a8c0 | ((i + 1) << 24); // 192.168.0.(i + 1)
         r.entries[i].private_port = static_cast<uint16_t>(1000 + i);
         r.entries[i].global_port = static_cast<uint16_t>(0 - i); // 0, then 65535 down
-        r.entries[i].protocol = static_cast<uint8_t>(i * 9); // not checked on the way in
+        r.entries[i].protocol = static_cast<uint8_t>(i * 9);     // not checked on the way in
         memset(r.entries[i].reserved, 0xee, 3);
     }
     return r;
@@ -280,8 +297,8 @@ network_snat_get_get_resp snat_list(uint32_t count)
 
 TEST_F(NetworkTest, SnatListCopiesAtMost32Rules)
 {
-    const std::pair<uint32_t, uint32_t> cases[] = {
-        {0, 0}, {3, 3}, {32, 32}, {33, 32}, {1000, 32}, {0xffffffff, 32}};
+    const std::pair<uint32_t, uint32_t> cases[] = {{0, 0},   {3, 3},     {32, 32},
+                                                   {33, 32}, {1000, 32}, {0xffffffff, 32}};
     for (const auto &[count, kept] : cases) {
         SCOPED_TRACE(count);
         buf = fake::patterned(392);
@@ -309,8 +326,9 @@ TEST_F(NetworkTest, SnatListCopiesAtMost32Rules)
         const auto after = lines_after_transport();
         ASSERT_EQ(after.size(), kept + 1);
         if (kept > 0) {
-            EXPECT_EQ(after[0].text, "get snat private ip 192.168.0.1 private port 1000 global port "
-                                     "0 protocol 0");
+            EXPECT_EQ(after[0].text,
+                      "get snat private ip 192.168.0.1 private port 1000 global port "
+                      "0 protocol 0");
         }
         if (kept == 32) {
             EXPECT_EQ(after[31].text, "get snat private ip 192.168.0.32 private port 1031 global "
@@ -436,17 +454,37 @@ TEST_F(NetworkTest, GetSidesReduceFlagsAndCopyRawValues)
         const char *last_line; // null: none checked
     };
     const flag_case cases[] = {
-        {"enable 5", [](uint8_t v) { fake::reply_with(network_sgmii_enable_get_resp{{0, 0}, v, 0}); },
+        {"enable 5",
+         [](uint8_t v) {
+             fake::reply_with(network_sgmii_enable_get_resp{{0, 0}, v, 0});
+         },
          4, 0, 5, 1, "network enable(1) ethernet sgmii success"},
-        {"enable 0", [](uint8_t v) { fake::reply_with(network_sgmii_enable_get_resp{{0, 0}, v, 0}); },
+        {"enable 0",
+         [](uint8_t v) {
+             fake::reply_with(network_sgmii_enable_get_resp{{0, 0}, v, 0});
+         },
          4, 0, 0, 0, "network enable(0) ethernet sgmii success"},
-        {"autoneg 5", [](uint8_t v) { fake::reply_with(network_sgmii_config_get_resp{{0, 0}, v, 7, 9, 0}); },
+        {"autoneg 5",
+         [](uint8_t v) {
+             fake::reply_with(network_sgmii_config_get_resp{{0, 0}, v, 7, 9, 0});
+         },
          5, 0, 5, 1, "sgmii config get: autoneg 1 speed 7 duplex 9"},
-        {"speed raw", [](uint8_t v) { fake::reply_with(network_sgmii_config_get_resp{{0, 0}, 0, v, 0, 0}); },
+        {"speed raw",
+         [](uint8_t v) {
+             fake::reply_with(network_sgmii_config_get_resp{{0, 0}, 0, v, 0, 0});
+         },
          5, 1, 200, 200, "sgmii config get: autoneg 0 speed 200 duplex 0"},
-        {"lan_byte raw", [](uint8_t v) { network_lan_config_get_resp r{}; r.lan.lan_byte = v; fake::reply_with(r); },
+        {"lan_byte raw",
+         [](uint8_t v) {
+             network_lan_config_get_resp r{};
+             r.lan.lan_byte = v;
+             fake::reply_with(r);
+         },
          7, 8, 255, 255, nullptr},
-        {"ethernet mode raw", [](uint8_t v) { fake::reply_with(network_ethernet_mode_get_resp{{0, 0}, v}); },
+        {"ethernet mode raw",
+         [](uint8_t v) {
+             fake::reply_with(network_ethernet_mode_get_resp{{0, 0}, v});
+         },
          11, 0, 7, 7, "get ethernet mode 7 success"},
     };
     for (const auto &c : cases) {

@@ -53,21 +53,22 @@ struct SetCase {
     std::string failure; // with error 77
 };
 
-void put32(uint8_t *p, uint32_t v) { memcpy(p, &v, 4); }
+void put32(uint8_t *p, uint32_t v)
+{
+    memcpy(p, &v, 4);
+}
 
 const std::vector<SetCase> &set_cases()
 {
     static const std::vector<SetCase> cases = {
         {USB_CMD_ACTION, "usb_action_set", 67, "set usb action",
          [](uint8_t *b) { put32(b + 4, 2); }, le32(0) + le32(2),
-         "set usb num 0 action type 2 success",
-         "Can not set usb num 0 action 2: error 77"},
+         "set usb num 0 action type 2 success", "Can not set usb num 0 action 2: error 77"},
         {USB_CMD_BOOTUP, "usb_bootup_set", 68, "set usb bootup",
          [](uint8_t *b) { put32(b + 4, 1); }, le32(0) + le32(1), "set usb num 0 bootup 1 success",
          "Can not set usb num 0 bootup 1: error 77"},
-        {USB_CMD_ID, "usb_id_set", 69, "set usb id",
-         [](uint8_t *b) { put32(b + 4, 0x2c7c0125); }, le32(0) + le32(0x2c7c0125),
-         "set usb num 0 pid 0x125 vid 0x2c7c success",
+        {USB_CMD_ID, "usb_id_set", 69, "set usb id", [](uint8_t *b) { put32(b + 4, 0x2c7c0125); },
+         le32(0) + le32(0x2c7c0125), "set usb num 0 pid 0x125 vid 0x2c7c success",
          "Can not set usb num 0 pid 0x125 vid 0x2c7c: error 77"},
         {USB_CMD_PRODUCT_INFO, "usb_product_info_set", 70, "set usb product info",
          [](uint8_t *b) { memcpy(b + 4, "Router X\0tail", 13); },

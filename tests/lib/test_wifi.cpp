@@ -21,7 +21,10 @@ protected:
 
     int32_t run(uint32_t id, uint32_t flag) { return flag == MGMT_OPT_SET ? set(id) : get(id); }
     template <class T>
-    void put(size_t at, T v) { memcpy(buf.data() + at, &v, sizeof v); }
+    void put(size_t at, T v)
+    {
+        memcpy(buf.data() + at, &v, sizeof v);
+    }
     void put_text(size_t at, const std::string &s) { memcpy(buf.data() + at, s.data(), s.size()); }
     bool same_from(size_t at, const std::vector<uint8_t> &before) const
     {
@@ -44,7 +47,6 @@ protected:
         events().push_back({id, std::vector<uint8_t>(b, b + size)});
         return 0;
     }
-
 };
 
 // ---------------------------------------------------------------------------
@@ -124,21 +126,31 @@ struct msg_row {
     uint32_t id, flag;
     const char *handler;
     const char *label;
-    size_t record;    // bytes of the record at the buffer's start
-    bool indexed;     // index 3 at offset 0
+    size_t record;          // bytes of the record at the buffer's start
+    bool indexed;           // index 3 at offset 0
     void (*fix)(uint8_t *); // makes the zeroed record valid
 };
 
-void fix_country(uint8_t *b) { memcpy(b, "US", 3); }
-void fix_ssid(uint8_t *b) { b[8] = 'x'; }
-void fix_max_sta(uint8_t *b) { b[4] = 1; }
+void fix_country(uint8_t *b)
+{
+    memcpy(b, "US", 3);
+}
+void fix_ssid(uint8_t *b)
+{
+    b[8] = 'x';
+}
+void fix_max_sta(uint8_t *b)
+{
+    b[4] = 1;
+}
 
 const msg_row kMessages[] = {
     {WIFI_CMD_WORK_MODE, S, "wifi_work_mode_set", "set WiFi work mode", 4, false, nullptr},
     {WIFI_CMD_WORK_MODE, G, "wifi_work_mode_get", "get WiFi work mode", 4, false, nullptr},
     {WIFI_CMD_ENABLE, S, "wifi_enable_set", "set WiFi enable", 1, false, nullptr},
     {WIFI_CMD_ENABLE, G, "wifi_enable_get", "get WiFi enable", 1, false, nullptr},
-    {WIFI_CMD_COUNTRY_CODE, S, "wifi_country_code_set", "set WiFi country code", 3, false, fix_country},
+    {WIFI_CMD_COUNTRY_CODE, S, "wifi_country_code_set", "set WiFi country code", 3, false,
+     fix_country},
     {WIFI_CMD_COUNTRY_CODE, G, "wifi_country_code_get", "get WiFi country code", 3, false, nullptr},
     {WIFI_CMD_ESSID, S, "wifi_essid_set", "set WiFi ssid", 41, true, fix_ssid},
     {WIFI_CMD_ESSID, G, "wifi_essid_get", "get WiFi ssid", 41, true, nullptr},
@@ -153,12 +165,18 @@ const msg_row kMessages[] = {
     {WIFI_CMD_SSID_HIDE, G, "wifi_ssid_hide_get", "get WiFi ssid hide", 5, true, nullptr},
     {WIFI_CMD_BANDWIDTH, S, "wifi_bandwidth_set", "set WiFi bandwidth", 8, true, nullptr},
     {WIFI_CMD_BANDWIDTH, G, "wifi_bandwidth_get", "get WiFi bandwidth", 8, true, nullptr},
-    {WIFI_CMD_MAX_NUM_STA, S, "wifi_max_num_sta_set", "set WiFi maximum station number", 8, true, fix_max_sta},
-    {WIFI_CMD_MAX_NUM_STA, G, "wifi_max_num_sta_get", "get WiFi maximum station number", 8, true, nullptr},
-    {WIFI_CMD_11N_ONLY, S, "wifi_11n_only_set", "set WiFi only ieee80211n accept", 5, true, nullptr},
-    {WIFI_CMD_11N_ONLY, G, "wifi_11n_only_get", "get WiFi only ieee80211n accept", 5, true, nullptr},
-    {WIFI_CMD_11AC_ONLY, S, "wifi_11ac_only_set", "set WiFi only ieee80211ac accept", 5, true, nullptr},
-    {WIFI_CMD_11AC_ONLY, G, "wifi_11ac_only_get", "get WiFi only ieee80211ac accept", 5, true, nullptr},
+    {WIFI_CMD_MAX_NUM_STA, S, "wifi_max_num_sta_set", "set WiFi maximum station number", 8, true,
+     fix_max_sta},
+    {WIFI_CMD_MAX_NUM_STA, G, "wifi_max_num_sta_get", "get WiFi maximum station number", 8, true,
+     nullptr},
+    {WIFI_CMD_11N_ONLY, S, "wifi_11n_only_set", "set WiFi only ieee80211n accept", 5, true,
+     nullptr},
+    {WIFI_CMD_11N_ONLY, G, "wifi_11n_only_get", "get WiFi only ieee80211n accept", 5, true,
+     nullptr},
+    {WIFI_CMD_11AC_ONLY, S, "wifi_11ac_only_set", "set WiFi only ieee80211ac accept", 5, true,
+     nullptr},
+    {WIFI_CMD_11AC_ONLY, G, "wifi_11ac_only_get", "get WiFi only ieee80211ac accept", 5, true,
+     nullptr},
     {WIFI_CMD_AP_ISOLATE, S, "wifi_ap_isolate_set", "set WiFi ap isolate", 5, true, nullptr},
     {WIFI_CMD_AP_ISOLATE, G, "wifi_ap_isolate_get", "get WiFi ap isolate", 5, true, nullptr},
     {WIFI_CMD_DFS, S, "wifi_dfs_set", "set WiFi DFS", 5, true, nullptr},
@@ -171,7 +189,8 @@ const msg_row kMessages[] = {
     {WIFI_CMD_MAC_ACL_DEL, S, "wifi_mac_acl_del_set", "del mac acl", 10, true, nullptr},
     {WIFI_CMD_MAC_ACL_INFO, G, "wifi_mac_acl_info_get", "get mac acl", 200, true, nullptr},
     {WIFI_CMD_STA_INFO, G, "wifi_sta_info_get", "get WiFi ap sta info", 5000, false, nullptr},
-    {WIFI_CMD_STATION_STATUS, G, "wifi_station_status_get", "get station status", 38, true, nullptr},
+    {WIFI_CMD_STATION_STATUS, G, "wifi_station_status_get", "get station status", 38, true,
+     nullptr},
     {WIFI_CMD_RESTORE_DEFAULT, S, "wifi_restore_default_set", "set wifi resotre", 4, true, nullptr},
 };
 
@@ -225,7 +244,8 @@ TEST_F(WifiTest, DirectionsWithoutARowEndInTheDispatcher)
                 continue;
             ++missing;
             EXPECT_EQ(run(id, flag), -1) << id;
-            EXPECT_EQ(fake::logs().back().text, "command " + std::to_string(id) + " function is null");
+            EXPECT_EQ(fake::logs().back().text,
+                      "command " + std::to_string(id) + " function is null");
         }
     }
     EXPECT_EQ(missing, 2 * ids - std::size(kWifiCommands));
@@ -330,9 +350,12 @@ const edge kEdges[] = {
     {WIFI_CMD_BANDWIDTH, 4, 4, 4, 0, 0, "Invalid WiFi index 3 bandwidth parameters 4"},
     {WIFI_CMD_MAX_NUM_STA, 4, 4, 1, 1, 1, nullptr},
     {WIFI_CMD_MAX_NUM_STA, 4, 4, 16, 1, 1, nullptr},
-    {WIFI_CMD_MAX_NUM_STA, 4, 4, 0, 0, 0, "Invalid WiFi index 3 maximum station number parameter 0"},
-    {WIFI_CMD_MAX_NUM_STA, 4, 4, 17, 0, 0, "Invalid WiFi index 3 maximum station number parameter 17"},
-    {WIFI_CMD_MAX_NUM_STA, 4, 4, 256 + 1, 0, 0, "Invalid WiFi index 3 maximum station number parameter 257"},
+    {WIFI_CMD_MAX_NUM_STA, 4, 4, 0, 0, 0,
+     "Invalid WiFi index 3 maximum station number parameter 0"},
+    {WIFI_CMD_MAX_NUM_STA, 4, 4, 17, 0, 0,
+     "Invalid WiFi index 3 maximum station number parameter 17"},
+    {WIFI_CMD_MAX_NUM_STA, 4, 4, 256 + 1, 0, 0,
+     "Invalid WiFi index 3 maximum station number parameter 257"},
     {WIFI_CMD_RSSI, 4, 4, 0, 1, 1, nullptr},
     {WIFI_CMD_RSSI, 4, 4, 95, 1, 1, nullptr},
     {WIFI_CMD_RSSI, 4, 4, 96, 0, 0, "Invalid WiFi index 3 rssi parameter 96"},
@@ -346,7 +369,8 @@ const edge kEdges[] = {
     {WIFI_CMD_MAC_ACL_RULE, 4, 4, 3, 0, 0, "invalid wifi index 3 mac address acl rule 3"},
     {WIFI_CMD_MAC_ACL_RULE, 4, 4, 256, 0, 0, "invalid wifi index 3 mac address acl rule 256"},
     {WIFI_CMD_AUTH, 8, 4, 3, 2, 1, nullptr, 1},
-    {WIFI_CMD_AUTH, 8, 4, 4, 0, 0, "set wifi index 3 wep auth failure: invvalid wep default index(0 ~ 3)", 1},
+    {WIFI_CMD_AUTH, 8, 4, 4, 0, 0,
+     "set wifi index 3 wep auth failure: invvalid wep default index(0 ~ 3)", 1},
     {WIFI_CMD_AUTH, 8, 4, 2, 262, 1, nullptr, 4},
     {WIFI_CMD_AUTH, 8, 4, 3, 0, 0, "set wifi index 3 wpa psk auth failure: invvalid pairwise", 2},
     {WIFI_CMD_AUTH, 8, 4, 0, 0, 0, "set wifi index 3 not support", 5},
@@ -443,7 +467,8 @@ TEST_F(WifiTest, RadioSettingsCarryTheirLabelAndValues)
         EXPECT_EQ(fake::logs().back().level, 3);
         fake::reply_status(2, 9);
         EXPECT_EQ(set(r.id), -1);
-        EXPECT_EQ(fake::logs().back().text, "Can not set WiFi index 3 " + label + " " + v + ": error 9");
+        EXPECT_EQ(fake::logs().back().text,
+                  "Can not set WiFi index 3 " + label + " " + v + ": error 9");
 
         const auto before = buf;
         fake::reply_status(2, 9);
@@ -483,11 +508,13 @@ TEST_F(WifiTest, EnableFollowsTheFlagRule)
 
 TEST_F(WifiTest, CountryCodeIsTwoCharactersEachWay)
 {
-    for (const std::string &bad : {std::string("\0", 1), std::string("U\0", 2), std::string("USA\0", 4)}) {
+    for (const std::string &bad :
+         {std::string("\0", 1), std::string("U\0", 2), std::string("USA\0", 4)}) {
         put_text(0, bad);
         EXPECT_EQ(set(WIFI_CMD_COUNTRY_CODE), -1);
         EXPECT_EQ(vg_mgmt_get_errno(), 2);
-        EXPECT_EQ(fake::logs().back().text, "Invalid WiFi country code parameter " + std::string(bad.c_str()));
+        EXPECT_EQ(fake::logs().back().text,
+                  "Invalid WiFi country code parameter " + std::string(bad.c_str()));
     }
     put_text(0, "USA"); // no terminator in the field: measured and printed within it
     EXPECT_EQ(set(WIFI_CMD_COUNTRY_CODE), -1);
@@ -517,12 +544,15 @@ TEST_F(WifiTest, SsidLengthsAndCopies)
     p.ssid[32] = '\0';
     EXPECT_EQ(set(WIFI_CMD_ESSID), 0);
     const auto req = fake::request_as<wifi_essid_set_req>(fake::last_sent());
-    EXPECT_EQ(memcmp(req.ssid, std::string(32, 'a').data(), 32), 0); // fills the field, no terminator
-    EXPECT_EQ(fake::logs().back().text, "Set WiFi index 2 ssid " + std::string(32, 'a') + " fomart type 1 success");
+    EXPECT_EQ(memcmp(req.ssid, std::string(32, 'a').data(), 32),
+              0); // fills the field, no terminator
+    EXPECT_EQ(fake::logs().back().text,
+              "Set WiFi index 2 ssid " + std::string(32, 'a') + " fomart type 1 success");
 
     p.ssid[32] = 'a'; // 33 characters, and no terminator in the field at all
     EXPECT_EQ(set(WIFI_CMD_ESSID), -1);
-    EXPECT_EQ(fake::logs().back().text, "Invalid WiFi ssid " + std::string(33, 'a') + " length 33 (in 1...32)");
+    EXPECT_EQ(fake::logs().back().text,
+              "Invalid WiFi ssid " + std::string(33, 'a') + " length 33 (in 1...32)");
     p.ssid[0] = '\0';
     EXPECT_EQ(set(WIFI_CMD_ESSID), -1);
     EXPECT_EQ(fake::logs().back().text, "Invalid WiFi ssid  length 0 (in 1...32)");
@@ -542,7 +572,8 @@ TEST_F(WifiTest, SsidLengthsAndCopies)
     EXPECT_EQ(get(WIFI_CMD_ESSID), 0);
     EXPECT_EQ(memcmp(p.ssid, std::string(33, 'z').data(), 33), 0);
     EXPECT_TRUE(same_from(41, before));
-    EXPECT_EQ(fake::logs().back().text, "Get WiFi index 2 ssid " + std::string(33, 'z') + " format type 7 success");
+    EXPECT_EQ(fake::logs().back().text,
+              "Get WiFi index 2 ssid " + std::string(33, 'z') + " format type 7 success");
 }
 
 TEST_F(WifiTest, AuthSetFillsOnlyWhatItsTypeUses)
@@ -629,8 +660,9 @@ TEST_F(WifiTest, AuthGetJudgesTheAnswerBeforeCopying)
     EXPECT_STREQ(p.wep.key3, "k3");
     EXPECT_EQ(p.wep.key3[63], 0); // filled with zero behind the text
     EXPECT_TRUE(same_from(268, before));
-    EXPECT_EQ(fake::logs().back().text, "get WiFi index 2 wep auth: default index 3, key0  key1  key2 " +
-                                            std::string(64, 'w') + " key3 k3");
+    EXPECT_EQ(fake::logs().back().text,
+              "get WiFi index 2 wep auth: default index 3, key0  key1  key2 " +
+                  std::string(64, 'w') + " key3 k3");
 
     wifi_auth_get_resp wpa{};
     wpa.auth = 4;
@@ -651,16 +683,20 @@ TEST_F(WifiTest, AuthGetJudgesTheAnswerBeforeCopying)
 TEST_F(WifiTest, MacAclAddAndDelSendTheAddressAsItIs)
 {
     const uint8_t mac[6] = {0x01, 0x00, 0x5e, 0xff, 0x00, 0xab};
-    for (const auto &[id, word] : {std::pair{WIFI_CMD_MAC_ACL_ADD, "add"}, std::pair{WIFI_CMD_MAC_ACL_DEL, "del"}}) {
+    for (const auto &[id, word] :
+         {std::pair{WIFI_CMD_MAC_ACL_ADD, "add"}, std::pair{WIFI_CMD_MAC_ACL_DEL, "del"}}) {
         auto &p = record<wifi_mac_acl_params>();
         p.index = 1;
         memcpy(p.mac, mac, 6);
         EXPECT_EQ(set(id), 0);
-        EXPECT_EQ(fake::last_sent().req, (std::vector<uint8_t>{1, 0x01, 0x00, 0x5e, 0xff, 0x00, 0xab}));
-        EXPECT_EQ(fake::logs().back().text, std::string(word) + " wifi index 1 mac acl 01:00:5e:ff:00:ab success");
+        EXPECT_EQ(fake::last_sent().req,
+                  (std::vector<uint8_t>{1, 0x01, 0x00, 0x5e, 0xff, 0x00, 0xab}));
+        EXPECT_EQ(fake::logs().back().text,
+                  std::string(word) + " wifi index 1 mac acl 01:00:5e:ff:00:ab success");
         fake::reply_status(1, 12);
         EXPECT_EQ(set(id), -1);
-        EXPECT_EQ(fake::logs().back().text, "Can not " + std::string(word) + " wifi index 1 mac acl: error 12");
+        EXPECT_EQ(fake::logs().back().text,
+                  "Can not " + std::string(word) + " wifi index 1 mac acl: error 12");
     }
 }
 
@@ -669,8 +705,9 @@ TEST_F(WifiTest, MacAclListIsBoundedByBothLists)
     wifi_mac_acl_info_get_resp resp{};
     for (uint8_t i = 0; i < 32; ++i)
         memset(resp.mac_list[i], i + 1, 6);
-    for (const auto &[count, copied] : {std::pair{40, 32}, std::pair{32, 32}, std::pair{2, 2},
-                                        std::pair{0, 0}, std::pair{-1, 0}, std::pair{INT32_MIN, 0}}) {
+    for (const auto &[count, copied] :
+         {std::pair{40, 32}, std::pair{32, 32}, std::pair{2, 2}, std::pair{0, 0}, std::pair{-1, 0},
+          std::pair{INT32_MIN, 0}}) {
         SCOPED_TRACE(count);
         buf = fake::patterned(5000);
         record<wifi_mac_acl_info_params>().index = 3;
@@ -688,7 +725,8 @@ TEST_F(WifiTest, MacAclListIsBoundedByBothLists)
         if (copied > 0) {
             EXPECT_EQ(lines[3].text, "get wifi index 3 mac acl address01:01:01:01:01:01");
         }
-        EXPECT_EQ(lines.back().text, "get wifi index 3 mac acl numbers " + std::to_string(copied) + " success");
+        EXPECT_EQ(lines.back().text,
+                  "get wifi index 3 mac acl numbers " + std::to_string(copied) + " success");
     }
 }
 
@@ -752,8 +790,8 @@ TEST_F(WifiTest, StationListCopiesAtMostSixteenEntries)
     const auto &p = record<wifi_sta_info_params>();
     EXPECT_EQ(p.num_sta, 2u);
     EXPECT_STREQ(p.stations[1].text, "short");
-    EXPECT_EQ(p.stations[1].text[255], 0);                 // filled with zero behind the text
-    EXPECT_TRUE(same_from(8 + 312 * 2, before));           // the earlier list's tail stays
+    EXPECT_EQ(p.stations[1].text[255], 0);       // filled with zero behind the text
+    EXPECT_TRUE(same_from(8 + 312 * 2, before)); // the earlier list's tail stays
 
     fake::reply_with(station_list(0, 'x'));
     const auto kept = buf;
@@ -784,15 +822,16 @@ TEST_F(WifiTest, StationStatusIsForTheStationInterfaceOnly)
     EXPECT_EQ(buf[36], before[36]); // the 33rd byte stays the application's
     EXPECT_EQ(p.status, 6);
     EXPECT_TRUE(same_from(38, before));
-    EXPECT_EQ(fake::logs().back().text, "get wifi index 3 station status 6 ssid " + std::string(32, 'S') + " success");
+    EXPECT_EQ(fake::logs().back().text,
+              "get wifi index 3 station status 6 ssid " + std::string(32, 'S') + " success");
 }
 
 TEST_F(WifiTest, RestoreNamesAnInterfaceOnlyWithinOneToThree)
 {
-    for (const auto &[index, sent] : {std::pair{2u, std::vector<uint8_t>{1, 2}},
-                                      std::pair{0u, std::vector<uint8_t>{0, 0}},
-                                      std::pair{4u, std::vector<uint8_t>{0, 0}},
-                                      std::pair{0x102u, std::vector<uint8_t>{0, 0}}}) {
+    for (const auto &[index, sent] :
+         {std::pair{2u, std::vector<uint8_t>{1, 2}}, std::pair{0u, std::vector<uint8_t>{0, 0}},
+          std::pair{4u, std::vector<uint8_t>{0, 0}},
+          std::pair{0x102u, std::vector<uint8_t>{0, 0}}}) {
         record<wifi_restore_default_params>().index = index;
         g().logs.clear();
         EXPECT_EQ(set(WIFI_CMD_RESTORE_DEFAULT), 0);

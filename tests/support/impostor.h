@@ -34,7 +34,8 @@ inline pid_t start(const std::string &sock, uid_t uid)
             ::_exit(10);
         // Only calls that are safe after fork in a process with threads.
         const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 || ::listen(fd, 4) != 0)
+        if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
+            ::listen(fd, 4) != 0)
             ::_exit(11);
         (void)!::write(ready[1], "r", 1);
         const int c = ::accept(fd, nullptr, nullptr);

@@ -8,10 +8,16 @@ extern "C" void vg_bad_sink(volatile char *p, unsigned n);
 #define VG_BAD_EXPORT extern "C" __attribute__((visibility("default")))
 
 // Needs libstdc++ at run time.
-VG_BAD_EXPORT void *vg_bad_extra(unsigned n) { return ::operator new(n, std::nothrow); }
+VG_BAD_EXPORT void *vg_bad_extra(unsigned n)
+{
+    return ::operator new(n, std::nothrow);
+}
 
 // A platform function defined in the library instead of left to the platform.
-VG_BAD_EXPORT const char *vg_ipv4_ntoa(unsigned) { return "0.0.0.0"; }
+VG_BAD_EXPORT const char *vg_ipv4_ntoa(unsigned)
+{
+    return "0.0.0.0";
+}
 
 // A frame above the limit and a stack that grows with the caller's number.
 VG_BAD_EXPORT void vg_bad_frames(unsigned n)

@@ -64,27 +64,70 @@ TEST_P(Errors, StatusLineAndJsonObject)
 INSTANTIATE_TEST_SUITE_P(
     Classes, Errors,
     ::testing::Values(
-        ErrorRow{"unknown_word", nullptr, {"wfi", "ssid", "get", "1"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: unknown word 'wfi'; did you mean 'wifi'?\nusage: vg-mgmt", "USAGE"},
-        ErrorRow{"config_typo", nullptr, {"confg", "export"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: unknown word 'confg'; did you mean 'config'?\nusage: vg-mgmt", "USAGE"},
-        ErrorRow{"unknown_verb", nullptr, {"wifi", "channel", "st", "1", "6"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: unknown word 'st'; did you mean 'set'?", "USAGE"},
-        ErrorRow{"missing_verb", nullptr, {"wifi", "channel"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: 'channel' needs a further word\nusage: vg-mgmt [options] wifi channel <get|set>", "USAGE"},
-        ErrorRow{"out_of_range", nullptr, {"wifi", "channel", "set", "1", "15"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: wifi channel set: channel: 15 is out of range; takes 0, 1-14, 36-64 even", "USAGE"},
-        ErrorRow{"rssi_out_of_range", nullptr, {"wifi", "rssi", "set", "1", "96"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: wifi rssi set: rssi: 96 is out of range; takes 0 to 95", "USAGE"},
-        ErrorRow{"not_a_name", nullptr, {"datacall", "up", "0", "--ip-type", "ipv5"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: datacall up: ip-type: 'ipv5' is not valid; takes ipv4 (0), ipv6 (1), ipv4v6 (2)", "USAGE"},
-        ErrorRow{"nothing_to_set", nullptr, {"network", "lan", "set"}, vgm::EXIT_USAGE,
-                 "vg-mgmt: network lan set: nothing to change", "USAGE"},
-        ErrorRow{"refused", nullptr, {"wifi", "channel", "set", "1", "36"}, vgm::EXIT_REFUSED,
-                 "vg-mgmt: wifi channel set: refused by the service: error 104 INVALID_CHANNEL (not a channel",
+        ErrorRow{"unknown_word",
+                 nullptr,
+                 {"wfi", "ssid", "get", "1"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'wfi'; did you mean 'wifi'?\nusage: vg-mgmt",
+                 "USAGE"},
+        ErrorRow{"config_typo",
+                 nullptr,
+                 {"confg", "export"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'confg'; did you mean 'config'?\nusage: vg-mgmt",
+                 "USAGE"},
+        ErrorRow{"unknown_verb",
+                 nullptr,
+                 {"wifi", "channel", "st", "1", "6"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: unknown word 'st'; did you mean 'set'?",
+                 "USAGE"},
+        ErrorRow{"missing_verb",
+                 nullptr,
+                 {"wifi", "channel"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: 'channel' needs a further word\nusage: vg-mgmt [options] wifi channel "
+                 "<get|set>",
+                 "USAGE"},
+        ErrorRow{
+            "out_of_range",
+            nullptr,
+            {"wifi", "channel", "set", "1", "15"},
+            vgm::EXIT_USAGE,
+            "vg-mgmt: wifi channel set: channel: 15 is out of range; takes 0, 1-14, 36-64 even",
+            "USAGE"},
+        ErrorRow{"rssi_out_of_range",
+                 nullptr,
+                 {"wifi", "rssi", "set", "1", "96"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: wifi rssi set: rssi: 96 is out of range; takes 0 to 95",
+                 "USAGE"},
+        ErrorRow{"not_a_name",
+                 nullptr,
+                 {"datacall", "up", "0", "--ip-type", "ipv5"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: datacall up: ip-type: 'ipv5' is not valid; takes ipv4 (0), ipv6 (1), "
+                 "ipv4v6 (2)",
+                 "USAGE"},
+        ErrorRow{"nothing_to_set",
+                 nullptr,
+                 {"network", "lan", "set"},
+                 vgm::EXIT_USAGE,
+                 "vg-mgmt: network lan set: nothing to change",
+                 "USAGE"},
+        ErrorRow{"refused",
+                 nullptr,
+                 {"wifi", "channel", "set", "1", "36"},
+                 vgm::EXIT_REFUSED,
+                 "vg-mgmt: wifi channel set: refused by the service: error 104 INVALID_CHANNEL "
+                 "(not a channel",
                  "INVALID_CHANNEL"},
-        ErrorRow{"code_not_in_table", "fail 4242", {"wifi", "enable", "get"}, vgm::EXIT_REFUSED,
-                 "vg-mgmt: wifi enable get: refused by the service: error 4242\n", "SERVICE_ERROR"}),
+        ErrorRow{"code_not_in_table",
+                 "fail 4242",
+                 {"wifi", "enable", "get"},
+                 vgm::EXIT_REFUSED,
+                 "vg-mgmt: wifi enable get: refused by the service: error 4242\n",
+                 "SERVICE_ERROR"}),
     e2e::RowName{});
 
 // A new user's mistakes: each gets exit 2 and a first line naming the wrong
@@ -123,24 +166,39 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, DeadEnds,
     ::testing::Values(
         DeadEndRow{"help_unknown", {"help", "nosuch"}, "vg-mgmt: help: unknown word 'nosuch'"},
-        DeadEndRow{"help_typo", {"help", "wifi", "chanel"},
+        DeadEndRow{"help_typo",
+                   {"help", "wifi", "chanel"},
                    "vg-mgmt: help: unknown word 'chanel'; did you mean 'channel'?"},
-        DeadEndRow{"option_typo", {"wifi", "channel", "get", "1", "--jsn"},
+        DeadEndRow{"option_typo",
+                   {"wifi", "channel", "get", "1", "--jsn"},
                    "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
-        DeadEndRow{"global_option_typo", {"--jsno", "status"}, "vg-mgmt: unknown option '--jsno'; did you mean '--json'?"},
-        DeadEndRow{"set_option_typo", {"wifi", "auth", "set", "1", "open", "--pasword", "x"},
+        DeadEndRow{"global_option_typo",
+                   {"--jsno", "status"},
+                   "vg-mgmt: unknown option '--jsno'; did you mean '--json'?"},
+        DeadEndRow{"set_option_typo",
+                   {"wifi", "auth", "set", "1", "open", "--pasword", "x"},
                    "vg-mgmt: unknown option '--pasword'; did you mean '--password'?"},
-        DeadEndRow{"config_verb_typo", {"config", "exprot"},
+        DeadEndRow{"config_verb_typo",
+                   {"config", "exprot"},
                    "vg-mgmt config: unknown word 'exprot'; did you mean 'export'?"},
-        DeadEndRow{"config_option_typo", {"config", "export", "--show-secret"},
-                   "vg-mgmt config: unknown option '--show-secret'; did you mean '--show-secrets'?"},
-        DeadEndRow{"config_own_option_typo", {"config", "--stat", "export"},
+        DeadEndRow{
+            "config_option_typo",
+            {"config", "export", "--show-secret"},
+            "vg-mgmt config: unknown option '--show-secret'; did you mean '--show-secrets'?"},
+        DeadEndRow{"config_own_option_typo",
+                   {"config", "--stat", "export"},
                    "vg-mgmt config: unknown option '--stat'; did you mean '--stats'?"},
-        DeadEndRow{"status_extra", {"status", "--jsn"}, "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
-        DeadEndRow{"events_option_typo", {"events", "--cont", "1"},
+        DeadEndRow{"status_extra",
+                   {"status", "--jsn"},
+                   "vg-mgmt: unknown option '--jsn'; did you mean '--json'?"},
+        DeadEndRow{"events_option_typo",
+                   {"events", "--cont", "1"},
                    "vg-mgmt: unknown option '--cont'; did you mean '--count'?"},
-        DeadEndRow{"shell_typo", {"completion", "bsh"}, "vg-mgmt: shell: unknown word 'bsh'; did you mean 'bash'?"},
-        DeadEndRow{"not_seconds", {"--timeout", "abc", "status"},
+        DeadEndRow{"shell_typo",
+                   {"completion", "bsh"},
+                   "vg-mgmt: shell: unknown word 'bsh'; did you mean 'bash'?"},
+        DeadEndRow{"not_seconds",
+                   {"--timeout", "abc", "status"},
                    "vg-mgmt: --timeout: 'abc' is not a number of seconds (0 or more)"}),
     e2e::RowName{});
 
@@ -173,13 +231,15 @@ TEST(TooManyClients, IsItsOwnStatus)
         addr.sun_family = AF_UNIX;
         std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", sock.c_str());
         held.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        ASSERT_EQ(0, ::connect(held.back(), reinterpret_cast<const sockaddr *>(&addr), sizeof addr));
+        ASSERT_EQ(0,
+                  ::connect(held.back(), reinterpret_cast<const sockaddr *>(&addr), sizeof addr));
     }
     const auto r = run({"wifi", "enable", "get"});
     for (const int fd : held)
         ::close(fd);
     EXPECT_EQ(vgm::EXIT_TOO_MANY, r.status) << r.err;
-    EXPECT_NE(std::string::npos, r.err.find("the service refused the connection: too many clients")) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find("the service refused the connection: too many clients"))
+        << r.err;
     for (int tries = 0; tries < 100 && run({"wifi", "enable", "get"}).status != 0; ++tries)
         ::usleep(20000); // until the service has seen the held ones go
 }
@@ -198,7 +258,8 @@ TEST(Untrusted, IsItsOwnStatus)
     ASSERT_GT(child, 0);
     const auto r = run({"--socket", sock, "wifi", "auth", "set", "1", "--password", "secret-1234"});
     EXPECT_EQ(vgm::EXIT_UNTRUSTED, r.status) << r.err;
-    EXPECT_NE(std::string::npos, r.err.find(sock + ": it runs as user nobody (uid 65534)")) << r.err;
+    EXPECT_NE(std::string::npos, r.err.find(sock + ": it runs as user nobody (uid 65534)"))
+        << r.err;
     EXPECT_EQ(0, impostor::outcome(child)) << "the tool sent something to the impostor";
     ::unlink(sock.c_str());
     ::rmdir(dir.c_str());
@@ -215,8 +276,12 @@ TEST(Usage, VersionPrintsOneLine)
 
 TEST(Usage, MistakesPrintTwoLinesNotTheHelp)
 {
-    for (const std::vector<std::string> &args : {std::vector<std::string>{}, {"wfi"}, {"wifi"}, {"usb", "func"},
-                                                 {"wifi", "channel", "get"}, {"wifi", "channel", "get", "1", "2"}}) {
+    for (const std::vector<std::string> &args : {std::vector<std::string>{},
+                                                 {"wfi"},
+                                                 {"wifi"},
+                                                 {"usb", "func"},
+                                                 {"wifi", "channel", "get"},
+                                                 {"wifi", "channel", "get", "1", "2"}}) {
         const auto r = run(args);
         EXPECT_EQ(vgm::EXIT_USAGE, r.status);
         EXPECT_EQ(2, std::count(r.err.begin(), r.err.end(), '\n')) << r.err;
@@ -267,8 +332,11 @@ TEST(Help, EveryRowsHelpFitsAndSaysWhatItsValuesAre)
 
 TEST(Help, ListsFitToo)
 {
-    for (const std::vector<std::string> &args : {std::vector<std::string>{"--help"}, {"wifi", "--help"},
-                                                 {"datacall", "--help"}, {"network", "--help"}, {"usb", "--help"}}) {
+    for (const std::vector<std::string> &args : {std::vector<std::string>{"--help"},
+                                                 {"wifi", "--help"},
+                                                 {"datacall", "--help"},
+                                                 {"network", "--help"},
+                                                 {"usb", "--help"}}) {
         const auto r = run(args);
         EXPECT_EQ(0, r.status);
         for (const auto &line : lines(r.out))
@@ -282,7 +350,8 @@ TEST(Help, ManualPageNamesEveryCommand)
     ASSERT_EQ(0, r.status);
     EXPECT_TRUE(r.out.starts_with("vg-mgmt(1)\n")) << r.out.substr(0, 40);
     for (const vgm::command &c : vgm::commands())
-        EXPECT_NE(std::string::npos, r.out.find("*vg-mgmt " + vgm::command_name(c))) << vgm::command_name(c);
+        EXPECT_NE(std::string::npos, r.out.find("*vg-mgmt " + vgm::command_name(c)))
+            << vgm::command_name(c);
 }
 
 // vg-mgmt config in the help, the manual page and the help of its word.
@@ -298,13 +367,18 @@ class ConfigDocs : public ::testing::TestWithParam<ConfigDocRow> {};
 const std::vector<std::string> kConfigHelpLines = {
     "  config export [--show-secrets]  print every setting as one JSON document\n",
     "  config schema                   print the document's JSON Schema (draft 2020-12)\n",
-    "  config diff [--json] FILE       what apply would change, one line per setting (old -> new)\n",
-    "  config apply [--check] [--json] FILE make the configuration equal to FILE, undone when refused\n",
-    "  config validate [--json] FILE   every problem FILE shows by itself, without the service (for CI)\n",
-    "  config confirm [--json]         keep the change of 'apply --confirm SECONDS FILE' (else reverted)\n",
+    "  config diff [--json] FILE       what apply would change, one line per setting (old -> "
+    "new)\n",
+    "  config apply [--check] [--json] FILE make the configuration equal to FILE, undone when "
+    "refused\n",
+    "  config validate [--json] FILE   every problem FILE shows by itself, without the service "
+    "(for CI)\n",
+    "  config confirm [--json]         keep the change of 'apply --confirm SECONDS FILE' (else "
+    "reverted)\n",
     "  config recover [--json]         restore what an unfinished apply was changing\n",
     "  config history [--json]         the last 10 applies: when, changes, document\n",
-    "  config rollback [--json] [N]    apply back what the N-th apply back (1: the last) replaced\n",
+    "  config rollback [--json] [N]    apply back what the N-th apply back (1: the last) "
+    "replaced\n",
     "  config ansible ARGS             run as the Ansible module: ARGS is the arguments file\n",
 };
 
@@ -322,23 +396,27 @@ TEST_P(ConfigDocs, NameConfigItsVerbsAndFit)
 INSTANTIATE_TEST_SUITE_P(
     Config, ConfigDocs,
     ::testing::Values(
-        ConfigDocRow{"help_option",
-                     {"--help"},
-                     with({"\n       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"}, kConfigHelpLines)},
+        ConfigDocRow{
+            "help_option",
+            {"--help"},
+            with({"\n       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"},
+                 kConfigHelpLines)},
         ConfigDocRow{"help_word", {"help"}, kConfigHelpLines},
         ConfigDocRow{"help_config", {"help", "config"}, kConfigHelpLines},
-        ConfigDocRow{"manual_page",
-                     {"help", "--man"},
-                     {"\n# CONFIG\n", "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_",
-                      "\n*vg-mgmt config export [--show-secrets]*\n\tprint every setting",
-                      "\n*vg-mgmt config schema*\n", "\n*vg-mgmt config diff [--json] FILE*\n",
-                      "\n*vg-mgmt config apply [--check] [--json] FILE*\n", "\n*vg-mgmt config ansible ARGS*\n",
-                      "\n*--check*\n\tapply: send nothing", "\n*0*\n\tdone, or nothing to change\n",
-                      "\n*1*\n\tthe library or the service refused the command; config: every change",
-                      "\n*2*\n\tthe command line or the document is wrong", "\n*3*\n\tno service:",
-                      "\n*6*\n\tconfig apply --check: changes are pending\n",
-                      "\n*7*\n\tconfig: the service refused a change and an undo too"},
-                     false}),
+        ConfigDocRow{
+            "manual_page",
+            {"help", "--man"},
+            {"\n# CONFIG\n", "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_",
+             "\n*vg-mgmt config export [--show-secrets]*\n\tprint every setting",
+             "\n*vg-mgmt config schema*\n", "\n*vg-mgmt config diff [--json] FILE*\n",
+             "\n*vg-mgmt config apply [--check] [--json] FILE*\n",
+             "\n*vg-mgmt config ansible ARGS*\n", "\n*--check*\n\tapply: send nothing",
+             "\n*0*\n\tdone, or nothing to change\n",
+             "\n*1*\n\tthe library or the service refused the command; config: every change",
+             "\n*2*\n\tthe command line or the document is wrong",
+             "\n*3*\n\tno service:", "\n*6*\n\tconfig apply --check: changes are pending\n",
+             "\n*7*\n\tconfig: the service refused a change and an undo too"},
+            false}),
     e2e::RowName{});
 
 // Runs the completion function of the script for a command line.
@@ -347,7 +425,8 @@ std::string complete(const std::string &script, const std::string &line)
     char path[] = "/tmp/vg-completion-XXXXXX";
     const int fd = ::mkstemp(path);
     EXPECT_GE(fd, 0);
-    const std::string body = script + "\nCOMP_WORDS=(" + line + ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+    const std::string body = script + "\nCOMP_WORDS=(" + line +
+                             ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
                              "_vg_mgmt\necho \"${COMPREPLY[*]}\"\n";
     EXPECT_EQ(static_cast<ssize_t>(body.size()), ::write(fd, body.data(), body.size()));
     ::close(fd);
@@ -370,8 +449,10 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt wifi channel ''", "get set\n"},
         {"vg-mgmt wifi auth set 1 wpa", "wpa-psk-2 wpa-psk-3 wpa-psk-4\n"},
         {"vg-mgmt con", "config\n"},
-        {"vg-mgmt config ''", "export schema diff apply validate confirm recover history rollback ansible\n"},
-        {"vg-mgmt --socket /tmp/kest.sock config ''", "export schema diff apply validate confirm recover history rollback ansible\n"},
+        {"vg-mgmt config ''",
+         "export schema diff apply validate confirm recover history rollback ansible\n"},
+        {"vg-mgmt --socket /tmp/kest.sock config ''",
+         "export schema diff apply validate confirm recover history rollback ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
         {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},
@@ -416,7 +497,10 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, FailNth,
     ::testing::Values(NthRow{"first", 0, {kChannelSet, kChannelSet}, {1, 0}},
                       NthRow{"third", 2, {kChannelSet, kChannelSet, kChannelSet}, {0, 0, 1}},
-                      NthRow{"gets_do_not_count", 1, {kChannelGet, kChannelSet, kChannelGet, kChannelSet}, {0, 0, 0, 1}}),
+                      NthRow{"gets_do_not_count",
+                             1,
+                             {kChannelGet, kChannelSet, kChannelGet, kChannelSet},
+                             {0, 0, 0, 1}}),
     e2e::RowName{});
 
 } // namespace
@@ -432,8 +516,10 @@ TEST(Model, EveryRowIsADescribedCommandAndItsFieldsLieInTheRecord)
         EXPECT_TRUE(c.write_id == 0 || kest_command_find(c.domain, c.write_id, MGMT_OPT_SET))
             << vgm::command_name(c);
         for (const vgm::field &f : c.fields) {
-            EXPECT_LE(f.off + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
-            EXPECT_LE(f.woff + f.width, vgm::value_size(c.domain)) << vgm::command_name(c) << " " << f.key;
+            EXPECT_LE(f.off + f.width, vgm::value_size(c.domain))
+                << vgm::command_name(c) << " " << f.key;
+            EXPECT_LE(f.woff + f.width, vgm::value_size(c.domain))
+                << vgm::command_name(c) << " " << f.key;
         }
     }
 }
@@ -443,15 +529,19 @@ TEST(Model, EverySettingWithAReadHasItsGet)
     for (const vgm::command &c : vgm::commands()) {
         if (c.k != vgm::kind::set || c.read_id == 0)
             continue;
-        const auto get = std::find_if(vgm::commands().begin(), vgm::commands().end(), [&](const vgm::command &g) {
-            return g.k == vgm::kind::get && std::string(g.domain_word) == c.domain_word &&
-                   std::string(g.subject) == c.subject;
-        });
+        const auto get = std::find_if(
+            vgm::commands().begin(), vgm::commands().end(), [&](const vgm::command &g) {
+                return g.k == vgm::kind::get && std::string(g.domain_word) == c.domain_word &&
+                       std::string(g.subject) == c.subject;
+            });
         EXPECT_NE(vgm::commands().end(), get) << vgm::command_name(c);
     }
 }
 
-bool is_number(vgm::vtype t) { return t == vgm::vtype::number; }
+bool is_number(vgm::vtype t)
+{
+    return t == vgm::vtype::number;
+}
 
 TEST(Model, AKeyHasOneTypeEverywhere)
 {

@@ -55,7 +55,10 @@ public:
         if (done_.valid())
             done_.wait();
     }
-    bool finished() { return done_.wait_for(std::chrono::milliseconds(0)) == std::future_status::ready; }
+    bool finished()
+    {
+        return done_.wait_for(std::chrono::milliseconds(0)) == std::future_status::ready;
+    }
     int status() { return done_.get(); }
 
     sink out, err;
@@ -111,7 +114,8 @@ TEST(Events, TextShowsAForgedSsidEscaped)
     EventsRun ev({"events", "--count", "1", "--timeout", "20"});
     int n = 0;
     const auto set_ssid = [&] {
-        cli::run({"wifi", "ssid", "set", "3", std::string("\x1b]0;pwn\x07\nx") + static_cast<char>('a' + n++ % 2)});
+        cli::run({"wifi", "ssid", "set", "3",
+                  std::string("\x1b]0;pwn\x07\nx") + static_cast<char>('a' + n++ % 2)});
     };
     EXPECT_TRUE(keep_doing(set_ssid, [&] { return ev.finished(); }));
     EXPECT_EQ(vgm::EXIT_DONE, ev.status());
@@ -137,10 +141,12 @@ TEST(Events, LostServiceIsReportedAndRejoined)
     EventsRun ev({"events", "--timeout", "60"});
     ASSERT_TRUE(keep_doing(station_comes_and_goes, [&] { return !ev.out.text().empty(); }));
     cli::Kestd::kestd().stop();
-    ASSERT_TRUE(keep_doing([] {}, [&] { return ev.err.text().find("lost the service") != std::string::npos; }))
+    ASSERT_TRUE(keep_doing(
+        [] {}, [&] { return ev.err.text().find("lost the service") != std::string::npos; }))
         << ev.err.text();
     ASSERT_TRUE(cli::Kestd::kestd().start());
-    ASSERT_TRUE(keep_doing([] {}, [&] { return ev.err.text().find("is back") != std::string::npos; }))
+    ASSERT_TRUE(
+        keep_doing([] {}, [&] { return ev.err.text().find("is back") != std::string::npos; }))
         << ev.err.text();
     const size_t before = ev.out.text().size();
     EXPECT_TRUE(keep_doing(station_comes_and_goes, [&] { return ev.out.text().size() > before; }));
@@ -154,7 +160,8 @@ TEST(Events, ExitOnLossHasItsOwnStatus)
     ASSERT_TRUE(keep_doing(station_comes_and_goes, [&] { return !ev.out.text().empty(); }));
     cli::Kestd::kestd().stop();
     EXPECT_EQ(vgm::EXIT_LOST, ev.status());
-    EXPECT_NE(std::string::npos, ev.err.text().find("lost the service at " + cli::Kestd::kestd().socket_path()));
+    EXPECT_NE(std::string::npos,
+              ev.err.text().find("lost the service at " + cli::Kestd::kestd().socket_path()));
     ASSERT_TRUE(cli::Kestd::kestd().start());
 }
 

@@ -16,11 +16,13 @@ protected:
         for (int i = 0; i < 32; ++i) {
             const std::string n = std::to_string(i + 10);
             ASSERT_EQ(0, run({"network", "snat", "add", "192.168.225.20", std::to_string(1000 + i),
-                              std::to_string(2000 + i), "tcp"}).status);
+                              std::to_string(2000 + i), "tcp"})
+                             .status);
             ASSERT_EQ(0, run({"wifi", "acl", "add", "2", "02:00:00:00:01:" + n}).status);
         }
-        ASSERT_EQ(0, run({"datacall", "apn", "add", "0", "--pdp-type", "ipv4v6", "--auth-protocol", "none",
-                          "--apn", "internet", "--user", "", "--password", ""}).status);
+        ASSERT_EQ(0, run({"datacall", "apn", "add", "0", "--pdp-type", "ipv4v6", "--auth-protocol",
+                          "none", "--apn", "internet", "--user", "", "--password", ""})
+                         .status);
         ASSERT_EQ(0, run({"datacall", "up", "1", "--ip-type", "ipv4"}).status);
         e2e::control_link ctl(cli::Kestd::kestd().socket_path());
         ctl("sta-join 1 02:00:00:00:00:51 phone");
@@ -31,7 +33,7 @@ protected:
 struct Row {
     const char *pointer; // in the JSON object
     json value;
-    const char *text;    // a line of the text output
+    const char *text; // a line of the text output
 };
 
 const Row kRows[] = {

@@ -23,13 +23,21 @@ struct diff_row {
 
 const diff_row diff_rows[] = {
     {"nothing", R"({"wifi":{"work-mode":1}})", R"({"wifi":{"work-mode":1}})", {}},
-    {"one setting", R"({"wifi":{"work-mode":1}})", R"({"wifi":{"work-mode":3}})", {"wifi.work-mode: 1 -> 3"}},
-    {"a setting of an interface", R"({"wifi":{"interfaces":{"2":{"channel":36}}}})",
-     R"({"wifi":{"interfaces":{"2":{"channel":44}}}})", {"wifi.interfaces.2.channel: 36 -> 44"}},
-    {"an entry added and one removed", R"({"wifi":{"interfaces":{"1":{"acl":["02:00:00:00:00:01"]}}}})",
+    {"one setting",
+     R"({"wifi":{"work-mode":1}})",
+     R"({"wifi":{"work-mode":3}})",
+     {"wifi.work-mode: 1 -> 3"}},
+    {"a setting of an interface",
+     R"({"wifi":{"interfaces":{"2":{"channel":36}}}})",
+     R"({"wifi":{"interfaces":{"2":{"channel":44}}}})",
+     {"wifi.interfaces.2.channel: 36 -> 44"}},
+    {"an entry added and one removed",
+     R"({"wifi":{"interfaces":{"1":{"acl":["02:00:00:00:00:01"]}}}})",
      R"({"wifi":{"interfaces":{"1":{"acl":["02:00:00:00:00:02"]}}}})",
      {"wifi.interfaces.1.acl: [\"02:00:00:00:00:01\"] -> [\"02:00:00:00:00:02\"]"}},
-    {"a value that goes away", R"({"network":{"dmz":"192.168.225.50"}})", R"({"network":{"dmz":null}})",
+    {"a value that goes away",
+     R"({"network":{"dmz":"192.168.225.50"}})",
+     R"({"network":{"dmz":null}})",
      {"network.dmz: \"192.168.225.50\" -> (none)"}},
 };
 
@@ -73,20 +81,31 @@ struct state_row {
 
 using S = vgcfg::config_state;
 const state_row state_rows[] = {
-    {"merged sets a key and adds an entry", S::merged,
+    {"merged sets a key and adds an entry",
+     S::merged,
      R"({"wifi":{"interfaces":{"1":{"channel":11,"acl":["02:00:00:00:00:03"]}}}})",
      {{"/wifi/interfaces/1/channel", "11"},
-      {"/wifi/interfaces/1/acl", R"(["02:00:00:00:00:01","02:00:00:00:00:02","02:00:00:00:00:03"])"},
-      {"/wifi/work-mode", ""}, {"/network", ""}}},
-    {"merged leaves what it is not given", S::merged, R"({"wifi":{"work-mode":2}})",
+      {"/wifi/interfaces/1/acl",
+       R"(["02:00:00:00:00:01","02:00:00:00:00:02","02:00:00:00:00:03"])"},
+      {"/wifi/work-mode", ""},
+      {"/network", ""}}},
+    {"merged leaves what it is not given",
+     S::merged,
+     R"({"wifi":{"work-mode":2}})",
      {{"/wifi/work-mode", "2"}, {"/wifi/interfaces", ""}}},
-    {"replaced makes a given list exact and the section's other keys default", S::replaced,
+    {"replaced makes a given list exact and the section's other keys default",
+     S::replaced,
      R"({"wifi":{"interfaces":{"1":{"acl":["02:00:00:00:00:02"]}}}})",
-     {{"/wifi/interfaces/1/acl", R"(["02:00:00:00:00:02"])"}, {"/wifi/interfaces/1/max-sta", "10"},
-      {"/wifi/work-mode", ""}, {"/network", ""}}},
-    {"overridden makes every section default but what is given", S::overridden,
-     R"({"wifi":{"work-mode":2}})", {{"/wifi/work-mode", "2"}, {"/network/dmz", "null"}}},
-    {"deleted removes the entries given", S::deleted,
+     {{"/wifi/interfaces/1/acl", R"(["02:00:00:00:00:02"])"},
+      {"/wifi/interfaces/1/max-sta", "10"},
+      {"/wifi/work-mode", ""},
+      {"/network", ""}}},
+    {"overridden makes every section default but what is given",
+     S::overridden,
+     R"({"wifi":{"work-mode":2}})",
+     {{"/wifi/work-mode", "2"}, {"/network/dmz", "null"}}},
+    {"deleted removes the entries given",
+     S::deleted,
      R"({"wifi":{"interfaces":{"1":{"acl":["02:00:00:00:00:01"]}}}})",
      {{"/wifi/interfaces/1/acl", R"(["02:00:00:00:00:02"])"}, {"/wifi/work-mode", ""}}},
 };
@@ -102,7 +121,8 @@ TEST_P(States, TargetWhatTheStateSays)
         if (*h.value == '\0')
             EXPECT_FALSE(target.contains(at)) << h.pointer << " in " << target.dump();
         else
-            EXPECT_EQ(target.value(at, json()), json::parse(h.value)) << h.pointer << " in " << target.dump();
+            EXPECT_EQ(target.value(at, json()), json::parse(h.value))
+                << h.pointer << " in " << target.dump();
     }
 }
 

@@ -44,8 +44,20 @@ TEST(ConfigState, TheFolderIsMadePrivateOrRefused)
     };
     const row rows[] = {
         {"missing_folders_made_0700", [](const std::string &d) { return d + "/a/b"; }, true},
-        {"open_to_others", [](const std::string &d) { ::mkdir((d + "/o").c_str(), 0755); ::chmod((d + "/o").c_str(), 0755); return d + "/o"; }, false},
-        {"a_link", [](const std::string &d) { ::mkdir((d + "/t").c_str(), 0700); EXPECT_EQ(::symlink((d + "/t").c_str(), (d + "/l").c_str()), 0); return d + "/l"; }, false},
+        {"open_to_others",
+         [](const std::string &d) {
+             ::mkdir((d + "/o").c_str(), 0755);
+             ::chmod((d + "/o").c_str(), 0755);
+             return d + "/o";
+         },
+         false},
+        {"a_link",
+         [](const std::string &d) {
+             ::mkdir((d + "/t").c_str(), 0700);
+             EXPECT_EQ(::symlink((d + "/t").c_str(), (d + "/l").c_str()), 0);
+             return d + "/l";
+         },
+         false},
         {"relative", [](const std::string &) { return std::string("state"); }, false},
     };
     for (const row &r : rows) {

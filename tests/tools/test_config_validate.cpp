@@ -22,7 +22,8 @@ std::string macs(int n, const char *first = "")
     std::string out = first;
     for (int i = 0; i < n; ++i) {
         char mac[32];
-        snprintf(mac, sizeof mac, "%s\"02:00:00:00:%02x:%02x\"", out.empty() ? "" : ",", i / 256, i % 256);
+        snprintf(mac, sizeof mac, "%s\"02:00:00:00:%02x:%02x\"", out.empty() ? "" : ",", i / 256,
+                 i % 256);
         out += mac;
     }
     return out;
@@ -34,9 +35,12 @@ const std::string huge_list = R"({"wifi":{"interfaces":{"1":{"acl":[)" + macs(20
 
 const rule_row rule_rows[] = {
     {"a full MAC list", full_macs.c_str(), {}},
-    {"a MAC list past its limit", many_macs.c_str(), {"wifi.interfaces.1.acl: 33 entries; the module holds at most 32"}},
+    {"a MAC list past its limit",
+     many_macs.c_str(),
+     {"wifi.interfaces.1.acl: 33 entries; the module holds at most 32"}},
     {"a long MAC list at once", huge_list.c_str(), {"20000 entries"}},
-    {"one MAC in two cases", R"({"wifi":{"interfaces":{"2":{"acl":["aa:bb:cc:00:00:01","AA:BB:CC:00:00:01"]}}}})",
+    {"one MAC in two cases",
+     R"({"wifi":{"interfaces":{"2":{"acl":["aa:bb:cc:00:00:01","AA:BB:CC:00:00:01"]}}}})",
      {"wifi.interfaces.2.acl[1]: listed twice"}},
     {"two SNAT rules on one port and protocol",
      R"({"network":{"snat":[{"private-ip":"192.168.225.5","private-port":80,"global-port":8080,"protocol":"tcp"},
@@ -54,15 +58,20 @@ const rule_row rule_rows[] = {
      R"({"datacall":{"default-profile":{"profile":3},"apn":[{"profile-type":0,"profile-index":0}]}})",
      {"datacall.default-profile.profile: profile 3 of type 0 is not in datacall.apn"}},
     {"a default profile the list holds",
-     R"({"datacall":{"default-profile":{"profile":0},"apn":[{"profile-type":0,"profile-index":0}]}})", {}},
-    {"a profile index past one byte's range", R"({"datacall":{"apn":[{"profile-type":0,"profile-index":256}]}})",
+     R"({"datacall":{"default-profile":{"profile":0},"apn":[{"profile-type":0,"profile-index":0}]}})",
+     {}},
+    {"a profile index past one byte's range",
+     R"({"datacall":{"apn":[{"profile-type":0,"profile-index":256}]}})",
      {"datacall.apn[0].profile-index"}},
     {"WEP with its keys missing or wrong",
      R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wep","default-index":2,"key0":"abc","key1":"0123456789"}}}}})",
-     {"wifi.interfaces.1.auth.key0: a WEP key of 3 bytes", "wifi.interfaces.1.auth.key2: WEP needs its default key"}},
-    {"WEP with a masked default key", R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wep","key0":"********"}}}}})",
+     {"wifi.interfaces.1.auth.key0: a WEP key of 3 bytes",
+      "wifi.interfaces.1.auth.key2: WEP needs its default key"}},
+    {"WEP with a masked default key",
+     R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wep","key0":"********"}}}}})",
      {}},
-    {"a WPA password too short", R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wpa-psk-2","password":"short"}}}}})",
+    {"a WPA password too short",
+     R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wpa-psk-2","password":"short"}}}}})",
      {"wifi.interfaces.1.auth.password: a WPA password of 5 bytes"}},
     {"every USB function off",
      R"({"usb":{"func":{"diag":"off","nmea":"off","at":"off","modem":"off","net":"off","adb":"off","audio-uac":"off"}}})",
@@ -70,12 +79,14 @@ const rule_row rule_rows[] = {
     {"a too long secret named by length only",
      R"({"wifi":{"interfaces":{"1":{"auth":{"auth":"wpa-psk-2","password":"TOPSECRET-TOPSECRET-TOPSECRET-TOPSECRET-TOPSECRET-TOPSECRET-TOPSECRET"}}}}})",
      {"password: (a secret of 69 bytes) does not fit", "a WPA password of 69 bytes"}},
-    {"a long value quoted by a short prefix", R"({"wifi":{"country":"XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"}})",
+    {"a long value quoted by a short prefix",
+     R"({"wifi":{"country":"XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"}})",
      {"'XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX...' (51 bytes)"}},
 };
 
 // A test's name from its row's: letters and digits, the rest '_'.
-template <typename info> std::string row_name(const info &row)
+template <typename info>
+std::string row_name(const info &row)
 {
     std::string n = row.param.name;
     for (char &c : n)
@@ -100,7 +111,8 @@ TEST_P(Rules, NameEveryProblemAtOnce)
     EXPECT_EQ(all.find("TOPSECRET"), std::string::npos) << all;
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, Rules, testing::ValuesIn(rule_rows), row_name<testing::TestParamInfo<rule_row>>);
+INSTANTIATE_TEST_SUITE_P(Document, Rules, testing::ValuesIn(rule_rows),
+                         row_name<testing::TestParamInfo<rule_row>>);
 
 struct read_row {
     const char *name;
@@ -110,10 +122,13 @@ struct read_row {
 
 const read_row read_rows[] = {
     {"a document", R"({"version":1})", nullptr},
-    {"a key given twice", R"({"version":1,"version":1})", "the key 'version' is given twice in one object"},
-    {"a key twice deeper", R"({"wifi":{"country":"DE","country":"US"}})", "the key 'country' is given twice"},
+    {"a key given twice", R"({"version":1,"version":1})",
+     "the key 'version' is given twice in one object"},
+    {"a key twice deeper", R"({"wifi":{"country":"DE","country":"US"}})",
+     "the key 'country' is given twice"},
     {"the same key in two objects", R"({"a":{"k":1},"b":{"k":1}})", nullptr},
-    {"nested too deep", std::string(70000, '[') + std::string(70000, ']'), "nested deeper than 16 levels"},
+    {"nested too deep", std::string(70000, '[') + std::string(70000, ']'),
+     "nested deeper than 16 levels"},
     {"a number past every range", R"({"version":1e400})", "a number out of every range ('1e400')"},
     {"not UTF-8", "{\"a\":\"\xff\"}", "not JSON"},
     {"a long bad token", "{\"a\":" + std::string(100000, 'x') + "}", "not JSON"},
@@ -133,7 +148,8 @@ TEST_P(Read, BoundedAndStrict)
     EXPECT_LT(problem.size(), 300u) << "a problem line quotes only a short prefix";
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, Read, testing::ValuesIn(read_rows), row_name<testing::TestParamInfo<read_row>>);
+INSTANTIATE_TEST_SUITE_P(Document, Read, testing::ValuesIn(read_rows),
+                         row_name<testing::TestParamInfo<read_row>>);
 
 TEST(ReadFile, AFolderIsNoDocument)
 {

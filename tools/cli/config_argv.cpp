@@ -11,7 +11,10 @@
 
 namespace {
 
-bool takes_value(const std::string &w) { return w == "--socket" || w == "--timeout"; }
+bool takes_value(const std::string &w)
+{
+    return w == "--socket" || w == "--timeout";
+}
 
 // The first word in argv[from, argc) that is not an option (nor an
 // option's value), or argc.
@@ -41,8 +44,8 @@ place place_of(const std::string &opt, const std::string &verb, std::string &why
     if ((opt == "--show-secrets" && verb == "export") || (opt == "--json" && json_verb))
         return place::after_verb;
     if (opt == "--show-secrets" || opt == "--json")
-        why = opt + " is an option of 'config " + (opt == "--json" ? "diff', 'apply' or 'validate" : "export") +
-              "' only";
+        why = opt + " is an option of 'config " +
+              (opt == "--json" ? "diff', 'apply' or 'validate" : "export") + "' only";
     else
         why = opt.substr(0, opt.find('=')) + " is not an option of config";
     return place::refused;
@@ -59,7 +62,8 @@ int vg_mgmt_config_at(int argc, char **argv)
 int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err)
 {
     for (int i = 1; i < at; ++i)
-        if (std::strcmp(argv[i], "--version") == 0) { // as before any command: the version, nothing else
+        if (std::strcmp(argv[i], "--version") ==
+            0) { // as before any command: the version, nothing else
             char *version[] = {argv[0], argv[i], nullptr};
             return vg_mgmt_cli_run(2, version, out, err);
         }

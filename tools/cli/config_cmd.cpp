@@ -36,7 +36,6 @@ void print_stats(const options &o, const session &s, FILE *err)
         fprintf(err, "%s\n", s.stats().c_str());
 }
 
-
 // Opens the service and restores what an apply that did not finish left.
 int open_settled(const options &o, const report &rep, guard &g, session &s)
 {
@@ -71,7 +70,8 @@ std::optional<json> checked_document(const options &o, const report &rep)
     const std::vector<std::string> problems = validate(*doc);
     if (problems.empty())
         return doc;
-    rep.fail(vgm::EXIT_USAGE, std::to_string(problems.size()) + " problem(s) in " + o.file + "; nothing was sent:",
+    rep.fail(vgm::EXIT_USAGE,
+             std::to_string(problems.size()) + " problem(s) in " + o.file + "; nothing was sent:",
              problems);
     return std::nullopt;
 }
@@ -136,14 +136,16 @@ int cmd_apply(const options &o, FILE *out, FILE *err, size_t rollback = 0)
         doc = std::move(*checked);
     }
     std::string problem;
-    if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem); status != vgm::EXIT_DONE)
+    if (const int status = guard_open(g, o.state_dir, o.socket, !o.check, problem);
+        status != vgm::EXIT_DONE)
         return rep.fail(status, problem);
     const std::string back = "rollback " + std::to_string(rollback);
     if (rollback != 0) {
         std::optional<json> replaced = history_document(g.st, rollback);
         if (!replaced)
-            return rep.fail(vgm::EXIT_USAGE, "no apply " + std::to_string(rollback) +
-                                                 " back in the history of this module (vg-mgmt config history)");
+            return rep.fail(vgm::EXIT_USAGE,
+                            "no apply " + std::to_string(rollback) +
+                                " back in the history of this module (vg-mgmt config history)");
         doc = std::move(*replaced);
     }
     if (!s.open_and_read(o.socket))
@@ -151,17 +153,20 @@ int cmd_apply(const options &o, FILE *out, FILE *err, size_t rollback = 0)
     bool found = false;
     if (const int status = recover_unfinished(g, s, err, found); status != vgm::EXIT_DONE)
         return status;
-    const apply_result r = o.check ? apply_document(s, doc, true)
-                                   : guarded_apply(g, s, doc, o.confirm, rollback != 0 ? back : o.file);
+    const apply_result r = o.check
+                               ? apply_document(s, doc, true)
+                               : guarded_apply(g, s, doc, o.confirm, rollback != 0 ? back : o.file);
     print_stats(o, s, err);
     if (r.status == vgm::EXIT_USAGE)
         return rep.fail(r.status, r.message, r.lines);
     if (!o.json_out) {
         for (const std::string &l : r.lines)
             fprintf(out, "%s\n", l.c_str());
-        fprintf(r.status == vgm::EXIT_DONE || r.status == vgm::EXIT_PENDING ? out : err, "%s\n", r.message.c_str());
+        fprintf(r.status == vgm::EXIT_DONE || r.status == vgm::EXIT_PENDING ? out : err, "%s\n",
+                r.message.c_str());
     }
-    return rep.result(r.status, json{{"changed", r.changed}, {"message", r.message}, {"changes", r.lines}});
+    return rep.result(r.status,
+                      json{{"changed", r.changed}, {"message", r.message}, {"changes", r.lines}});
 }
 
 // The state folder of the module, for the commands that need no service.
@@ -228,7 +233,8 @@ int as_json(FILE *out, F &&command)
     const int status = command(o, e);
     fclose(o);
     fclose(e);
-    const json j = {{"status", status}, {"output", lines_of(ob, ol)}, {"messages", lines_of(eb, el)}};
+    const json j = {
+        {"status", status}, {"output", lines_of(ob, ol)}, {"messages", lines_of(eb, el)}};
     free(ob);
     free(eb);
     fprintf(out, "%s\n", j.dump(2, ' ', false, json::error_handler_t::replace).c_str());
@@ -242,7 +248,8 @@ int cmd_recover(const options &o, FILE *out, FILE *err)
     session s;
     std::string problem;
     const report rep{out, err};
-    if (const int status = guard_open(g, o.state_dir, o.socket, true, problem); status != vgm::EXIT_DONE)
+    if (const int status = guard_open(g, o.state_dir, o.socket, true, problem);
+        status != vgm::EXIT_DONE)
         return rep.fail(status, problem);
     if (!s.open_and_read(o.socket))
         return rep.fail(s.status, s.problem);
@@ -260,8 +267,8 @@ struct safety_cmds {
     size_t back = 1;
 };
 
-void add_safety(CLI::App &app, CLI::App *apply, std::initializer_list<CLI::App *> others, options &o,
-                safety_cmds &c)
+void add_safety(CLI::App &app, CLI::App *apply, std::initializer_list<CLI::App *> others,
+                options &o, safety_cmds &c)
 {
     c.recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
     c.confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
@@ -269,9 +276,11 @@ void add_safety(CLI::App &app, CLI::App *apply, std::initializer_list<CLI::App *
     c.history = app.add_subcommand("history", vgm::config_verb_help("history"));
     c.history->add_flag("--json", o.json_out, "the list as JSON");
     c.rollback = app.add_subcommand("rollback", vgm::config_verb_help("rollback"));
-    c.rollback->add_option("N", c.back, "the N-th apply back (default 1: the last)")->check(CLI::Range(1, 10));
+    c.rollback->add_option("N", c.back, "the N-th apply back (default 1: the last)")
+        ->check(CLI::Range(1, 10));
     for (CLI::App *sub : {c.rollback, apply})
-        sub->add_option("--confirm", o.confirm, "revert by itself after SECONDS unless 'config confirm' comes")
+        sub->add_option("--confirm", o.confirm,
+                        "revert by itself after SECONDS unless 'config confirm' comes")
             ->check(CLI::Range(1u, 86400u));
     app.add_option("--state-dir", o.state_dir,
                    "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
@@ -317,7 +326,8 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     app.add_flag("--stats", o.stats, "print the calls made and the time taken on stderr");
     app.require_subcommand(1);
     CLI::App *exp = app.add_subcommand("export", vgm::config_verb_help("export"));
-    exp->add_flag("--show-secrets", o.show_secrets, "passwords and keys in clear, not " + std::string(secret_mask));
+    exp->add_flag("--show-secrets", o.show_secrets,
+                  "passwords and keys in clear, not " + std::string(secret_mask));
     app.add_subcommand("schema", vgm::config_verb_help("schema"));
     CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
@@ -325,28 +335,32 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     CLI::App *validate_cmd = app.add_subcommand("validate", vgm::config_verb_help("validate"));
     validate_cmd->add_option("FILE", o.file, "the document ('-': stdin)")->required();
     CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
-    const char *statuses = "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
-                           "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
-                           "undo incomplete, 8 interrupted by a signal and undone, 9 another apply is in\n"
-                           "progress on this module (refused at once; nothing was sent).";
+    const char *statuses =
+        "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
+        "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
+        "undo incomplete, 8 interrupted by a signal and undone, 9 another apply is in\n"
+        "progress on this module (refused at once; nothing was sent).";
     app.footer(statuses);
     apply->footer(statuses);
     apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    apply->add_flag("--check", o.check, "send nothing; exit 6 when changes are pending, 0 when none");
+    apply->add_flag("--check", o.check,
+                    "send nothing; exit 6 when changes are pending, 0 when none");
     for (CLI::App *sub : {apply, validate_cmd})
         sub->add_flag("--json", o.json_out, "the result, or the error, as one JSON object");
     safety_cmds safety;
     add_safety(app, apply, {exp, diff, apply}, o, safety);
     std::string args_file;
     CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
-    ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")->required();
+    ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")
+        ->required();
     for (CLI::App *sub : {exp, diff, apply})
         sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
         if (auto mistake = vgm::config_mistake(argc, argv); mistake && e.get_exit_code() != 0) {
-            fprintf(err, "vg-mgmt config: %s\nusage: %s\n", mistake->c_str(), vgm::usage_line(std::vector<std::string>{"config"}).c_str());
+            fprintf(err, "vg-mgmt config: %s\nusage: %s\n", mistake->c_str(),
+                    vgm::usage_line(std::vector<std::string>{"config"}).c_str());
             return vgm::EXIT_USAGE;
         }
         std::ostringstream o_out, o_err;

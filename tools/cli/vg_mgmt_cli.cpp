@@ -55,7 +55,8 @@ CLI::App *child(CLI::App *parent, const std::string &name)
     return sub;
 }
 
-std::vector<word> words_given(const std::vector<std::string> &v, const std::vector<CLI::Option *> &opts)
+std::vector<word> words_given(const std::vector<std::string> &v,
+                              const std::vector<CLI::Option *> &opts)
 {
     std::vector<word> w;
     for (size_t i = 0; i < v.size(); ++i)
@@ -74,7 +75,8 @@ void add_secret_file(CLI::App *node, binding &b, size_t i)
         [value, &b, i, key](const std::string &path) {
             std::string problem;
             if (value->count() > 0)
-                throw CLI::ValidationError("--" + key + "-file", "give --" + key + " or --" + key + "-file, not both");
+                throw CLI::ValidationError("--" + key + "-file",
+                                           "give --" + key + " or --" + key + "-file, not both");
             const std::optional<std::string> secret = read_secret(path, key, problem);
             if (!secret)
                 throw CLI::ValidationError("--" + key + "-file", problem);
@@ -102,7 +104,8 @@ void bind_row(CLI::App *app, parsed &p, const command &c)
     for (size_t i = 0; i < c.fields.size(); ++i) {
         const field &f = c.fields[i];
         const bool positional = input && i < c.npos;
-        CLI::Option *opt = node->add_option(positional ? std::string(f.key) : "--" + std::string(f.key), b.values[i]);
+        CLI::Option *opt = node->add_option(
+            positional ? std::string(f.key) : "--" + std::string(f.key), b.values[i]);
         if (!input)
             opt->group(""); // a get has no value options: keep them out of sight
         b.value_opt.push_back(opt);
@@ -121,7 +124,9 @@ std::string seconds(const std::string &w)
 {
     char *end = nullptr;
     const double v = std::strtod(w.c_str(), &end);
-    return end != w.c_str() && *end == '\0' && v >= 0 ? std::string() : "'" + w + "' is not a number of seconds (0 or more)";
+    return end != w.c_str() && *end == '\0' && v >= 0
+               ? std::string()
+               : "'" + w + "' is not a number of seconds (0 or more)";
 }
 
 void build(CLI::App &app, parsed &p)
@@ -166,7 +171,8 @@ std::vector<std::string> chosen_words(CLI::App &app)
 }
 
 // The first of `words` that names no command at its place, with the nearest one.
-std::optional<std::string> unknown_in(const std::vector<std::string> &words, std::vector<std::string> &prefix)
+std::optional<std::string> unknown_in(const std::vector<std::string> &words,
+                                      std::vector<std::string> &prefix)
 {
     prefix.clear();
     for (const std::string &w : words) {
@@ -240,12 +246,15 @@ int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const C
         msg = e.what();
         const bool extras = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
         if (const size_t colon = msg.find(": "); extras && colon != std::string::npos)
-            msg = unknown_option(argc, argv, app).value_or("unexpected word(s): " + msg.substr(colon + 2));
-        const auto row = std::find_if(p.rows.begin(), p.rows.end(),
-                                      [&](const binding &b) { return command_name(*b.cmd) == joined(prefix); });
+            msg = unknown_option(argc, argv, app)
+                      .value_or("unexpected word(s): " + msg.substr(colon + 2));
+        const auto row = std::find_if(p.rows.begin(), p.rows.end(), [&](const binding &b) {
+            return command_name(*b.cmd) == joined(prefix);
+        });
         usage = row != p.rows.end() ? usage_line(*row->cmd) : usage_line(prefix);
         if (e.get_name() == "RequiredError" && row == p.rows.end())
-            msg = prefix.empty() ? "no command given" : "'" + prefix.back() + "' needs a further word";
+            msg = prefix.empty() ? "no command given"
+                                 : "'" + prefix.back() + "' needs a further word";
     }
     const int status = print_failure(p.o, "", usage_failure(msg));
     std::fprintf(p.o.err, "usage: %s\n", usage.c_str());
@@ -292,7 +301,8 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
         std::vector<std::string> prefix;
         if (auto unknown = unknown_in(p.help_words, prefix)) {
             const int status = print_failure(p.o, "help", usage_failure(*unknown));
-            std::fprintf(p.o.err, "usage: %s\n", usage_line(std::vector<std::string>{"help"}).c_str());
+            std::fprintf(p.o.err, "usage: %s\n",
+                         usage_line(std::vector<std::string>{"help"}).c_str());
             return status;
         }
         if (p.man)

@@ -14,9 +14,10 @@ const char *const kGlobalOptions[][2] = {
     {"--json", "print one JSON object (on failure an error object: code, name, message, status)"},
     {"--show-secrets", "show passphrases, WEP keys and APN passwords instead of ********"},
     {"--raw", "show the LAN, SGMII and station fields as the library gives them"},
-    {"--socket PATH", "the service's socket, sets VG_KEST_SOCKET (default: VG_KEST_SOCKET, else "
-                      "/run/kestd/kestd.sock when it exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else "
-                      "/tmp/vg-kestd-UID/kestd.sock)"},
+    {"--socket PATH",
+     "the service's socket, sets VG_KEST_SOCKET (default: VG_KEST_SOCKET, else "
+     "/run/kestd/kestd.sock when it exists, else $XDG_RUNTIME_DIR/vg-kestd.sock, else "
+     "/tmp/vg-kestd-UID/kestd.sock)"},
     {"--timeout S", "wait up to S seconds for the service's socket to appear (default 0)"},
     {"--version", "print the version"},
     {"-h, --help", "help for the words before it"},
@@ -28,26 +29,32 @@ const char *const kEventsOptions[][2] = {
     {"--exit-on-loss", "exit with status 5 when the service goes away (default: wait for it)"},
 };
 
-const char *const kStatusHelp =
-    "how the module stands: the service's socket and whether it answers; per Wi-Fi interface its SSID, "
-    "band and channel, authentication and number of stations; each data call's state and addresses; the "
-    "LAN, the DMZ host and the number of SNAT rules; the USB configuration in use. With --json one object; "
-    "its \"sources\" say which values are derived or cannot be read (interface activation, pending USB "
-    "settings). Exit 3 when no service answers.";
+const char *const kStatusHelp = "how the module stands: the service's socket and whether it "
+                                "answers; per Wi-Fi interface its SSID, "
+                                "band and channel, authentication and number of stations; each "
+                                "data call's state and addresses; the "
+                                "LAN, the DMZ host and the number of SNAT rules; the USB "
+                                "configuration in use. With --json one object; "
+                                "its \"sources\" say which values are derived or cannot be read "
+                                "(interface activation, pending USB "
+                                "settings). Exit 3 when no service answers.";
 
 const char *const kManExamples =
     "# EXAMPLES\n\nHow the module stands, then the same as JSON:\n\n"
     "```\nvg-mgmt status\nvg-mgmt --json status\n```\n\n"
     "An access point with WPA on channel 6 (the other settings stay as they were):\n\n"
-    "```\nvg-mgmt wifi channel set 1 6\nvg-mgmt wifi auth set 1 wpa-psk-2 --password longenough\n```\n\n"
+    "```\nvg-mgmt wifi channel set 1 6\nvg-mgmt wifi auth set 1 wpa-psk-2 --password "
+    "longenough\n```\n\n"
     "A profile and its data call:\n\n"
-    "```\nvg-mgmt datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn internet --user '' "
+    "```\nvg-mgmt datacall apn add 0 --pdp-type ipv4v6 --auth-protocol none --apn internet --user "
+    "'' "
     "--password ''\nvg-mgmt datacall up 1 --ip-type ipv4v6\nvg-mgmt datacall info get 1\n```\n\n"
     "Port forwarding, and a USB function changed and written out:\n\n"
     "```\nvg-mgmt network snat add 192.168.225.20 8080 80 tcp\n"
     "vg-mgmt usb func set --adb on && vg-mgmt usb config write\n```\n\n"
     "The whole configuration saved, then applied to another module after a look at the changes:\n\n"
-    "```\nvg-mgmt config export > module.json\nvg-mgmt --socket /run/other.sock config diff module.json\n"
+    "```\nvg-mgmt config export > module.json\nvg-mgmt --socket /run/other.sock config diff "
+    "module.json\n"
     "vg-mgmt --socket /run/other.sock config apply module.json\n```\n\n";
 
 std::vector<std::string> words_of(const command &c)
@@ -73,20 +80,27 @@ const char *placeholder(const field &f)
 {
     switch (f.type) {
     case vtype::text:
-    case vtype::textn: return "TEXT";
-    case vtype::mac: return "MAC";
+    case vtype::textn:
+        return "TEXT";
+    case vtype::mac:
+        return "MAC";
     case vtype::ipv4:
     case vtype::ipv6:
-    case vtype::ipv4_text: return "ADDR";
-    case vtype::usb_id: return "ID";
-    case vtype::flag: return "on|off";
-    default: return f.named.empty() ? "N" : "NAME";
+    case vtype::ipv4_text:
+        return "ADDR";
+    case vtype::usb_id:
+        return "ID";
+    case vtype::flag:
+        return "on|off";
+    default:
+        return f.named.empty() ? "N" : "NAME";
     }
 }
 
 // Prints `text` after an indent, wrapped within kColumns; lines after the
 // first are indented by `more` (default: the same).
-void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text, size_t more = 0)
+void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text,
+             size_t more = 0)
 {
     more = more != 0 ? more : indent;
     std::string line = head;
@@ -138,8 +152,10 @@ void print_row_help(FILE *out, const command &c)
                                                      : (input ? "--" : "") + std::string(f.key);
         wrapped(out, "  " + head, 22, field_text(f, input));
         if (input && f.secret && i >= c.npos)
-            wrapped(out, "  " + head + "-file", 22, "read " + head + " from FILE, not the command line ('-': stdin, "
-                                                     "asked for without echo on a terminal)");
+            wrapped(out, "  " + head + "-file", 22,
+                    "read " + head +
+                        " from FILE, not the command line ('-': stdin, "
+                        "asked for without echo on a terminal)");
     }
     for (const field &f : c.query)
         wrapped(out, "  --" + std::string(f.key), 22, field_text(f, true));
@@ -147,10 +163,12 @@ void print_row_help(FILE *out, const command &c)
     for (const field &f : c.fields)
         defaults = defaults || f.def != nullptr;
     if (c.k == kind::set)
-        wrapped(out, "", 0, c.read_id != 0 ? "Fields not given keep their values." : "Give every field.");
+        wrapped(out, "", 0,
+                c.read_id != 0 ? "Fields not given keep their values." : "Give every field.");
     else if (c.k == kind::run && !c.fields.empty())
-        wrapped(out, "", 0, defaults ? "Fields not given take the defaults shown."
-                                     : "This command reads nothing first: give every field.");
+        wrapped(out, "", 0,
+                defaults ? "Fields not given take the defaults shown."
+                         : "This command reads nothing first: give every field.");
 }
 
 } // namespace
@@ -175,7 +193,8 @@ std::string usage_line(const command &c)
     for (size_t i = 0; input && i < c.fields.size(); ++i) {
         const field &f = c.fields[i];
         if (i < c.npos)
-            u += positional_required(c, i) ? " <" + std::string(f.key) + ">" : " [<" + std::string(f.key) + ">]";
+            u += positional_required(c, i) ? " <" + std::string(f.key) + ">"
+                                           : " [<" + std::string(f.key) + ">]";
         else if (c.k == kind::run && f.def == nullptr)
             u += " --" + std::string(f.key) + " " + placeholder(f);
         else
@@ -239,11 +258,12 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
     if (prefix == std::vector<std::string>{"status"})
         return (void)std::fprintf(out, "usage: %s\n%s\n", usage_line(prefix).c_str(), kStatusHelp);
     if (prefix.empty()) {
-        std::fprintf(out, "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
-                          "       vg-mgmt [options] status\n"
-                          "       vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]\n"
-                          "       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
-                          "       vg-mgmt completion bash | vg-mgmt help [--man] [words]\n\noptions:\n");
+        std::fprintf(out,
+                     "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
+                     "       vg-mgmt [options] status\n"
+                     "       vg-mgmt [options] events [--count N] [--timeout S] [--exit-on-loss]\n"
+                     "       vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
+                     "       vg-mgmt completion bash | vg-mgmt help [--man] [words]\n\noptions:\n");
         for (const auto &o : kGlobalOptions)
             wrapped(out, std::string("  ") + o[0], 22, o[1]);
         std::fprintf(out, "\nexit status:\n");
@@ -256,31 +276,38 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         wrapped(out, "", 6, c->help);
     }
     if (prefix.empty()) {
-        std::fprintf(out, "\nthe whole configuration as one JSON document (vg-mgmt config --help tells more):\n");
+        std::fprintf(
+            out,
+            "\nthe whole configuration as one JSON document (vg-mgmt config --help tells more):\n");
         print_config_help(out);
     }
 }
 
 void print_manpage(FILE *out)
 {
-    std::fprintf(out, "vg-mgmt(1)\n\n# NAME\n\nvg-mgmt - read and change the configuration of the router module\n\n"
-                      "# SYNOPSIS\n\n*vg-mgmt* [_options_] _domain_ _subject_ [_verb_] [_arguments_]\n\n"
-                      "*vg-mgmt* [_options_] *events* [*--count* _N_] [*--timeout* _S_] [*--exit-on-loss*]\n\n"
-                      "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
-                      "*vg-mgmt* [_options_] *status*\n\n"
-                      "*vg-mgmt* *help* [*--man*] [_words_] | *completion* *bash*\n\n"
-                      "# DESCRIPTION\n\n*vg-mgmt* reads and changes the Wi-Fi, data call, network and USB settings "
-                      "of the module through its management service. A *set* changes only the values it "
-                      "names: it reads the setting, changes those values and writes it back.\n\n"
-                      "Numbers are decimal, or hexadecimal with 0x. Named values are accepted and shown by "
-                      "name; their numbers are accepted too.\n\n# OPTIONS\n\n");
+    std::fprintf(
+        out,
+        "vg-mgmt(1)\n\n# NAME\n\nvg-mgmt - read and change the configuration of the router "
+        "module\n\n"
+        "# SYNOPSIS\n\n*vg-mgmt* [_options_] _domain_ _subject_ [_verb_] [_arguments_]\n\n"
+        "*vg-mgmt* [_options_] *events* [*--count* _N_] [*--timeout* _S_] [*--exit-on-loss*]\n\n"
+        "*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
+        "*vg-mgmt* [_options_] *status*\n\n"
+        "*vg-mgmt* *help* [*--man*] [_words_] | *completion* *bash*\n\n"
+        "# DESCRIPTION\n\n*vg-mgmt* reads and changes the Wi-Fi, data call, network and USB "
+        "settings "
+        "of the module through its management service. A *set* changes only the values it "
+        "names: it reads the setting, changes those values and writes it back.\n\n"
+        "Numbers are decimal, or hexadecimal with 0x. Named values are accepted and shown by "
+        "name; their numbers are accepted too.\n\n# OPTIONS\n\n");
     for (const auto &o : kGlobalOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
     std::fprintf(out, "# COMMANDS\n\n");
     for (const command &c : commands()) {
         // The one-line help is a phrase: it ends with a full stop before the note.
-        std::fprintf(out, "*%s*\n\t%s.%s%s\n", scdoc_escape(usage_line(c)).c_str(), scdoc_escape(c.help).c_str(),
-                     c.note != nullptr ? " " : "", c.note != nullptr ? scdoc_escape(c.note).c_str() : "");
+        std::fprintf(out, "*%s*\n\t%s.%s%s\n", scdoc_escape(usage_line(c)).c_str(),
+                     scdoc_escape(c.help).c_str(), c.note != nullptr ? " " : "",
+                     c.note != nullptr ? scdoc_escape(c.note).c_str() : "");
         std::vector<field> all = axis_fields(c.inst);
         all.insert(all.end(), c.fields.begin(), c.fields.end());
         all.insert(all.end(), c.query.begin(), c.query.end());
@@ -289,7 +316,8 @@ void print_manpage(FILE *out)
                          scdoc_escape(field_text(f, c.k != kind::get)).c_str());
         std::fprintf(out, "\n");
     }
-    std::fprintf(out, "# STATUS\n\n*vg-mgmt* [_options_] *status*\n\t%s\n\n", scdoc_escape(kStatusHelp).c_str());
+    std::fprintf(out, "# STATUS\n\n*vg-mgmt* [_options_] *status*\n\t%s\n\n",
+                 scdoc_escape(kStatusHelp).c_str());
     std::fprintf(out, "# EVENTS\n\n");
     for (const auto &o : kEventsOptions)
         std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
@@ -308,10 +336,12 @@ void print_bash_completion(FILE *out)
                       "    local cur=${COMP_WORDS[COMP_CWORD]} path='' i w words='' files=''\n"
                       "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
                       "        w=${COMP_WORDS[i]}\n"
-                      "        case $w in --socket|--timeout|--count) ((i++)) ;; -*) ;; *) path+=\" $w\" ;; esac\n"
+                      "        case $w in --socket|--timeout|--count) ((i++)) ;; -*) ;; *) "
+                      "path+=\" $w\" ;; esac\n"
                       "    done\n"
                       "    case ${COMP_WORDS[COMP_CWORD-1]} in\n"
-                      "        --socket) compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f -- \"$cur\")); return ;;\n"
+                      "        --socket) compopt -o filenames 2>/dev/null; COMPREPLY=($(compgen -f "
+                      "-- \"$cur\")); return ;;\n"
                       "        --timeout|--count) COMPREPLY=(); return ;;\n    esac\n"
                       "    case \"${path# }\" in\n");
     std::vector<std::vector<std::string>> nodes = {{}};
@@ -346,9 +376,11 @@ void print_bash_completion(FILE *out)
     print_config_completion(out);
     std::fprintf(out, "        'events'|'events '*) words='--count --timeout --exit-on-loss' ;;\n"
                       "        'completion') words='bash' ;;\n    esac\n"
-                      "    if [[ ${path# } == config ]]; then [[ $cur == -* ]] && words='--socket --stats --help'\n"
+                      "    if [[ ${path# } == config ]]; then [[ $cur == -* ]] && words='--socket "
+                      "--stats --help'\n"
                       "    elif [[ $cur == -* && ${path# } != config\\ * ]]; then\n"
-                      "        words+=' --json --show-secrets --raw --socket --timeout --version --help'\n    fi\n"
+                      "        words+=' --json --show-secrets --raw --socket --timeout --version "
+                      "--help'\n    fi\n"
                       "    COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
                       "    if [[ -n $files && $cur != -* ]]; then\n"
                       "        compopt -o filenames 2>/dev/null\n"

@@ -15,21 +15,29 @@ const char *const kConfigOptions[][2] = {
     {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
     {"--stats", "print the calls made and the time taken on stderr"},
     {"--show-secrets", "export: passwords and keys in clear, not ********"},
-    {"--json", "diff, apply, validate, history, recover, confirm, rollback: the result, or the error, as one JSON "
+    {"--json", "diff, apply, validate, history, recover, confirm, rollback: the result, or the "
+               "error, as one JSON "
                "object on stdout"},
     {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
     {"--confirm SECONDS",
-     "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) unless "
-     "'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its own session (double fork, "
-     "setsid, standard streams on /dev/null, no other inherited descriptor), so it outlives the shell or SSH "
-     "session that started it; it holds the module's apply lock until then. When the watcher is gone (a restart), "
+     "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) "
+     "unless "
+     "'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its own session "
+     "(double fork, "
+     "setsid, standard streams on /dev/null, no other inherited descriptor), so it outlives the "
+     "shell or SSH "
+     "session that started it; it holds the module's apply lock until then. When the watcher is "
+     "gone (a restart), "
      "'config recover' or the next config command reverts the unconfirmed change"},
-    {"--state-dir DIR",
-     "the private folder (0700, files 0600) of the apply lock and journal; default: VG_MGMT_STATE_DIR, else "
-     "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt for others. An apply takes "
-     "the module's lock (a second apply is refused with 9) and writes the journal (the values to restore) before "
-     "its first change; every later config command that finds the journal of an apply that did not finish "
-     "reports it and restores the configuration from before it"},
+    {"--state-dir DIR", "the private folder (0700, files 0600) of the apply lock and journal; "
+                        "default: VG_MGMT_STATE_DIR, else "
+                        "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or "
+                        "~/.local/state/vg-mgmt for others. An apply takes "
+                        "the module's lock (a second apply is refused with 9) and writes the "
+                        "journal (the values to restore) before "
+                        "its first change; every later config command that finds the journal of an "
+                        "apply that did not finish "
+                        "reports it and restores the configuration from before it"},
 };
 
 std::string verb_usage(const config_verb &v)
@@ -55,18 +63,23 @@ void print_config_help(FILE *out)
 
 void print_config_manpage(FILE *out)
 {
-    std::fprintf(out, "# CONFIG\n\n*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
-                      "*config* reads and writes the module's whole configuration as one JSON document: the "
-                      "settings of the commands above, under *wifi*, *datacall*, *network* and *usb*. Passwords "
-                      "and keys are shown as %s unless *--show-secrets* is given, and a secret given as %s keeps "
-                      "its value. A document may hold some of the keys only: *apply* changes those, and makes each "
-                      "list it holds exactly as given. Before *config*, the options *--socket*, *--show-secrets* "
-                      "(export) and *--json* (diff, apply, validate) are taken; any other is refused. A document is at "
-                      "most 1 MiB and 16 levels deep; a key given twice in one object is a problem. A text that is "
-                      "not valid UTF-8 is written, and may be given, as {\"hex\": \"<its bytes in lower-case "
-                      "hex>\"}; a problem line quotes at most 32 bytes of a value, and a secret only by its "
-                      "length.\n\n",
-                 scdoc_escape("********").c_str(), scdoc_escape("********").c_str());
+    std::fprintf(
+        out,
+        "# CONFIG\n\n*vg-mgmt* [*--socket* _PATH_] *config* [*--stats*] _verb_ [_arguments_]\n\n"
+        "*config* reads and writes the module's whole configuration as one JSON document: the "
+        "settings of the commands above, under *wifi*, *datacall*, *network* and *usb*. Passwords "
+        "and keys are shown as %s unless *--show-secrets* is given, and a secret given as %s keeps "
+        "its value. A document may hold some of the keys only: *apply* changes those, and makes "
+        "each "
+        "list it holds exactly as given. Before *config*, the options *--socket*, *--show-secrets* "
+        "(export) and *--json* (diff, apply, validate) are taken; any other is refused. A document "
+        "is at "
+        "most 1 MiB and 16 levels deep; a key given twice in one object is a problem. A text that "
+        "is "
+        "not valid UTF-8 is written, and may be given, as {\"hex\": \"<its bytes in lower-case "
+        "hex>\"}; a problem line quotes at most 32 bytes of a value, and a secret only by its "
+        "length.\n\n",
+        scdoc_escape("********").c_str(), scdoc_escape("********").c_str());
     for (const config_verb &v : kConfigVerbs)
         std::fprintf(out, "*vg-mgmt %s*\n\t%s\n\n", scdoc_escape(verb_usage(v)).c_str(),
                      scdoc_escape(v.help).c_str());
@@ -79,16 +92,18 @@ void print_config_manpage(FILE *out)
 // where FILE (or ARGS) is completed with file names.
 void print_config_completion(FILE *out)
 {
-    std::fprintf(out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
-                      "        'config schema'*) words='--help' ;;\n"
-                      "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-                      "        'config apply'*) words='--check --confirm --json --socket --state-dir --stats --help' files=1 ;;\n"
-                      "        'config validate'*) words='--json --help' files=1 ;;\n"
-                      "        'config recover'*) words='--json --socket --state-dir --help' ;;\n"
-                      "        'config confirm'*) words='--json --socket --state-dir --help' ;;\n"
-                      "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
-                      "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
-                      "        'config ansible'*) words='--help' files=1 ;;\n");
+    std::fprintf(
+        out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
+             "        'config schema'*) words='--help' ;;\n"
+             "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
+             "        'config apply'*) words='--check --confirm --json --socket --state-dir "
+             "--stats --help' files=1 ;;\n"
+             "        'config validate'*) words='--json --help' files=1 ;;\n"
+             "        'config recover'*) words='--json --socket --state-dir --help' ;;\n"
+             "        'config confirm'*) words='--json --socket --state-dir --help' ;;\n"
+             "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
+             "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
+             "        'config ansible'*) words='--help' files=1 ;;\n");
 }
 
 namespace {

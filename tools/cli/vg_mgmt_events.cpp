@@ -26,7 +26,7 @@ std::mutex g_mu;
 std::condition_variable g_cv;
 const output *g_out = nullptr;
 unsigned g_seen = 0;
-unsigned g_limit = 0; // --count: events after this many are not printed
+unsigned g_limit = 0;            // --count: events after this many are not printed
 std::atomic<bool> g_stop{false}; // set by SIGINT and SIGTERM (lock-free, so signal-safe)
 
 std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
@@ -46,16 +46,17 @@ std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
                             num("reason", offsetof(D, reason_code), 4, 0, 0, "")};
     const char *keys[] = {"address", "gateway", "dns1", "dns2"};
     for (uint16_t i = 0; i < 4; ++i)
-        f.push_back(family == 0 ? of_type(vtype::ipv4, keys[i], offsetof(D, address) + 4 * i, 4, "")
-                                : of_type(vtype::ipv6, keys[i], offsetof(D, address) + 16 * i, 16, ""));
+        f.push_back(family == 0
+                        ? of_type(vtype::ipv4, keys[i], offsetof(D, address) + 4 * i, 4, "")
+                        : of_type(vtype::ipv6, keys[i], offsetof(D, address) + 16 * i, 16, ""));
     return f;
 }
 
 const char *event_name(uint32_t id)
 {
     return id == WIFI_EVENT_STA_STATUS ? "wifi-station-status"
-           : id == WIFI_EVENT_AP_STA  ? "wifi-ap-station"
-                                      : "datacall-status";
+           : id == WIFI_EVENT_AP_STA   ? "wifi-ap-station"
+                                       : "datacall-status";
 }
 
 int32_t on_event(uint32_t id, const void *event, uint32_t)
@@ -140,7 +141,8 @@ int run_events(const output &o, const events_options &e, double wait_s)
             continue;
         }
         if (!first)
-            std::fprintf(o.err, "vg-mgmt: events: the service is back at %s; listening again\n", where.c_str());
+            std::fprintf(o.err, "vg-mgmt: events: the service is back at %s; listening again\n",
+                         where.c_str());
         const ended how = listen(h, e, deadline);
         vg_mgmt_client_close(h);
         if (how == ended::done)

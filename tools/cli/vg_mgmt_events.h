@@ -6,8 +6,8 @@
 namespace vgm {
 
 struct events_options {
-    unsigned count = 0;      // stop after this many (0: no limit)
-    double timeout_s = 0;    // stop after this long (0: no limit)
+    unsigned count = 0;   // stop after this many (0: no limit)
+    double timeout_s = 0; // stop after this long (0: no limit)
     bool exit_on_loss = false;
 };
 

@@ -28,7 +28,8 @@ std::optional<std::string> fill(const std::vector<field> &fields, const std::vec
                                 uint8_t *rec, bool defaults)
 {
     for (size_t i = 0; i < fields.size() && i < words.size(); ++i) {
-        const word w = words[i] ? words[i] : (defaults && fields[i].def ? word(fields[i].def) : word());
+        const word w =
+            words[i] ? words[i] : (defaults && fields[i].def ? word(fields[i].def) : word());
         if (!w)
             continue;
         if (auto e = parse_field(fields[i], *w, rec))
@@ -97,15 +98,16 @@ std::optional<failure> missing_profile(const call &k, const buffer &inst)
     if (k.c.inst != axis::profile)
         return std::nullopt;
     buffer b(value_size(MGMT_DOMAIN_DATA_CALL), 0); // profile type 0
-    if (vg_mgmt_client_get(k.h, MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_LIST), b.data(),
-                           static_cast<uint32_t>(b.size())) != 0)
+    if (vg_mgmt_client_get(k.h, MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_APN_LIST),
+                           b.data(), static_cast<uint32_t>(b.size())) != 0)
         return call_failure(vg_mgmt_get_errno());
     data_call_apn_list_params l;
     std::memcpy(&l, b.data(), sizeof l);
     if (std::find(l.index_list, l.index_list + l.length, inst[0]) != l.index_list + l.length)
         return std::nullopt;
     return failure{EXIT_REFUSED, 0, "NO_SUCH_PROFILE",
-                   "there is no profile " + std::to_string(inst[0]) + " ('datacall apn list 0' lists them)"};
+                   "there is no profile " + std::to_string(inst[0]) +
+                       " ('datacall apn list 0' lists them)"};
 }
 
 int h_get(const call &k)
@@ -146,8 +148,8 @@ int h_set(const call &k)
     }
     for (size_t i = 0; i < k.c.fields.size(); ++i)
         if (k.r.values[i] && k.c.fields[i].shown != nullptr && !k.c.fields[i].shown(w.data()))
-            return fail(k, usage_failure(std::string(k.c.fields[i].key) + " does not apply here: " +
-                                         k.c.fields[i].help));
+            return fail(k, usage_failure(std::string(k.c.fields[i].key) +
+                                         " does not apply here: " + k.c.fields[i].help));
     if (auto f = lib(k, MGMT_OPT_SET, k.c.write_id, w))
         return fail(k, *f);
     return done(k, nullptr);
@@ -195,12 +197,14 @@ std::string socket_path()
 std::optional<failure> connect(mgmt_client **h, mgmt_event_cb cb, double wait_s)
 {
     const std::string path = socket_path();
-    const auto until = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                                               std::chrono::duration<double>(wait_s));
+    const auto until = std::chrono::steady_clock::now() +
+                       std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                           std::chrono::duration<double>(wait_s));
     struct stat st;
     while (::stat(path.c_str(), &st) != 0) {
         if (std::chrono::steady_clock::now() >= until)
-            return no_service("no service: " + path + " does not exist (is the service running? "
+            return no_service("no service: " + path +
+                              " does not exist (is the service running? "
                               "VG_KEST_SOCKET or --socket names another socket)");
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -211,7 +215,8 @@ std::optional<failure> connect(mgmt_client **h, mgmt_event_cb cb, double wait_s)
         return std::nullopt;
     failure f = service_failure(vg_mgmt_get_errno());
     if (f.status == EXIT_NO_SERVICE)
-        f.message = "no service answers at " + path + " (VG_KEST_SOCKET or --socket names the socket)";
+        f.message =
+            "no service answers at " + path + " (VG_KEST_SOCKET or --socket names the socket)";
     return f;
 }
 
@@ -228,10 +233,18 @@ int run_request(const output &o, const request &r, double wait_s)
     const call k{h, r, o, *r.cmd};
     int status = EXIT_DONE;
     switch (r.cmd->k) {
-    case kind::get: status = h_get(k); break;
-    case kind::list: status = h_list(k); break;
-    case kind::set: status = h_set(k); break;
-    case kind::run: status = h_run(k); break;
+    case kind::get:
+        status = h_get(k);
+        break;
+    case kind::list:
+        status = h_list(k);
+        break;
+    case kind::set:
+        status = h_set(k);
+        break;
+    case kind::run:
+        status = h_run(k);
+        break;
     }
     vg_mgmt_client_close(h);
     return status;

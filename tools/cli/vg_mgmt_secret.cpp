@@ -50,14 +50,16 @@ bool prompt_for(const std::string &what, std::string &out)
 
 } // namespace
 
-std::optional<std::string> read_secret(const std::string &file, const std::string &what, std::string &problem)
+std::optional<std::string> read_secret(const std::string &file, const std::string &what,
+                                       std::string &problem)
 {
     std::string secret;
     bool ok;
     if (file == "-" && isatty(STDIN_FILENO)) {
         ok = prompt_for(what, secret);
     } else {
-        const int fd = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+        const int fd =
+            file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
         ok = fd >= 0 && read_bounded(fd, false, secret);
         const int saved = errno;
         if (fd > STDIN_FILENO)
@@ -65,11 +67,13 @@ std::optional<std::string> read_secret(const std::string &file, const std::strin
         errno = saved;
     }
     if (!ok) {
-        problem = (file == "-" ? std::string("stdin") : file) + ": cannot be read: " + strerror(errno);
+        problem =
+            (file == "-" ? std::string("stdin") : file) + ": cannot be read: " + strerror(errno);
         return std::nullopt;
     }
     if (secret.size() > kMaxSecretFile) {
-        problem = file + ": longer than " + std::to_string(kMaxSecretFile) + " bytes: not a secret of the module";
+        problem = file + ": longer than " + std::to_string(kMaxSecretFile) +
+                  " bytes: not a secret of the module";
         return std::nullopt;
     }
     if (!secret.empty() && secret.back() == '\n')

@@ -14,6 +14,7 @@ inline constexpr size_t kMaxSecretFile = 4096;
 
 // The secret in `file` ("-": stdin), without one trailing newline; nullopt
 // with the problem (which never holds the secret).
-std::optional<std::string> read_secret(const std::string &file, const std::string &what, std::string &problem);
+std::optional<std::string> read_secret(const std::string &file, const std::string &what,
+                                       std::string &problem);
 
 } // namespace vgm

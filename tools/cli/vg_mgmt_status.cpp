@@ -38,12 +38,17 @@ json read_row(const reader &r, const std::string &name, const std::vector<std::s
     for (const field &q : c.query)
         if (q.def != nullptr)
             parse_field(q, q.def, b.data());
-    if (vg_mgmt_client_get(r.h, MGMT_COMMAND(c.domain, c.read_id), b.data(), static_cast<uint32_t>(b.size())) != 0)
+    if (vg_mgmt_client_get(r.h, MGMT_COMMAND(c.domain, c.read_id), b.data(),
+                           static_cast<uint32_t>(b.size())) != 0)
         return json{{"error", call_failure(vg_mgmt_get_errno()).message}};
-    return c.list != nullptr ? list_json(*c.list, b.data(), r.secrets, false) : record_json(c.fields, b.data(), r.secrets);
+    return c.list != nullptr ? list_json(*c.list, b.data(), r.secrets, false)
+                             : record_json(c.fields, b.data(), r.secrets);
 }
 
-json value_of(const json &rec, const char *key) { return rec.contains(key) ? rec[key] : rec; }
+json value_of(const json &rec, const char *key)
+{
+    return rec.contains(key) ? rec[key] : rec;
+}
 
 std::string band_of(const json &channel)
 {
@@ -71,7 +76,8 @@ json wifi_status(const reader &r)
         f["auth"] = value_of(read_row(r, "wifi auth get", {n}), "auth");
         f["active"] = nullptr;
         const json &list = stations.contains("stations") ? stations["stations"] : json::array();
-        f["stations"] = std::count_if(list.begin(), list.end(), [i](const json &s) { return s["interface"] == i; });
+        f["stations"] = std::count_if(list.begin(), list.end(),
+                                      [i](const json &s) { return s["interface"] == i; });
         ifaces.push_back(f);
     }
     w["interfaces"] = ifaces;
@@ -126,10 +132,13 @@ json usb_status(const reader &r)
 json sources()
 {
     json s = json::object();
-    s["wifi.interfaces.active"] = "cannot be read: the library has a set for it (wifi active set) and no get";
+    s["wifi.interfaces.active"] =
+        "cannot be read: the library has a set for it (wifi active set) and no get";
     s["wifi.interfaces.band"] = "from the channel: 1 to 14 is 2.4 GHz, 36 and up 5 GHz";
-    s["wifi.interfaces.stations"] = "stations whose interface field names it (the simulated service's meaning)";
-    s["network.lan"] = "the simulated service's meaning of the LAN block (--raw on network lan get)";
+    s["wifi.interfaces.stations"] =
+        "stations whose interface field names it (the simulated service's meaning)";
+    s["network.lan"] =
+        "the simulated service's meaning of the LAN block (--raw on network lan get)";
     s["usb.pending"] = "cannot be read: the library reads only the configuration in use; "
                        "usb config write applies what is pending";
     return s;
@@ -148,7 +157,8 @@ std::string text_of(const std::string &key, const json &v)
 void print_text(FILE *out, const json &v, size_t indent, const char *first = nullptr)
 {
     for (const auto &[key, value] : v.items()) {
-        const std::string pad = first != nullptr ? std::string(indent - 2, ' ') + first : std::string(indent, ' ');
+        const std::string pad =
+            first != nullptr ? std::string(indent - 2, ' ') + first : std::string(indent, ' ');
         first = nullptr;
         const bool rows = value.is_array() && !value.empty() && value[0].is_object();
         if (value.is_object() || rows)

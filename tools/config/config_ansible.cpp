@@ -15,17 +15,23 @@ namespace vgcfg {
 
 namespace {
 
-
 std::string py_type(const json &v)
 {
     switch (v.type()) {
-    case json::value_t::object: return "dict";
-    case json::value_t::array: return "list";
-    case json::value_t::string: return "str";
-    case json::value_t::boolean: return "bool";
-    case json::value_t::number_float: return "float";
-    case json::value_t::null: return "NoneType";
-    default: return "int";
+    case json::value_t::object:
+        return "dict";
+    case json::value_t::array:
+        return "list";
+    case json::value_t::string:
+        return "str";
+    case json::value_t::boolean:
+        return "bool";
+    case json::value_t::number_float:
+        return "float";
+    case json::value_t::null:
+        return "NoneType";
+    default:
+        return "int";
     }
 }
 
@@ -45,8 +51,8 @@ std::string type_problem(const ansible_option &o, const json &v)
     if (ok)
         return {};
     return "argument '" + std::string(o.name) + "' is of type <class '" + py_type(v) +
-           "'> and we were unable to convert to " + t + ": " + (t == "raw" ? "give a dictionary or its JSON text"
-                                                                       : "conversion is not allowed");
+           "'> and we were unable to convert to " + t + ": " +
+           (t == "raw" ? "give a dictionary or its JSON text" : "conversion is not allowed");
 }
 
 } // namespace
@@ -71,7 +77,8 @@ std::optional<json> read_json_file(const std::string &file, const char *what, st
 std::string check_options(const json &args, const ansible_module &m)
 {
     if (!args.is_object())
-        return "the arguments file holds a " + py_type(args) + ", not the JSON object of the task's arguments";
+        return "the arguments file holds a " + py_type(args) +
+               ", not the JSON object of the task's arguments";
     std::string unknown, supported;
     for (const ansible_option &o : m.options)
         supported += (supported.empty() ? "" : ", ") + std::string(o.name);
@@ -102,7 +109,10 @@ std::string option_string(const json &args, const char *name, const std::string 
     return args.contains(name) && args[name].is_string() ? args[name].get<std::string>() : fallback;
 }
 
-bool option_given(const json &args, const char *name) { return args.contains(name) && !args[name].is_null(); }
+bool option_given(const json &args, const char *name)
+{
+    return args.contains(name) && !args[name].is_null();
+}
 
 json ansible_failure(const std::string &msg, const std::vector<std::string> &problems)
 {

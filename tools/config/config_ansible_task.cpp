@@ -26,7 +26,10 @@ struct task {
     bool diff = false;
 };
 
-bool offline(config_state s) { return s == config_state::rendered || s == config_state::parsed; }
+bool offline(config_state s)
+{
+    return s == config_state::rendered || s == config_state::parsed;
+}
 
 // A document given as JSON text; why it is not JSON in problem.
 std::optional<json> parse_text(const json &text, const char *why, std::string &problem)
@@ -44,8 +47,7 @@ std::optional<json> given_document(const task &t, std::string &problem)
             problem = "state is parsed but all of the following are missing: running_config";
             return std::nullopt;
         }
-        return parse_text(t.args["running_config"],
-                          "running_config", problem);
+        return parse_text(t.args["running_config"], "running_config", problem);
     }
     if (t.state == config_state::gathered) {
         if (inline_doc || path_doc)
@@ -78,7 +80,8 @@ std::optional<task> read_task(const json &args, const ansible_module &m, std::st
     const std::string state = option_string(args, "state", "merged");
     const std::optional<config_state> s = state_named(state);
     if (!s) {
-        problem = "value of state must be one of: " + std::string(state_names()) + ", got: " + state;
+        problem =
+            "value of state must be one of: " + std::string(state_names()) + ", got: " + state;
         return std::nullopt;
     }
     t.state = *s;
@@ -88,11 +91,12 @@ std::optional<task> read_task(const json &args, const ansible_module &m, std::st
     if (!doc)
         return std::nullopt;
     if (!doc->is_object()) {
-        problem = std::string("the configuration document is a ") + doc->type_name() + ", not an object";
+        problem =
+            std::string("the configuration document is a ") + doc->type_name() + ", not an object";
         return std::nullopt;
     }
     t.doc = std::move(*doc);
-    numbers_from_text(t.doc); // "{{ n + 1 }}" gives "6": a number where the field takes one
+    numbers_from_text(t.doc);       // "{{ n + 1 }}" gives "6": a number where the field takes one
     if (!t.doc.contains("version")) // the task's document may leave it out
         t.doc["version"] = document_version;
     return t;
@@ -116,8 +120,10 @@ json offline_result(const task &t)
 json changing_result(const task &t, guard &g, session &s)
 {
     const json target = state_target(t.state, t.doc, to_document(s.before, true));
-    const unsigned confirm = option_given(t.args, "confirm") ? t.args["confirm"].get<unsigned>() : 0u;
-    const apply_result r = t.check ? apply_document(s, target, true) : guarded_apply(g, s, target, confirm, "ansible");
+    const unsigned confirm =
+        option_given(t.args, "confirm") ? t.args["confirm"].get<unsigned>() : 0u;
+    const apply_result r =
+        t.check ? apply_document(s, target, true) : guarded_apply(g, s, target, confirm, "ansible");
     const json before = to_document(s.before, false);
     json result = json{{"changed", r.changed}, {"msg", r.message}};
     if (t.diff)
@@ -140,8 +146,10 @@ json changing_result(const task &t, guard &g, session &s)
 
 const std::vector<ansible_option> &internal_options()
 {
-    static const std::vector<ansible_option> o{{"_ansible_check_mode", "bool"}, {"_ansible_diff", "bool"},
-                                               {"_ansible_no_log", "bool"},      {"_ansible_debug", "bool"},
+    static const std::vector<ansible_option> o{{"_ansible_check_mode", "bool"},
+                                               {"_ansible_diff", "bool"},
+                                               {"_ansible_no_log", "bool"},
+                                               {"_ansible_debug", "bool"},
                                                {"_ansible_module_name", "str"}};
     return o;
 }
@@ -152,7 +160,8 @@ json ansible_task(const char *args_file)
     const std::optional<json> args = read_json_file(args_file, "the arguments file", problem);
     if (!args)
         return ansible_failure(problem, {});
-    const std::string name = args->is_object() ? option_string(*args, "_ansible_module_name", "") : "";
+    const std::string name =
+        args->is_object() ? option_string(*args, "_ansible_module_name", "") : "";
     const bool facts = name == "vg.mgmt.facts" || name == "facts";
     const ansible_module &m = facts ? facts_module : config_module;
     const std::optional<task> t = read_task(*args, m, problem);
@@ -161,8 +170,9 @@ json ansible_task(const char *args_file)
     if (!facts && t->state != config_state::gathered) {
         const std::vector<std::string> problems = validate(t->doc);
         if (!problems.empty())
-            return ansible_failure(std::to_string(problems.size()) + " problem(s) in the document: " +
-                                       problems.front(), problems);
+            return ansible_failure(std::to_string(problems.size()) +
+                                       " problem(s) in the document: " + problems.front(),
+                                   problems);
     }
     if (offline(t->state))
         return offline_result(*t);
@@ -179,7 +189,8 @@ json ansible_task(const char *args_file)
     if (recover_unfinished(g, s, stderr, found) != vgm::EXIT_DONE)
         return ansible_failure("an unfinished apply left changes that could not be restored", {});
     if (facts)
-        return json{{"changed", false}, {"ansible_facts", {{"vg_mgmt", to_document(s.before, false)}}}};
+        return json{{"changed", false},
+                    {"ansible_facts", {{"vg_mgmt", to_document(s.before, false)}}}};
     if (t->state == config_state::gathered)
         return json{{"changed", false}, {"gathered", to_document(s.before, false)}};
     return changing_result(*t, g, s);

@@ -20,8 +20,8 @@ void numbers_from_text(json &doc);
 // One setting (or list entry) that a step changes, secrets masked.
 struct change {
     std::string path;
-    json before; // null: the entry is added
-    json after;  // null: the entry is removed
+    json before;        // null: the entry is added
+    json after;         // null: the entry is removed
     bool entry = false; // an entry of a list, added or removed
 };
 
@@ -62,15 +62,15 @@ json keyed_entry(const list_desc &l, const json &entry);
 
 struct outcome {
     bool done = true;
-    std::string refused_what;   // the step the service refused
-    int32_t refused_error = 0;  // its error number
+    std::string refused_what;             // the step the service refused
+    int32_t refused_error = 0;            // its error number
     std::vector<std::string> undo_failed; // steps whose undo was refused
-    bool read_back = false;     // the configuration could be read afterwards
-    std::vector<change> left_changed; // what differs from before, after the undo
-    bool no_answer = false;     // the step got no answer: it may or may not have landed
-    int landed = -1;            // then: 1 it had landed (and was undone), 0 not, -1 unknown
+    bool read_back = false;               // the configuration could be read afterwards
+    std::vector<change> left_changed;     // what differs from before, after the undo
+    bool no_answer = false;               // the step got no answer: it may or may not have landed
+    int landed = -1;                 // then: 1 it had landed (and was undone), 0 not, -1 unknown
     std::vector<std::string> others; // set by another client since: left as they are
-    int signal = 0;             // the signal that stopped the apply between two steps
+    int signal = 0;                  // the signal that stopped the apply between two steps
     size_t steps_done = 0;
 };
 

@@ -15,7 +15,10 @@ namespace vgcfg {
 
 namespace {
 
-std::string journal_file() { return state_store::module_file(".journal"); }
+std::string journal_file()
+{
+    return state_store::module_file(".journal");
+}
 
 // Double fork: the watcher is no child of the caller, leads a session of its
 // own, has /dev/null as its standard streams and only the lock besides.
@@ -26,7 +29,8 @@ bool start_watcher(const guard &g, std::string &problem)
     if (n <= 0)
         return problem = "cannot find vg-mgmt itself to start the watcher", false;
     exe[n] = '\0';
-    std::vector<std::string> args = {"vg-mgmt", "config", "--state-dir", g.st.dir(), "watch-confirm"};
+    std::vector<std::string> args = {"vg-mgmt", "config", "--state-dir", g.st.dir(),
+                                     "watch-confirm"};
     std::vector<char *> argv;
     for (std::string &a : args)
         argv.push_back(a.data());
@@ -53,7 +57,9 @@ bool start_watcher(const guard &g, std::string &problem)
     }
     int status = 0;
     ::waitpid(pid, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? true : (problem = "the watcher did not start", false);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0
+               ? true
+               : (problem = "the watcher did not start", false);
 }
 
 } // namespace
@@ -83,8 +89,9 @@ int confirm_now(guard &g, FILE *out, FILE *err)
     const std::optional<std::string> text = g.st.read(journal_file());
     const json j = text ? json::parse(*text, nullptr, false) : json();
     if (!j.is_object() || !j.contains("confirm_by")) {
-        fprintf(err, "vg-mgmt config: no change awaits confirmation on this module (none was made with "
-                     "--confirm, or it was confirmed or reverted already)\n");
+        fprintf(err,
+                "vg-mgmt config: no change awaits confirmation on this module (none was made with "
+                "--confirm, or it was confirmed or reverted already)\n");
         return vgm::EXIT_REFUSED;
     }
     g.st.remove(journal_file());

@@ -19,7 +19,8 @@ std::optional<std::string> number_word(const json &v)
         return std::to_string(v.get<uint64_t>());
     if (v.is_number_float()) {
         const double d = v.get<double>();
-        if (d >= 0 && d < 18446744073709551616.0 && d == static_cast<double>(static_cast<uint64_t>(d)))
+        if (d >= 0 && d < 18446744073709551616.0 &&
+            d == static_cast<double>(static_cast<uint64_t>(d)))
             return std::to_string(static_cast<uint64_t>(d));
     }
     return std::nullopt;
@@ -52,12 +53,12 @@ std::optional<std::string> word_of(const field &f, const json &v)
         if (v == false || v == "off")
             return std::string("0");
         return std::nullopt;
-    case vtype::number: return number_word(v);
+    case vtype::number:
+        return number_word(v);
     case vtype::named:
         if (v.is_string() && (decimal_word(v.get<std::string>()) ||
-                              std::any_of(f.named.begin(), f.named.end(), [&](const vgm::name_value &n) {
-                                  return v == n.name;
-                              })))
+                              std::any_of(f.named.begin(), f.named.end(),
+                                          [&](const vgm::name_value &n) { return v == n.name; })))
             return v.get<std::string>();
         return number_word(v);
     case vtype::usb_id:
@@ -65,8 +66,10 @@ std::optional<std::string> word_of(const field &f, const json &v)
             return v.get<std::string>();
         return std::nullopt;
     case vtype::text:
-    case vtype::textn: return vgm::text_bytes(v);
-    default: return v.is_string() ? std::optional<std::string>(v.get<std::string>()) : std::nullopt;
+    case vtype::textn:
+        return vgm::text_bytes(v);
+    default:
+        return v.is_string() ? std::optional<std::string>(v.get<std::string>()) : std::nullopt;
     }
 }
 
@@ -84,9 +87,15 @@ bool conn::call(uint32_t flag, uint32_t domain, uint16_t id, void *buf)
     return r == 0;
 }
 
-record new_record(uint32_t domain) { return record(vgm::value_size(domain), 0); }
+record new_record(uint32_t domain)
+{
+    return record(vgm::value_size(domain), 0);
+}
 
-std::string instance_key(size_t index, int iface) { return std::to_string(index) + "/" + std::to_string(iface); }
+std::string instance_key(size_t index, int iface)
+{
+    return std::to_string(index) + "/" + std::to_string(iface);
+}
 
 std::string object_path(const std::string &object, int iface)
 {
@@ -97,8 +106,14 @@ std::string object_path(const std::string &object, int iface)
     return p;
 }
 
-int first_instance(const vgm::command &c) { return per_interface(c) ? 1 : 0; }
-int last_instance(const vgm::command &c) { return per_interface(c) ? wifi_interfaces : 0; }
+int first_instance(const vgm::command &c)
+{
+    return per_interface(c) ? 1 : 0;
+}
+int last_instance(const vgm::command &c)
+{
+    return per_interface(c) ? wifi_interfaces : 0;
+}
 
 record instance_record(const vgm::command &c, int iface)
 {
@@ -116,14 +131,17 @@ json field_value(const field &f, const uint8_t *rec, bool show_secrets)
     return vgm::field_json(f, rec, show_secrets);
 }
 
-bool is_mask(const field &f, const json &v) { return f.secret && v == secret_mask; }
+bool is_mask(const field &f, const json &v)
+{
+    return f.secret && v == secret_mask;
+}
 
 std::string field_problem(const field &f, const json &v)
 {
     const std::optional<std::string> word = word_of(f, v);
     if (!word)
-        return (f.secret ? std::string("the value") : vgm::shown_value(v.dump(), false)) + " is not a value of " +
-               f.key + " (" + vgm::range_of(f) + ")";
+        return (f.secret ? std::string("the value") : vgm::shown_value(v.dump(), false)) +
+               " is not a value of " + f.key + " (" + vgm::range_of(f) + ")";
     if (f.type == vtype::text && word->empty() && f.min > 0)
         return {}; // left as it is, or refused once it is known to change
     if (is_mask(f, v))
@@ -156,7 +174,8 @@ const json *find_path(const json &doc, const std::string &path)
     size_t start = 0;
     while (true) {
         const size_t dot = path.find('.', start);
-        const std::string part = path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
+        const std::string part =
+            path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
         if (!at->is_object() || !at->contains(part))
             return nullptr;
         at = &(*at)[part];
@@ -172,7 +191,8 @@ json &make_path(json &doc, const std::string &path)
     size_t start = 0;
     while (true) {
         const size_t dot = path.find('.', start);
-        json &next = (*at)[path.substr(start, dot == std::string::npos ? std::string::npos : dot - start)];
+        json &next =
+            (*at)[path.substr(start, dot == std::string::npos ? std::string::npos : dot - start)];
         if (next.is_null())
             next = json::object();
         at = &next;

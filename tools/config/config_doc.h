@@ -67,7 +67,10 @@ bool is_mask(const field &f, const json &v);
 // An entry of a list, secrets masked unless show_secrets.
 json masked_entry(const list_desc &l, const json &entry, bool show_secrets);
 // Whether a field exists in a record (the WEP keys only with WEP ...).
-inline bool applies(const field &f, const uint8_t *rec) { return f.shown == nullptr || f.shown(rec); }
+inline bool applies(const field &f, const uint8_t *rec)
+{
+    return f.shown == nullptr || f.shown(rec);
+}
 // The document object at a dotted path, or null when it is not there.
 const json *find_path(const json &doc, const std::string &path);
 json &make_path(json &doc, const std::string &path);

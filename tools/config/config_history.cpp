@@ -9,7 +9,10 @@ namespace vgcfg {
 
 namespace {
 
-std::string prefix() { return state_store::module_file(".history."); }
+std::string prefix()
+{
+    return state_store::module_file(".history.");
+}
 
 // The sequence numbers of this module's entries, newest first.
 std::vector<unsigned long> sequence(const state_store &st)
@@ -21,14 +24,18 @@ std::vector<unsigned long> sequence(const state_store &st)
         if (name.rfind(prefix(), 0) != 0 || !name.ends_with(".json"))
             continue;
         const std::string digits = name.substr(prefix().size(), name.size() - prefix().size() - 5);
-        if (!digits.empty() && std::all_of(digits.begin(), digits.end(), ::isdigit) && digits.size() < 10)
+        if (!digits.empty() && std::all_of(digits.begin(), digits.end(), ::isdigit) &&
+            digits.size() < 10)
             seq.push_back(std::stoul(digits));
     }
     std::sort(seq.rbegin(), seq.rend());
     return seq;
 }
 
-std::string entry_name(unsigned long n) { return prefix() + std::to_string(n) + ".json"; }
+std::string entry_name(unsigned long n)
+{
+    return prefix() + std::to_string(n) + ".json";
+}
 
 std::optional<json> entry(const state_store &st, unsigned long n)
 {
@@ -39,7 +46,8 @@ std::optional<json> entry(const state_store &st, unsigned long n)
 
 } // namespace
 
-void history_add(const state_store &st, const json &replaced, size_t changes, const std::string &applied)
+void history_add(const state_store &st, const json &replaced, size_t changes,
+                 const std::string &applied)
 {
     const std::vector<unsigned long> seq = sequence(st);
     const std::time_t t = std::time(nullptr);
@@ -47,7 +55,8 @@ void history_add(const state_store &st, const json &replaced, size_t changes, co
     gmtime_r(&t, &tm);
     char when[32];
     std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tm);
-    const json j = {{"when", when}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
+    const json j = {
+        {"when", when}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
     std::string problem;
     if (!st.write(entry_name(seq.empty() ? 1 : seq.front() + 1), j.dump(), problem))
         return;

@@ -45,7 +45,8 @@ std::string leaves_of(const std::vector<change> &changes)
     return out;
 }
 
-std::function<bool(conn &)> naming(std::function<bool(conn &)> run, std::function<std::string(int32_t)> leaf)
+std::function<bool(conn &)> naming(std::function<bool(conn &)> run,
+                                   std::function<std::string(int32_t)> leaf)
 {
     return [run = std::move(run), leaf = std::move(leaf)](conn &c) {
         if (run(c))

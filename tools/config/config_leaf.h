@@ -15,6 +15,7 @@ std::string entry_leaf(const list_desc &l, const std::string &list_path, size_t 
 // The paths of a step's changes, joined by ", ".
 std::string leaves_of(const std::vector<change> &changes);
 // A step's call that, when refused, names leaf(error number) in c.what.
-std::function<bool(conn &)> naming(std::function<bool(conn &)> run, std::function<std::string(int32_t)> leaf);
+std::function<bool(conn &)> naming(std::function<bool(conn &)> run,
+                                   std::function<std::string(int32_t)> leaf);
 
 } // namespace vgcfg

@@ -40,8 +40,8 @@ void given_into(const group &g, const json &obj, record &w)
             field_store(f, obj[f.key], w.data());
 }
 
-std::vector<std::string> check_setting(const group &g, const json &obj, const std::string &path, const record &old_r,
-                                       const record &neu_r)
+std::vector<std::string> check_setting(const group &g, const json &obj, const std::string &path,
+                                       const record &old_r, const record &neu_r)
 {
     std::vector<std::string> problems;
     for (const field &f : g.row->fields) {
@@ -63,8 +63,8 @@ std::vector<std::string> check_setting(const group &g, const json &obj, const st
     return problems;
 }
 
-planned plan_setting(const group &g, const json &obj, const std::string &path, int iface, const record &old_r,
-                     plan &p)
+planned plan_setting(const group &g, const json &obj, const std::string &path, int iface,
+                     const record &old_r, plan &p)
 {
     planned s{iface, write_record(g, old_r, iface), {}, {}, {}};
     s.neu_w = s.old_w;
@@ -87,7 +87,8 @@ planned plan_setting(const group &g, const json &obj, const std::string &path, i
         json after = is ? field_value(f, neu_r.data(), false) : json(nullptr);
         if (f.secret && after == secret_mask)
             after = "(new secret)";
-        s.changes.push_back({path + "." + f.key, was ? field_value(f, old_r.data(), false) : json(nullptr), after});
+        s.changes.push_back(
+            {path + "." + f.key, was ? field_value(f, old_r.data(), false) : json(nullptr), after});
         s.probes.push_back({path + "." + f.key, b});
     }
     return s;
@@ -130,9 +131,11 @@ std::string settle_pending(conn &c, const members_t &members, const std::string 
         would += (would.empty() ? "" : ", ") + member_name(*g);
     }
     c.err = err;
-    return failed + (would.empty() ? " (the pending settings were set back to those in use: the next write-back "
-                                     "commits none of this apply)"
-                                   : " (the next write-back would commit this apply's " + would + ")");
+    return failed +
+           (would.empty()
+                ? " (the pending settings were set back to those in use: the next write-back "
+                  "commits none of this apply)"
+                : " (the next write-back would commit this apply's " + would + ")");
 }
 
 // The settings written back together (USB): when one changes, all of them
@@ -152,7 +155,8 @@ void commit_step(const members_t &members, plan &p)
         return [members, &first, neu](conn &c) {
             for (const auto &[g, s] : members)
                 if (!(neu ? send_record(c, *g->row, s.neu_w) : undo_setting(c, *g, s))) {
-                    const std::string name = !s.changes.empty() ? leaves_of(s.changes) : member_name(*g);
+                    const std::string name =
+                        !s.changes.empty() ? leaves_of(s.changes) : member_name(*g);
                     c.what = neu ? name : settle_pending(c, members, name);
                     return false;
                 }
@@ -160,11 +164,13 @@ void commit_step(const members_t &members, plan &p)
             if (c.call(MGMT_OPT_SET, first.row->domain, first.commit_id, none.data()))
                 return true;
             if (!neu)
-                c.what = settle_pending(c, members, first.row->domain_word + std::string(" write-back"));
+                c.what =
+                    settle_pending(c, members, first.row->domain_word + std::string(" write-back"));
             return false;
         };
     };
-    p.steps.push_back({first.phase, first.row->domain_word, changes, write_all(true), write_all(false), true, probes});
+    p.steps.push_back({first.phase, first.row->domain_word, changes, write_all(true),
+                       write_all(false), true, probes});
 }
 
 } // namespace
@@ -182,17 +188,19 @@ void plan_groups(const json &doc, const snapshot &cur, plan &p)
                                std::any_of(g.row->fields.begin(), g.row->fields.end(),
                                            [&](const field &f) { return obj->contains(f.key); });
             const record &old_r = cur.groups.at(instance_key(gi, i));
-            planned s = named ? plan_setting(g, *obj, path, i, old_r, p)
-                              : planned{i, write_record(g, old_r, i), write_record(g, old_r, i), {}, {}};
+            planned s =
+                named ? plan_setting(g, *obj, path, i, old_r, p)
+                      : planned{i, write_record(g, old_r, i), write_record(g, old_r, i), {}, {}};
             if (g.commit_id != 0) {
                 committed.push_back({&g, std::move(s)});
             } else if (!s.changes.empty()) {
                 const vgm::command &row = *g.row;
                 const std::string leaves = leaves_of(s.changes);
-                p.steps.push_back({g.phase, path, s.changes,
-                                   naming([&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
-                                          [leaves](int32_t) { return leaves; }),
-                                   [&g, s](conn &c) { return undo_setting(c, g, s); }, false, s.probes});
+                p.steps.push_back(
+                    {g.phase, path, s.changes,
+                     naming([&row, w = s.neu_w](conn &c) { return send_record(c, row, w); },
+                            [leaves](int32_t) { return leaves; }),
+                     [&g, s](conn &c) { return undo_setting(c, g, s); }, false, s.probes});
             }
         }
     }
@@ -213,7 +221,8 @@ plan make_plan(const json &doc, const snapshot &current)
     plan p;
     plan_groups(doc, current, p);
     plan_lists(doc, current, p);
-    std::stable_sort(p.steps.begin(), p.steps.end(), [](const step &a, const step &b) { return a.phase < b.phase; });
+    std::stable_sort(p.steps.begin(), p.steps.end(),
+                     [](const step &a, const step &b) { return a.phase < b.phase; });
     return p;
 }
 

@@ -86,8 +86,8 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
         json merged = have.count(k) ? have[k] : json::object();
         for (const field &f : l.entry)
             if (e.contains(f.key) && is_mask(f, e[f.key]) && have.count(k) == 0)
-                p.problems.push_back(path + ": the new profile " + k.first.dump() + "/" + k.second.dump() +
-                                     " needs its " + f.key + " in clear");
+                p.problems.push_back(path + ": the new profile " + k.first.dump() + "/" +
+                                     k.second.dump() + " needs its " + f.key + " in clear");
             else if (e.contains(f.key) && !is_mask(f, e[f.key]))
                 merged[f.key] = e[f.key];
         wanted[k] = keyed_json(l, keyed_record(l, merged));
@@ -96,25 +96,41 @@ void plan_keyed(const list_desc &l, const json &cur, const json &want, plan &p)
         const record rec = keyed_record(l, e);
         const auto old = have.find(k);
         if (old == have.end())
-            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
+            p.steps.push_back({l.phase_add,
+                               path,
+                               {{path, nullptr, masked_entry(l, e, false), true}},
                                naming([&l, rec](conn &c) { return place(c, l, rec); },
                                       [at = leaf[k]](int32_t) { return at; }),
-                               send(*l.del, rec), false, {{path, e, true, true}}});
+                               send(*l.del, rec),
+                               false,
+                               {{path, e, true, true}}});
         else if (old->second != e)
-            p.steps.push_back({l.phase_add, path,
-                               {{path, masked_entry(l, old->second, false), masked_entry(l, e, false)}},
-                               naming(send(*l.set, rec), [at = leaf[k]](int32_t) { return at; }),
-                               send(*l.set, keyed_record(l, old->second)), false, {{path, e, true, true}}});
+            p.steps.push_back(
+                {l.phase_add,
+                 path,
+                 {{path, masked_entry(l, old->second, false), masked_entry(l, e, false)}},
+                 naming(send(*l.set, rec), [at = leaf[k]](int32_t) { return at; }),
+                 send(*l.set, keyed_record(l, old->second)),
+                 false,
+                 {{path, e, true, true}}});
     }
-    for (auto it = have.rbegin(); it != have.rend(); ++it) // descending, so the undo re-adds ascending
+    for (auto it = have.rbegin(); it != have.rend();
+         ++it) // descending, so the undo re-adds ascending
         if (wanted.count(it->first) == 0) {
             const record rec = keyed_record(l, it->second);
-            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, it->second, false), nullptr, true}},
-                               send(*l.del, rec), [&l, rec](conn &c) { return place(c, l, rec); }, false,
+            p.steps.push_back({l.phase_del,
+                               path,
+                               {{path, masked_entry(l, it->second, false), nullptr, true}},
+                               send(*l.del, rec),
+                               [&l, rec](conn &c) { return place(c, l, rec); },
+                               false,
                                {{path, it->second, true, false}}});
         }
 }
 
-json keyed_entry(const list_desc &l, const json &entry) { return keyed_json(l, keyed_record(l, entry)); }
+json keyed_entry(const list_desc &l, const json &entry)
+{
+    return keyed_json(l, keyed_record(l, entry));
+}
 
 } // namespace vgcfg

@@ -53,21 +53,32 @@ void plan_exact(const list_desc &l, int iface, const json &cur, const json &want
     json wanted = json::array();
     for (const json &e : want)
         wanted.push_back(canonical(*l.add, e, l.single()));
-    auto holds = [](const json &list, const json &e) { return std::find(list.begin(), list.end(), e) != list.end(); };
+    auto holds = [](const json &list, const json &e) {
+        return std::find(list.begin(), list.end(), e) != list.end();
+    };
     for (const json &e : cur)
         if (!holds(wanted, e)) {
             const record r = entry_record(*l.del, iface, e, l.single());
-            p.steps.push_back({l.phase_del, path, {{path, masked_entry(l, e, false), nullptr, true}}, send(*l.del, r),
-                               send(*l.add, entry_record(*l.add, iface, e, l.single())), false,
+            p.steps.push_back({l.phase_del,
+                               path,
+                               {{path, masked_entry(l, e, false), nullptr, true}},
+                               send(*l.del, r),
+                               send(*l.add, entry_record(*l.add, iface, e, l.single())),
+                               false,
                                {{path, e, true, false}}});
         }
     for (size_t n = 0; n < wanted.size(); ++n)
         if (const json &e = wanted[n]; !holds(cur, e)) {
             const record r = entry_record(*l.add, iface, e, l.single());
-            p.steps.push_back({l.phase_add, path, {{path, nullptr, masked_entry(l, e, false), true}},
-                               naming(send(*l.add, r), [&l, path, n](int32_t err) { return entry_leaf(l, path, n, err); }),
-                               send(*l.del, entry_record(*l.del, iface, e, l.single())), false,
-                               {{path, e, true, true}}});
+            p.steps.push_back(
+                {l.phase_add,
+                 path,
+                 {{path, nullptr, masked_entry(l, e, false), true}},
+                 naming(send(*l.add, r),
+                        [&l, path, n](int32_t err) { return entry_leaf(l, path, n, err); }),
+                 send(*l.del, entry_record(*l.del, iface, e, l.single())),
+                 false,
+                 {{path, e, true, true}}});
         }
 }
 
@@ -79,13 +90,22 @@ void plan_optional(const list_desc &l, const json &cur, const json &want, plan &
         return;
     const record none = instance_record(*l.del, 0);
     if (!cur.is_null())
-        p.steps.push_back({l.phase_del, path, {{path, cur, wanted}}, send(*l.del, none),
-                           send(*l.add, entry_record(*l.add, 0, cur, true)), false, {{path, nullptr}}});
+        p.steps.push_back({l.phase_del,
+                           path,
+                           {{path, cur, wanted}},
+                           send(*l.del, none),
+                           send(*l.add, entry_record(*l.add, 0, cur, true)),
+                           false,
+                           {{path, nullptr}}});
     if (!wanted.is_null())
-        p.steps.push_back({l.phase_add, path,
-                           cur.is_null() ? std::vector<change>{{path, cur, wanted}} : std::vector<change>{},
-                           send(*l.add, entry_record(*l.add, 0, wanted, true)), send(*l.del, none), false,
-                           {{path, wanted}}});
+        p.steps.push_back(
+            {l.phase_add,
+             path,
+             cur.is_null() ? std::vector<change>{{path, cur, wanted}} : std::vector<change>{},
+             send(*l.add, entry_record(*l.add, 0, wanted, true)),
+             send(*l.del, none),
+             false,
+             {{path, wanted}}});
 }
 
 } // namespace
@@ -112,7 +132,8 @@ void plan_lists(const json &doc, const snapshot &cur, plan &p)
 
 json canonical_entry(const list_desc &l, const json &entry)
 {
-    return l.kind == list_kind::keyed ? keyed_entry(l, entry) : canonical(*l.add, entry, l.single());
+    return l.kind == list_kind::keyed ? keyed_entry(l, entry)
+                                      : canonical(*l.add, entry, l.single());
 }
 
 } // namespace vgcfg

@@ -51,7 +51,8 @@ bool read_keyed(conn &c, const list_desc &l, json &out)
             return false;
         const vgm::list_def &d = *l.read->list;
         std::vector<uint64_t> indexes;
-        for (uint64_t n = 0; n < std::min<uint64_t>(load(rec.data() + d.count_off, d.count_width), d.max); ++n)
+        for (uint64_t n = 0;
+             n < std::min<uint64_t>(load(rec.data() + d.count_off, d.count_width), d.max); ++n)
             indexes.push_back(load(rec.data() + d.entries_off + n * d.stride, d.stride));
         std::sort(indexes.begin(), indexes.end());
         for (uint64_t i : indexes) {
@@ -72,14 +73,18 @@ bool read_optional(conn &c, const list_desc &l, json &out)
     if (!c.call(MGMT_OPT_GET, l.read->domain, l.read->read_id, rec.data()))
         return false;
     const field &f = l.entry[0];
-    const bool none = std::all_of(rec.begin() + f.off, rec.begin() + f.off + f.width, [](uint8_t b) { return b == 0; });
+    const bool none = std::all_of(rec.begin() + f.off, rec.begin() + f.off + f.width,
+                                  [](uint8_t b) { return b == 0; });
     out = none ? json(nullptr) : field_value(f, rec.data(), true);
     return true;
 }
 
 } // namespace
 
-bool read_snapshot(conn &c, snapshot &s, std::string &what) { return read_snapshot(c, s, what, nullptr); }
+bool read_snapshot(conn &c, snapshot &s, std::string &what)
+{
+    return read_snapshot(c, s, what, nullptr);
+}
 
 bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &only)
 {
@@ -90,8 +95,8 @@ bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &o
         for (int i = first_instance(row); i <= last_instance(row); ++i) {
             if (only && !only(object_path(all[gi].object, i), false))
                 continue;
-            const std::string read_key = std::to_string(row.domain) + "/" + std::to_string(row.read_id) + "/" +
-                                         std::to_string(i);
+            const std::string read_key = std::to_string(row.domain) + "/" +
+                                         std::to_string(row.read_id) + "/" + std::to_string(i);
             if (reads.count(read_key) == 0) {
                 what = object_path(all[gi].object, i);
                 record rec = instance_record(row, i);
@@ -110,7 +115,7 @@ bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &o
             if (only && !only(what, true))
                 continue;
             json &out = s.lists[instance_key(li, i)];
-            const bool ok = l.kind == list_kind::exact ? read_exact(c, l, i, out)
+            const bool ok = l.kind == list_kind::exact   ? read_exact(c, l, i, out)
                             : l.kind == list_kind::keyed ? read_keyed(c, l, out)
                                                          : read_optional(c, l, out);
             if (!ok)

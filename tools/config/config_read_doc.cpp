@@ -44,7 +44,8 @@ std::optional<std::string> read_bounded(const std::string &file, std::string &pr
         }
         text.append(buf, static_cast<size_t>(n));
         if (text.size() > max_document_bytes)
-            problem = "larger than " + std::to_string(max_document_bytes) + " bytes: a document is at most that";
+            problem = "larger than " + std::to_string(max_document_bytes) +
+                      " bytes: a document is at most that";
     }
     if (!in)
         close(fd);
@@ -72,7 +73,8 @@ struct guard {
             keys.emplace_back();
         else if (ev == e::object_end && !keys.empty())
             keys.pop_back();
-        else if (ev == e::key && !keys.empty() && !keys.back().insert(parsed.get<std::string>()).second)
+        else if (ev == e::key && !keys.empty() &&
+                 !keys.back().insert(parsed.get<std::string>()).second)
             problem = "the key " + vgm::shown_value(parsed.get<std::string>(), false) +
                       " is given twice in one object";
         return problem.empty();
@@ -91,18 +93,20 @@ std::string parse_message(const json::exception &e)
         m = m.substr(0, quoted);
     const size_t number = m.find("number overflow parsing '");
     if (number != std::string::npos)
-        m = "a number out of every range (" + vgm::shown_value(m.substr(number + 25, m.size() - number - 26), false) +
-            ")";
+        m = "a number out of every range (" +
+            vgm::shown_value(m.substr(number + 25, m.size() - number - 26), false) + ")";
     return m.size() > 160 ? m.substr(0, 160) + "..." : m;
 }
 
 } // namespace
 
-std::optional<json> parse_document(const std::string &text, const std::string &name, std::string &problem)
+std::optional<json> parse_document(const std::string &text, const std::string &name,
+                                   std::string &problem)
 {
     guard g;
     try {
-        json doc = json::parse(text, [&g](int d, json::parse_event_t ev, json &v) { return g(d, ev, v); });
+        json doc =
+            json::parse(text, [&g](int d, json::parse_event_t ev, json &v) { return g(d, ev, v); });
         if (g.problem.empty())
             return doc;
         problem = name + ": " + g.problem;

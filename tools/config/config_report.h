@@ -24,7 +24,8 @@ struct report {
 
     // A failure with its exit status: "vg-mgmt config: why" and the problems
     // indented on stderr; with --json the error object on stdout as well.
-    int fail(int status, const std::string &why, const std::vector<std::string> &problems = {}) const;
+    int fail(int status, const std::string &why,
+             const std::vector<std::string> &problems = {}) const;
     // A result: with --json the object, with "status" added, on stdout.
     int result(int status, json obj) const;
 };

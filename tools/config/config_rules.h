@@ -11,7 +11,8 @@ namespace vgcfg {
 
 // The list's limit, entries that are the same however spelled, and the
 // list's own rules (SNAT global ports).
-void check_list_rules(const list_desc &l, const json &v, const std::string &at, std::vector<std::string> &out);
+void check_list_rules(const list_desc &l, const json &v, const std::string &at,
+                      std::vector<std::string> &out);
 // References within the document, the keys an authentication type needs,
 // and USB with every function off.
 void check_document_rules(const json &doc, std::vector<std::string> &out);

@@ -17,7 +17,8 @@ void diff_into(const json &a, const json &b, const std::string &path, std::vecto
 {
     if (a.is_object() && b.is_object()) {
         for (const auto &[k, v] : a.items())
-            diff_into(v, b.contains(k) ? b[k] : json(nullptr), path.empty() ? k : path + "." + k, out);
+            diff_into(v, b.contains(k) ? b[k] : json(nullptr), path.empty() ? k : path + "." + k,
+                      out);
         for (const auto &[k, v] : b.items())
             if (!a.contains(k))
                 diff_into(json(nullptr), v, path.empty() ? k : path + "." + k, out);
@@ -27,7 +28,10 @@ void diff_into(const json &a, const json &b, const std::string &path, std::vecto
         out.push_back({path, a, b});
 }
 
-std::string shown(const json &v) { return v.is_null() ? "(none)" : v.dump(); }
+std::string shown(const json &v)
+{
+    return v.is_null() ? "(none)" : v.dump();
+}
 
 } // namespace
 
@@ -56,7 +60,10 @@ json change_json(const change &c)
 
 namespace {
 
-bool no_answer(int32_t err) { return err == 0 || err == MGMT_ERR_NO_SERVICE; }
+bool no_answer(int32_t err)
+{
+    return err == 0 || err == MGMT_ERR_NO_SERVICE;
+}
 
 // A connection that got no answer may be gone: a fresh one reads back.
 void reconnect(conn &c)
@@ -90,7 +97,8 @@ void undo_steps(conn &c, const plan &p, size_t count, size_t unchecked, outcome 
             continue;
         c.what.clear();
         if (!s.undo(c))
-            o.undo_failed.push_back((c.what.empty() ? s.what : c.what) + " (" + error_text(c.err) + ")");
+            o.undo_failed.push_back((c.what.empty() ? s.what : c.what) + " (" + error_text(c.err) +
+                                    ")");
     }
 }
 
@@ -132,13 +140,15 @@ int step_holds(conn &c, const step &s, std::vector<std::string> *others)
     for (const probe &pr : s.probes) {
         const json *v = find_path(doc, pr.path);
         const json cur = v != nullptr ? *v : json(nullptr);
-        const bool same = pr.entry ? (cur.is_array() && std::find(cur.begin(), cur.end(), pr.value) != cur.end()) ==
-                                         pr.present
-                                   : cur == pr.value;
+        const bool same = pr.entry
+                              ? (cur.is_array() && std::find(cur.begin(), cur.end(), pr.value) !=
+                                                       cur.end()) == pr.present
+                              : cur == pr.value;
         if (same)
             continue;
         holds = 0;
-        if (others != nullptr && std::find(others->begin(), others->end(), pr.path) == others->end())
+        if (others != nullptr &&
+            std::find(others->begin(), others->end(), pr.path) == others->end())
             others->push_back(pr.path);
     }
     return holds;

@@ -12,7 +12,10 @@ namespace vgcfg {
 
 namespace {
 
-std::string journal_name() { return state_store::module_file(".journal"); }
+std::string journal_name()
+{
+    return state_store::module_file(".journal");
+}
 
 std::string utc_now()
 {
@@ -54,18 +57,20 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     found = true;
     const json j = json::parse(*text, nullptr, false);
     if (j.is_discarded() || !j.is_object() || !j.contains("restore") || !j["restore"].is_object()) {
-        fprintf(err, "vg-mgmt config: the journal %s/%s is damaged; it is left as it is\n", g.st.dir().c_str(),
-                journal_name().c_str());
+        fprintf(err, "vg-mgmt config: the journal %s/%s is damaged; it is left as it is\n",
+                g.st.dir().c_str(), journal_name().c_str());
         return vgm::EXIT_USAGE;
     }
-    fprintf(err, "vg-mgmt config: an apply started %s (process %s, %s change(s)) %s: restoring the "
-                 "configuration from before it\n",
+    fprintf(err,
+            "vg-mgmt config: an apply started %s (process %s, %s change(s)) %s: restoring the "
+            "configuration from before it\n",
             j.value("started", "?").c_str(), j.value("pid", json("?")).dump().c_str(),
             j.value("changes", json("?")).dump().c_str(),
             j.contains("confirm_by") ? "was not confirmed in time" : "did not finish");
     const apply_result r = apply_document(s, j["restore"], false);
     if (r.status != vgm::EXIT_DONE) {
-        fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n", r.message.c_str());
+        fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n",
+                r.message.c_str());
         return r.status;
     }
     g.st.remove(journal_name());
@@ -77,7 +82,8 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     return read_snapshot(s.c, s.before, what) ? vgm::EXIT_DONE : vgm::EXIT_REFUSED;
 }
 
-apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds, const std::string &applied)
+apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confirm_seconds,
+                           const std::string &applied)
 {
     bool written = false;
     json replaced;
@@ -108,8 +114,9 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
         bool found = false;
         r.status = vgm::EXIT_REFUSED;
         r.message = problem + "; the change was reverted: " +
-                    (recover_unfinished(g, s, stderr, found) == vgm::EXIT_DONE ? "the configuration is as it was"
-                                                                             : "the revert did not complete");
+                    (recover_unfinished(g, s, stderr, found) == vgm::EXIT_DONE
+                         ? "the configuration is as it was"
+                         : "the revert did not complete");
     }
     return r;
 }

@@ -46,7 +46,8 @@ json string_schema(const char *pattern)
 json text_schema(const field &f)
 {
     const uint64_t most = f.type == vtype::text ? f.width - 1u : f.width;
-    json plain = json{{"type", "string"}, {"pattern", "^[^\\u0000]*$"}, {"maxLength", most}, {"maxBytes", most}};
+    json plain = json{
+        {"type", "string"}, {"pattern", "^[^\\u0000]*$"}, {"maxLength", most}, {"maxBytes", most}};
     if (f.min > 0) // empty leaves the text as it is
         plain["anyOf"] = json::array({json{{"const", ""}}, json{{"minBytes", f.min}}});
     const std::string pairs = "(0[1-9a-f]|[1-9a-f][0-9a-f])";
@@ -61,15 +62,20 @@ json text_schema(const field &f)
 json typed_schema(const field &f)
 {
     switch (f.type) {
-    case vtype::number: return uint_schema(f);
-    case vtype::flag: return json{{"anyOf", json::array({json{{"enum", {"on", "off"}}}, json{{"type", "boolean"}}})}};
+    case vtype::number:
+        return uint_schema(f);
+    case vtype::flag:
+        return json{
+            {"anyOf", json::array({json{{"enum", {"on", "off"}}}, json{{"type", "boolean"}}})}};
     case vtype::named: {
         json names = json::array();
         for (const vgm::name_value &n : f.named)
             names.push_back(n.name);
         json digits = json{{"type", "string"}, {"pattern", "^[0-9]+$"}};
-        if (const json numbers = uint_schema(f); numbers.contains("enum") || vgm::field_max(f) - f.min <= 1024) {
-            json words = json::array(); // the numbers as decimal digits, exactly the ones the field takes
+        if (const json numbers = uint_schema(f);
+            numbers.contains("enum") || vgm::field_max(f) - f.min <= 1024) {
+            json words =
+                json::array(); // the numbers as decimal digits, exactly the ones the field takes
             for (uint64_t v = f.min; v <= vgm::field_max(f); ++v)
                 if (f.allowed == nullptr || f.allowed(v))
                     words.push_back(std::to_string(v));
@@ -77,14 +83,20 @@ json typed_schema(const field &f)
         }
         return json{{"anyOf", json::array({json{{"enum", names}}, digits, uint_schema(f)})}};
     }
-    case vtype::usb_id: return string_schema("^0x[0-9a-fA-F]{1,4}$");
+    case vtype::usb_id:
+        return string_schema("^0x[0-9a-fA-F]{1,4}$");
     case vtype::text:
-    case vtype::textn: return text_schema(f);
-    case vtype::mac: return string_schema("^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$");
+    case vtype::textn:
+        return text_schema(f);
+    case vtype::mac:
+        return string_schema("^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$");
     case vtype::ipv4:
-    case vtype::ipv4_text: return json{{"type", "string"}, {"format", "ipv4"}};
-    case vtype::ipv6: return json{{"type", "string"}, {"format", "ipv6"}};
-    case vtype::hex: return string_schema("^([0-9a-f]{2})*$");
+    case vtype::ipv4_text:
+        return json{{"type", "string"}, {"format", "ipv4"}};
+    case vtype::ipv6:
+        return json{{"type", "string"}, {"format", "ipv6"}};
+    case vtype::hex:
+        return string_schema("^([0-9a-f]{2})*$");
     }
     return json::object();
 }
@@ -111,13 +123,15 @@ json &node(json &root, const std::string &path)
     size_t start = 0;
     while (start < path.size()) {
         const size_t dot = path.find('.', start);
-        const std::string seg = path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
+        const std::string seg =
+            path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
         if (seg == "{i}") {
             for (int i = 1; i <= wifi_interfaces; ++i)
                 (*at)["properties"][std::to_string(i)] = json{{"$ref", "#/$defs/interface"}};
             json &defs = root["$defs"];
             if (!defs.contains("interface"))
-                defs["interface"] = object_schema("one Wi-Fi interface (3 is the station interface)");
+                defs["interface"] =
+                    object_schema("one Wi-Fi interface (3 is the station interface)");
             at = &defs["interface"];
         } else {
             json &props = (*at)["properties"];
@@ -151,8 +165,9 @@ void variant_rules(const group &g, json &obj)
             if (absent.empty())
                 continue;
             json rule = json::object();
-            rule["if"] = json{{"properties", json{{sel.key, json{{"enum", json::array({n.name, n.value})}}}}},
-                              {"required", json::array({sel.key})}};
+            rule["if"] = json{
+                {"properties", json{{sel.key, json{{"enum", json::array({n.name, n.value})}}}}},
+                {"required", json::array({sel.key})}};
             rule["then"] = json{{"properties", absent}};
             rules.push_back(rule);
         }
@@ -179,10 +194,11 @@ json list_schema(const list_desc &l)
         }
         items["required"] = required;
     }
-    json list = json{{"type", "array"},
-                     {"description", std::string(l.read->help) + "; made exactly equal to this list"},
-                     {"items", items},
-                     {"uniqueItems", true}};
+    json list =
+        json{{"type", "array"},
+             {"description", std::string(l.read->help) + "; made exactly equal to this list"},
+             {"items", items},
+             {"uniqueItems", true}};
     if (l.kind == list_kind::exact && l.read->list != nullptr)
         list["maxItems"] = l.read->list->max; // what the module holds
     return list;
@@ -197,7 +213,8 @@ json make_schema()
     root["$id"] = "urn:vg-mgmt:config:" + std::to_string(document_version);
     root["title"] = "vg-mgmt configuration document";
     root.update(object_schema("The module's configuration: vg-mgmt config export, diff, apply"));
-    root["properties"]["version"] = json{{"const", document_version}, {"description", "format of the document"}};
+    root["properties"]["version"] =
+        json{{"const", document_version}, {"description", "format of the document"}};
     root["required"] = json::array({"version"});
     for (const group &g : groups()) {
         json &obj = node(root, g.object);

@@ -26,7 +26,8 @@ bool session::open_and_read(const std::string &socket)
     const char *path = getenv("VG_KEST_SOCKET");
     struct stat st;
     if (path != nullptr && path[0] != '\0' && stat(path, &st) != 0) {
-        problem = std::string("no service: ") + path + " does not exist (--socket or VG_KEST_SOCKET)";
+        problem =
+            std::string("no service: ") + path + " does not exist (--socket or VG_KEST_SOCKET)";
         status = vgm::EXIT_NO_SERVICE;
         return false;
     }
@@ -47,18 +48,20 @@ bool session::open_and_read(const std::string &socket)
 
 std::string session::stats() const
 {
-    const auto us = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    const auto us = std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::steady_clock::now() - start);
     std::ostringstream s;
-    s << "calls: " << c.gets << " get, " << c.sets << " set; " << static_cast<double>(us.count()) / 1000.0 << " ms";
+    s << "calls: " << c.gets << " get, " << c.sets << " set; "
+      << static_cast<double>(us.count()) / 1000.0 << " ms";
     return s.str();
 }
 
 std::string error_text(int32_t err)
 {
     const vgm::failure f = vgm::call_failure(err);
-    return f.message.rfind("refused by the service", 0) == 0 ? f.message.substr(std::strlen("refused by the service: "))
-                                                             : "error " + std::to_string(err) + " " + f.name + " (" +
-                                                                   f.message + ")";
+    return f.message.rfind("refused by the service", 0) == 0
+               ? f.message.substr(std::strlen("refused by the service: "))
+               : "error " + std::to_string(err) + " " + f.name + " (" + f.message + ")";
 }
 
 json restrict_to(const json &full, const json &keys)
@@ -97,7 +100,8 @@ json predicted(const json &before, const plan &p, const json &managed)
             json &parent = make_path(after, c.path.substr(0, dot));
             const list_desc *l = c.entry ? list_at(c.path) : nullptr;
             const json *want = find_path(managed, c.path);
-            parent[c.path.substr(dot + 1)] = l != nullptr && want != nullptr ? masked_list(*l, *want) : c.after;
+            parent[c.path.substr(dot + 1)] =
+                l != nullptr && want != nullptr ? masked_list(*l, *want) : c.after;
         }
     return after;
 }
@@ -122,15 +126,17 @@ std::string first_part(const outcome &o)
 
 std::string outcome_text(const outcome &o)
 {
-    std::string m = o.signal != 0 ? std::string("interrupted by SIG") + sigabbrev_np(o.signal) + " after " +
-                                         std::to_string(o.steps_done) + " step(s); "
-                                   : first_part(o);
+    std::string m = o.signal != 0 ? std::string("interrupted by SIG") + sigabbrev_np(o.signal) +
+                                        " after " + std::to_string(o.steps_done) + " step(s); "
+                                  : first_part(o);
     std::string kept;
     for (const std::string &path : o.others)
         kept += "; left as another client set it since: " + path;
     if (o.undo_failed.empty() && o.read_back && o.left_changed.empty())
-        return m + (o.signal != 0 ? "the steps done were undone: the configuration is as it was"
-                                  : "every step already done was undone: the configuration is as it was") +
+        return m +
+               (o.signal != 0
+                    ? "the steps done were undone: the configuration is as it was"
+                    : "every step already done was undone: the configuration is as it was") +
                kept;
     m += "the undo was not complete" + kept;
     for (const std::string &u : o.undo_failed)
@@ -144,14 +150,16 @@ std::string outcome_text(const outcome &o)
 
 } // namespace
 
-apply_result apply_document(session &s, const json &doc, bool check, const before_first_change &journal)
+apply_result apply_document(session &s, const json &doc, bool check,
+                            const before_first_change &journal)
 {
     apply_result r;
     const plan p = make_plan(doc, s.before);
     if (!p.problems.empty()) {
         r.status = vgm::EXIT_USAGE;
         r.lines = p.problems;
-        r.message = std::to_string(p.problems.size()) + " problem(s) in the document; nothing was sent";
+        r.message =
+            std::to_string(p.problems.size()) + " problem(s) in the document; nothing was sent";
         return r;
     }
     for (const step &st : p.steps)
@@ -168,7 +176,8 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
     r.changed = true;
     if (check) {
         r.status = vgm::EXIT_PENDING;
-        r.message = std::to_string(p.change_count()) + " change(s) pending; nothing was sent (check)";
+        r.message =
+            std::to_string(p.change_count()) + " change(s) pending; nothing was sent (check)";
         return r;
     }
     if (journal) {
@@ -184,12 +193,14 @@ apply_result apply_document(session &s, const json &doc, bool check, const befor
     }
     const outcome o = run_plan(s.c, p, s.before);
     if (o.done) {
-        r.message = "applied " + std::to_string(p.change_count()) + " change(s) in " + std::to_string(p.steps.size()) +
-                    " step(s)";
+        r.message = "applied " + std::to_string(p.change_count()) + " change(s) in " +
+                    std::to_string(p.steps.size()) + " step(s)";
         return r;
     }
     r.changed = !(o.undo_failed.empty() && o.read_back && o.left_changed.empty());
-    r.status = r.changed ? vgm::EXIT_PARTIAL : o.signal != 0 ? vgm::EXIT_INTERRUPTED : vgm::EXIT_REFUSED;
+    r.status = r.changed       ? vgm::EXIT_PARTIAL
+               : o.signal != 0 ? vgm::EXIT_INTERRUPTED
+                               : vgm::EXIT_REFUSED;
     r.message = outcome_text(o);
     return r;
 }

@@ -15,7 +15,7 @@ namespace vgcfg {
 struct session {
     conn c;
     snapshot before;
-    std::string problem;  // why open or read failed
+    std::string problem; // why open or read failed
     int status = vgm::EXIT_DONE;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 
@@ -33,7 +33,8 @@ constexpr int max_document_depth = 16;
 // key given twice in one object is a problem.
 std::optional<json> read_document(const std::string &file, std::string &problem);
 // The same for a document given as text (named `name` in problems).
-std::optional<json> parse_document(const std::string &text, const std::string &name, std::string &problem);
+std::optional<json> parse_document(const std::string &text, const std::string &name,
+                                   std::string &problem);
 
 // The result of applying a document, for people and for Ansible alike.
 struct apply_result {
@@ -48,8 +49,10 @@ struct apply_result {
 // Called once the plan is made and before its first change, with the values
 // to restore (secrets in clear) and the number of changes; false (with why)
 // stops the apply before anything is sent.
-using before_first_change = std::function<bool(const json &restore, size_t changes, std::string &why)>;
-apply_result apply_document(session &s, const json &doc, bool check, const before_first_change &journal = {});
+using before_first_change =
+    std::function<bool(const json &restore, size_t changes, std::string &why)>;
+apply_result apply_document(session &s, const json &doc, bool check,
+                            const before_first_change &journal = {});
 // The values of `full` at the keys that `keys` holds.
 json restrict_to(const json &full, const json &keys);
 std::string error_text(int32_t err);

@@ -53,7 +53,10 @@ int interrupted()
 
 namespace {
 
-std::string sys_error(const std::string &what) { return what + ": " + std::strerror(errno); }
+std::string sys_error(const std::string &what)
+{
+    return what + ": " + std::strerror(errno);
+}
 
 // Makes each missing folder of `dir` with mode 0700.
 bool make_folders(const std::string &dir, std::string &problem)
@@ -95,7 +98,8 @@ std::string state_dir_default()
     if (const char *xdg = secure_getenv("XDG_STATE_HOME"); xdg != nullptr && xdg[0] == '/')
         return std::string(xdg) + "/vg-mgmt";
     const char *home = secure_getenv("HOME");
-    return std::string(home != nullptr && home[0] == '/' ? home : "/nonexistent") + "/.local/state/vg-mgmt";
+    return std::string(home != nullptr && home[0] == '/' ? home : "/nonexistent") +
+           "/.local/state/vg-mgmt";
 }
 
 bool state_store::open(const std::string &dir, std::string &problem)
@@ -110,7 +114,8 @@ bool state_store::open(const std::string &dir, std::string &problem)
     if (::lstat(dir.c_str(), &st) != 0)
         return problem = sys_error("cannot use the state folder " + dir), false;
     if (!S_ISDIR(st.st_mode) || st.st_uid != ::geteuid() || (st.st_mode & 077) != 0) {
-        problem = "the state folder " + dir + " is not a folder of this user closed to others (mode 0700)";
+        problem = "the state folder " + dir +
+                  " is not a folder of this user closed to others (mode 0700)";
         return false;
     }
     dir_ = dir;
@@ -128,7 +133,8 @@ std::string state_store::module_file(const std::string &suffix)
     return name + suffix;
 }
 
-bool state_store::write(const std::string &name, const std::string &text, std::string &problem) const
+bool state_store::write(const std::string &name, const std::string &text,
+                        std::string &problem) const
 {
     const std::string path = dir_ + "/" + name, tmp = path + ".new";
     ::unlink(tmp.c_str()); // left by a process that died while writing
@@ -180,7 +186,8 @@ apply_lock::~apply_lock()
         ::close(fd_);
 }
 
-bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, const char *suffix, bool wait)
+bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, const char *suffix,
+                      bool wait)
 {
     busy = false;
     const std::string path = st.dir() + "/" + state_store::module_file(suffix);
@@ -190,7 +197,8 @@ bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, c
     if (::flock(fd_, wait ? LOCK_EX : LOCK_EX | LOCK_NB) == 0)
         return true;
     busy = errno == EWOULDBLOCK;
-    problem = busy ? "another apply is in progress on this module (" + path + " is locked); nothing was sent"
+    problem = busy ? "another apply is in progress on this module (" + path +
+                         " is locked); nothing was sent"
                    : sys_error("cannot lock " + path);
     ::close(fd_);
     fd_ = -1;

@@ -36,8 +36,9 @@ constexpr const char *kDefaults = R"({"version":1,
 "usb":{"bootup":0,"id":{"pid":"0x9025","vid":"0x05c6"},"product":"KEST LTE Module","manufacturer":"KEST",
  "net-mode":0,"func":{"diag":"on","nmea":"on","at":"on","modem":"on","net":"on","adb":"off","audio-uac":"off"}}})";
 
-constexpr const char *kSections[] = {"wifi", "wifi.interfaces.1", "wifi.interfaces.2", "wifi.interfaces.3",
-                                     "datacall", "network", "usb"};
+constexpr const char *kSections[] = {
+    "wifi", "wifi.interfaces.1", "wifi.interfaces.2", "wifi.interfaces.3", "datacall", "network",
+    "usb"};
 
 json overlay(json base, const json &top)
 {
@@ -48,7 +49,10 @@ json overlay(json base, const json &top)
     return base;
 }
 
-json *find_mut(json &doc, const std::string &path) { return const_cast<json *>(find_path(doc, path)); }
+json *find_mut(json &doc, const std::string &path)
+{
+    return const_cast<json *>(find_path(doc, path));
+}
 
 // A section's own keys: the Wi-Fi section without its interfaces.
 json section_of(const json &doc, const std::string &path)
@@ -63,7 +67,8 @@ json section_of(const json &doc, const std::string &path)
 bool section_given(const json &doc, const std::string &path)
 {
     const json *s = find_path(doc, path);
-    return s != nullptr && s->is_object() && (path != "wifi" || s->size() > (s->contains("interfaces") ? 1U : 0U));
+    return s != nullptr && s->is_object() &&
+           (path != "wifi" || s->size() > (s->contains("interfaces") ? 1U : 0U));
 }
 
 void put_section(json &target, const std::string &path, const json &value)
@@ -106,7 +111,8 @@ json merged_list(const list_desc &l, const json &current, const json &given)
 {
     json out = current.is_array() ? current : json::array();
     for (const json &g : given) {
-        auto at = std::find_if(out.begin(), out.end(), [&](const json &c) { return matches(l, c, g); });
+        auto at =
+            std::find_if(out.begin(), out.end(), [&](const json &c) { return matches(l, c, g); });
         if (at == out.end())
             out.push_back(g);
         else if (l.kind == list_kind::keyed)
@@ -119,7 +125,8 @@ json without(const list_desc &l, const json &current, const json &given)
 {
     json out = json::array();
     for (const json &c : current)
-        if (std::none_of(given.begin(), given.end(), [&](const json &g) { return matches(l, c, g); }))
+        if (std::none_of(given.begin(), given.end(),
+                         [&](const json &g) { return matches(l, c, g); }))
             out.push_back(c);
     return out;
 }
@@ -137,8 +144,10 @@ void delete_walk(const json &given, const std::string &path, const json &current
     for (const list_at &la : list_paths())
         if (la.path == path) {
             const json *cur = find_path(current, path);
-            const bool entries = given.is_array() && !given.empty() && la.l->kind != list_kind::optional;
-            make_path(target, path) = entries && cur != nullptr ? without(*la.l, *cur, given) : defaults_at(path);
+            const bool entries =
+                given.is_array() && !given.empty() && la.l->kind != list_kind::optional;
+            make_path(target, path) =
+                entries && cur != nullptr ? without(*la.l, *cur, given) : defaults_at(path);
             return;
         }
     if (given.is_object() && !given.empty()) {
@@ -158,9 +167,9 @@ void delete_walk(const json &given, const std::string &path, const json &current
 std::optional<config_state> state_named(const std::string &name)
 {
     static const std::pair<const char *, config_state> names[] = {
-        {"merged", config_state::merged},     {"replaced", config_state::replaced},
+        {"merged", config_state::merged},         {"replaced", config_state::replaced},
         {"overridden", config_state::overridden}, {"deleted", config_state::deleted},
-        {"gathered", config_state::gathered}, {"rendered", config_state::rendered},
+        {"gathered", config_state::gathered},     {"rendered", config_state::rendered},
         {"parsed", config_state::parsed}};
     for (const auto &[n, s] : names)
         if (name == n)
@@ -168,7 +177,10 @@ std::optional<config_state> state_named(const std::string &name)
     return std::nullopt;
 }
 
-const char *state_names() { return "merged, replaced, overridden, deleted, gathered, rendered, parsed"; }
+const char *state_names()
+{
+    return "merged, replaced, overridden, deleted, gathered, rendered, parsed";
+}
 
 const json &defaults_document()
 {
@@ -193,7 +205,8 @@ json state_target(config_state s, const json &given, const json &current)
     } else {
         for (const char *path : kSections)
             if (s == config_state::overridden || section_given(doc, path))
-                put_section(target, path, overlay(section_of(defaults_document(), path), section_of(doc, path)));
+                put_section(target, path,
+                            overlay(section_of(defaults_document(), path), section_of(doc, path)));
     }
     target["version"] = document_version;
     return target;
@@ -204,7 +217,8 @@ json mask_secrets(json doc)
     const auto &all = groups();
     for (const group &g : all)
         for (int i = first_instance(*g.row); i <= last_instance(*g.row); ++i)
-            if (json *obj = find_mut(doc, object_path(g.object, i)); obj != nullptr && obj->is_object())
+            if (json *obj = find_mut(doc, object_path(g.object, i));
+                obj != nullptr && obj->is_object())
                 for (const field &f : g.row->fields)
                     if (f.secret && obj->contains(f.key) && (*obj)[f.key] != "")
                         (*obj)[f.key] = secret_mask;

@@ -26,9 +26,9 @@ struct order {
     int phase;
 };
 constexpr order orders[] = {
-    {"network", "snat", 10}, {"network", "dmz", 11}, {"wifi", "", 20},      {"wifi", "acl", 31},
+    {"network", "snat", 10},  {"network", "dmz", 11},  {"wifi", "", 20},     {"wifi", "acl", 31},
     {"wifi", "acl-rule", 33}, {"datacall", "apn", 40}, {"datacall", "", 41}, {"network", "lan", 50},
-    {"network", "", 53},     {"usb", "", 60},
+    {"network", "", 53},      {"usb", "", 60},
 };
 // Profiles leave after the default profile has moved off them.
 constexpr int phase_profiles_removed = 42;
@@ -41,7 +41,8 @@ int phase_of(const command &c)
         if (std::strcmp(o.domain_word, c.domain_word) == 0 && o.subject[0] == '\0' && !wifi_iface)
             phase = o.phase;
     for (const order &o : orders)
-        if (std::strcmp(o.domain_word, c.domain_word) == 0 && std::strcmp(o.subject, c.subject) == 0)
+        if (std::strcmp(o.domain_word, c.domain_word) == 0 &&
+            std::strcmp(o.subject, c.subject) == 0)
             phase = o.phase;
     return phase;
 }
@@ -67,7 +68,8 @@ std::vector<std::pair<std::string, rows>> subjects()
     std::vector<std::pair<std::string, rows>> out;
     for (const command &c : vgm::commands()) {
         const std::string name = std::string(c.domain_word) + " " + c.subject;
-        auto it = std::find_if(out.begin(), out.end(), [&](const auto &p) { return p.first == name; });
+        auto it =
+            std::find_if(out.begin(), out.end(), [&](const auto &p) { return p.first == name; });
         if (it == out.end())
             it = out.insert(out.end(), {name, rows{}});
         it->second.by_verb[c.verb] = &c;
@@ -95,7 +97,10 @@ const command *find_row(const char *domain_word, const char *subject, const char
 
 } // namespace
 
-bool per_interface(const command &c) { return c.inst == axis::iface; }
+bool per_interface(const command &c)
+{
+    return c.inst == axis::iface;
+}
 
 const std::vector<group> &groups()
 {
@@ -121,8 +126,8 @@ const std::vector<list_desc> &lists()
     static const std::vector<list_desc> all = [] {
         std::vector<list_desc> l;
         for (const auto &[name, r] : subjects()) {
-            const command *list = r.at("list"), *add = r.at("add"), *del = r.at("del"), *get = r.at("get"),
-                          *set = r.at("set");
+            const command *list = r.at("list"), *add = r.at("add"), *del = r.at("del"),
+                          *get = r.at("get"), *set = r.at("set");
             if (add == nullptr || del == nullptr)
                 continue;
             const int del_phase = phase_of(*add);
@@ -133,11 +138,12 @@ const std::vector<list_desc> &lists()
                              phase_profiles_removed, del_phase, entry});
             } else if (list != nullptr && list->list != nullptr) {
                 const bool network = std::strcmp(add->domain_word, "network") == 0;
-                l.push_back({list_kind::exact, list, add, del, nullptr, domain_object(*add), add->subject, del_phase,
-                             network ? 52 : del_phase + 1, list->list->entry});
+                l.push_back({list_kind::exact, list, add, del, nullptr, domain_object(*add),
+                             add->subject, del_phase, network ? 52 : del_phase + 1,
+                             list->list->entry});
             } else if (get != nullptr && set == nullptr) {
-                l.push_back({list_kind::optional, get, add, del, nullptr, domain_object(*add), add->subject,
-                             del_phase, 51, get->fields});
+                l.push_back({list_kind::optional, get, add, del, nullptr, domain_object(*add),
+                             add->subject, del_phase, 51, get->fields});
             }
         }
         return l;

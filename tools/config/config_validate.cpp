@@ -47,7 +47,10 @@ struct checker {
     // Ansible's own modules convert their int options.
     bool numbers_from_text = false;
 
-    void problem(const std::string &path, const std::string &why) { problems.push_back(path + ": " + why); }
+    void problem(const std::string &path, const std::string &why)
+    {
+        problems.push_back(path + ": " + why);
+    }
 
     void check_value(const field &f, json &v, const std::string &at)
     {
@@ -69,7 +72,8 @@ struct checker {
         if (!e.is_object())
             return problem(at, "an object is needed");
         for (const auto &[k, v] : e.items()) {
-            const auto f = std::find_if(l.entry.begin(), l.entry.end(), [&](const field &x) { return k == x.key; });
+            const auto f = std::find_if(l.entry.begin(), l.entry.end(),
+                                        [&](const field &x) { return k == x.key; });
             if (f == l.entry.end())
                 problem(at + "." + k, "unknown key");
             else
@@ -113,7 +117,8 @@ struct checker {
                 problem(path + "." + f.key, "does not apply with the other values given");
     }
 
-    bool check_field(const std::string &pattern, json &obj, const std::string &k, const std::string &at)
+    bool check_field(const std::string &pattern, json &obj, const std::string &k,
+                     const std::string &at)
     {
         for (const group &g : groups()) {
             if (pattern != g.object)
@@ -134,8 +139,10 @@ struct checker {
         for (const auto &[k, v] : obj.items()) {
             const std::string at = path.empty() ? k : path + "." + k;
             if (objects.count(k) != 0 || objects.count("{i}") != 0) {
-                if (objects.count("{i}") != 0 && (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
-                    problem(at, "no such Wi-Fi interface (1 to " + std::to_string(wifi_interfaces) + ")");
+                if (objects.count("{i}") != 0 &&
+                    (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
+                    problem(at, "no such Wi-Fi interface (1 to " + std::to_string(wifi_interfaces) +
+                                    ")");
                 else if (!v.is_object())
                     problem(at, "an object is needed");
                 else
@@ -144,8 +151,9 @@ struct checker {
             }
             if (check_field(pattern, obj, k, at))
                 continue;
-            const auto l = std::find_if(lists().begin(), lists().end(),
-                                        [&](const list_desc &d) { return pattern == d.object && k == d.key; });
+            const auto l = std::find_if(lists().begin(), lists().end(), [&](const list_desc &d) {
+                return pattern == d.object && k == d.key;
+            });
             if (l != lists().end())
                 check_list(*l, v, at);
             else if (!(path.empty() && k == "version"))
@@ -171,7 +179,8 @@ std::vector<std::string> validate(const json &doc)
                            std::to_string(document_version) + ")");
     else if (doc["version"] != document_version)
         problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) +
-                           " is not a version this tool reads (" + std::to_string(document_version) + ")");
+                           " is not a version this tool reads (" +
+                           std::to_string(document_version) + ")");
     // Not changed: numbers_from_text is off.
     checker{problems}.walk(const_cast<json &>(doc), "");
     check_document_rules(doc, problems);

@@ -20,7 +20,10 @@ bool all_of_chars(const std::string &s, int (*pred)(int))
     return true;
 }
 
-int printable(int c) { return c >= 0x20 && c <= 0x7e; }
+int printable(int c)
+{
+    return c >= 0x20 && c <= 0x7e;
+}
 
 // WEP-40 or WEP-104: 5 or 13 characters, or 10 or 26 hex digits.
 bool wep_key_ok(const std::string &k)
@@ -55,7 +58,8 @@ void wep_rules(const json &auth, const std::string &at, problems_t &out)
         const bool masked = auth.contains(key) && auth[key] == secret_mask;
         const std::optional<std::string> v = clear_secret(auth, key.c_str());
         if (is_default && !masked && (!v || v->empty()))
-            out.push_back(at + "." + key + ": WEP needs its default key (key" + std::to_string(k) + ")");
+            out.push_back(at + "." + key + ": WEP needs its default key (key" + std::to_string(k) +
+                          ")");
         else if (v && !v->empty() && !wep_key_ok(*v))
             out.push_back(at + "." + key + ": a WEP key of " + std::to_string(v->size()) +
                           " bytes; takes 5 or 13 characters, or 10 or 26 hex digits");
@@ -88,7 +92,8 @@ void default_profile_rule(const json &doc, problems_t &out)
     if (id == nullptr || profiles == nullptr || !id->is_number() || !profiles->is_array())
         return;
     for (const json &p : *profiles)
-        if (p.is_object() && p.value("profile-type", json()) == 0 && p.value("profile-index", json()) == *id)
+        if (p.is_object() && p.value("profile-type", json()) == 0 &&
+            p.value("profile-index", json()) == *id)
             return;
     out.push_back("datacall.default-profile.profile: profile " + id->dump() +
                   " of type 0 is not in datacall.apn, which the document makes the whole list");
@@ -105,7 +110,8 @@ void usb_rule(const json &doc, problems_t &out)
         for (const field &f : g.row->fields)
             if (!func->contains(f.key) || (*func)[f.key] != "off")
                 return; // one is on, or not given: it keeps its value
-        out.push_back("usb.func: every function off; a USB device with no function cannot enumerate");
+        out.push_back(
+            "usb.func: every function off; a USB device with no function cannot enumerate");
     }
 }
 

@@ -36,7 +36,9 @@ json entry_key(const list_desc &l, const json &e, size_t fields)
         return canonical(l.entry[0], e);
     json key = json::array();
     for (size_t i = 0; i < fields && i < l.entry.size(); ++i)
-        key.push_back(e.is_object() && e.contains(l.entry[i].key) ? canonical(l.entry[i], e[l.entry[i].key]) : json());
+        key.push_back(e.is_object() && e.contains(l.entry[i].key)
+                          ? canonical(l.entry[i], e[l.entry[i].key])
+                          : json());
     return key;
 }
 
@@ -57,11 +59,15 @@ uint64_t stored_number(const field &f, const json &v)
     record w(static_cast<size_t>(f.woff) + f.width, 0);
     field_store(f, v, w.data());
     uint64_t x = 0;
-    std::memcpy(&x, w.data() + f.woff, std::min<size_t>(f.width, sizeof x)); // little-endian hosts and targets
+    std::memcpy(&x, w.data() + f.woff,
+                std::min<size_t>(f.width, sizeof x)); // little-endian hosts and targets
     return x;
 }
 
-bool valid_at(const json &e, const field &f) { return e.is_object() && e.contains(f.key) && field_problem(f, e[f.key]).empty(); }
+bool valid_at(const json &e, const field &f)
+{
+    return e.is_object() && e.contains(f.key) && field_problem(f, e[f.key]).empty();
+}
 
 // SNAT rules meet when they share a global port and a protocol (TCP and UDP
 // together meeting each).
@@ -74,10 +80,13 @@ void snat_rules(const list_desc &l, const json &rules, const std::string &at, pr
     for (size_t n = 0; n < rules.size(); ++n) {
         if (!valid_at(rules[n], *port) || !valid_at(rules[n], *proto))
             continue;
-        const uint64_t g = stored_number(*port, rules[n][port->key]), p = stored_number(*proto, rules[n][proto->key]);
+        const uint64_t g = stored_number(*port, rules[n][port->key]),
+                       p = stored_number(*proto, rules[n][proto->key]);
         std::set<uint64_t> &ps = taken[g];
-        if (!ps.empty() && (ps.count(p) != 0 || ps.count(both_protocols) != 0 || p == both_protocols))
-            out.push_back(at + "[" + std::to_string(n) + "]." + port->key + ": global port " + std::to_string(g) +
+        if (!ps.empty() &&
+            (ps.count(p) != 0 || ps.count(both_protocols) != 0 || p == both_protocols))
+            out.push_back(at + "[" + std::to_string(n) + "]." + port->key + ": global port " +
+                          std::to_string(g) +
                           " and its protocol are taken by another rule of the list");
         ps.insert(p);
     }

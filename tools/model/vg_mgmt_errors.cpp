@@ -19,19 +19,25 @@ namespace vgm {
 failure call_failure(int32_t err)
 {
     switch (err) {
-    case MGMT_ERR_HANDLE: return {EXIT_REFUSED, err, "NULL_HANDLE", "the library was given no handle"};
+    case MGMT_ERR_HANDLE:
+        return {EXIT_REFUSED, err, "NULL_HANDLE", "the library was given no handle"};
     case MGMT_ERR_NOT_SUPPORTED:
         return {EXIT_REFUSED, err, "NOT_SUPPORTED", "the library does not support this command"};
-    case MGMT_ERR_INVALID: return {EXIT_REFUSED, err, "INVALID_ARGUMENT", "the library refused a value"};
-    case MGMT_ERR_NO_SERVICE: return {EXIT_NO_SERVICE, err, "NO_SERVICE", "no service answered"};
-    case MGMT_ERR_NO_MEMORY: return {EXIT_REFUSED, err, "NO_MEMORY", "out of memory"};
-    case 0: return {EXIT_NO_ANSWER, 0, "NO_ANSWER", "no answer from the service"};
-    default: break;
+    case MGMT_ERR_INVALID:
+        return {EXIT_REFUSED, err, "INVALID_ARGUMENT", "the library refused a value"};
+    case MGMT_ERR_NO_SERVICE:
+        return {EXIT_NO_SERVICE, err, "NO_SERVICE", "no service answered"};
+    case MGMT_ERR_NO_MEMORY:
+        return {EXIT_REFUSED, err, "NO_MEMORY", "out of memory"};
+    case 0:
+        return {EXIT_NO_ANSWER, 0, "NO_ANSWER", "no answer from the service"};
+    default:
+        break;
     }
     const std::string number = "error " + std::to_string(err);
     if (const kest_error_row *row = kest_error_find(static_cast<uint32_t>(err)))
-        return {EXIT_REFUSED, err, row->name, "refused by the service: " + number + " " + row->name + " (" +
-                                                  row->text + ")"};
+        return {EXIT_REFUSED, err, row->name,
+                "refused by the service: " + number + " " + row->name + " (" + row->text + ")"};
     return {EXIT_REFUSED, err, "SERVICE_ERROR", "refused by the service: " + number};
 }
 
@@ -64,10 +70,12 @@ std::optional<failure> probe_service(const std::string &path, int wait_ms)
     } else {
         pollfd p{fd, POLLIN, 0};
         kest_frame_header h{};
-        if (::poll(&p, 1, wait_ms) == 1 && ::recv(fd, &h, sizeof h, MSG_WAITALL) == static_cast<ssize_t>(sizeof h) &&
+        if (::poll(&p, 1, wait_ms) == 1 &&
+            ::recv(fd, &h, sizeof h, MSG_WAITALL) == static_cast<ssize_t>(sizeof h) &&
             kest_frame_header_ok(h) && h.kind == KEST_FRAME_REFUSED)
             f = failure{EXIT_TOO_MANY, MGMT_ERR_NO_SERVICE, "TOO_MANY_CLIENTS",
-                        std::string("the service refused the connection: ") + KEST_REFUSED_TOO_MANY};
+                        std::string("the service refused the connection: ") +
+                            KEST_REFUSED_TOO_MANY};
     }
     ::close(fd);
     return f;

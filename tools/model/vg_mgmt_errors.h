@@ -14,11 +14,12 @@ namespace vgm {
 #define VG_MGMT_EXIT_STATUSES(X)                                                                   \
     X(EXIT_DONE, 0, "done, or nothing to change")                                                  \
     X(EXIT_REFUSED, 1,                                                                             \
-      "the library or the service refused the command; config: every change made was undone")     \
+      "the library or the service refused the command; config: every change made was undone")      \
     X(EXIT_USAGE, 2,                                                                               \
       "the command line or the document is wrong (each problem named); nothing was sent")          \
     X(EXIT_NO_SERVICE, 3, "no service: its socket is missing or nobody answers there")             \
-    X(EXIT_NO_ANSWER, 4, "the service did not answer in time; events: --timeout came before --count") \
+    X(EXIT_NO_ANSWER, 4,                                                                           \
+      "the service did not answer in time; events: --timeout came before --count")                 \
     X(EXIT_LOST, 5, "events --exit-on-loss: the service went away")                                \
     X(EXIT_PENDING, 6, "config apply --check: changes are pending")                                \
     X(EXIT_PARTIAL, 7,                                                                             \

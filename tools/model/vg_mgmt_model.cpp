@@ -12,14 +12,17 @@ std::vector<field> axis_fields(axis a)
 {
     switch (a) {
     case axis::iface:
-        return {num("interface", 0, 4, 1, 3, "Wi-Fi interface: 1 and 2 access points, 3 the station")};
+        return {
+            num("interface", 0, 4, 1, 3, "Wi-Fi interface: 1 and 2 access points, 3 the station")};
     case axis::apn:
         return {num("profile-type", 0, 1, 0, 2, "APN profile type"),
                 num("profile-index", 1, 1, 0, 24, "APN profile index within its type")};
-    case axis::apn_type: return {num("profile-type", 0, 1, 0, 2, "APN profile type")};
+    case axis::apn_type:
+        return {num("profile-type", 0, 1, 0, 2, "APN profile type")};
     case axis::profile:
         return {num("profile", 0, 1, 0, 24, "APN profile of type 0 that carries the call")};
-    default: return {};
+    default:
+        return {};
     }
 }
 
@@ -36,21 +39,28 @@ void axis_fixed(axis a, uint8_t *rec)
 std::vector<std::vector<std::string>> axis_instances(axis a)
 {
     switch (a) {
-    case axis::iface: return {{"1"}, {"2"}, {"3"}};
+    case axis::iface:
+        return {{"1"}, {"2"}, {"3"}};
     case axis::apn:
     case axis::apn_type:
-    case axis::profile: return {};
-    default: return {{}};
+    case axis::profile:
+        return {};
+    default:
+        return {{}};
     }
 }
 
 uint32_t value_size(uint32_t domain)
 {
     switch (domain) {
-    case MGMT_DOMAIN_WIFI: return MGMT_WIFI_VALUE_SIZE;
-    case MGMT_DOMAIN_NETWORK: return MGMT_NETWORK_VALUE_SIZE;
-    case MGMT_DOMAIN_DATA_CALL: return MGMT_DATA_CALL_VALUE_SIZE;
-    default: return MGMT_USB_VALUE_SIZE;
+    case MGMT_DOMAIN_WIFI:
+        return MGMT_WIFI_VALUE_SIZE;
+    case MGMT_DOMAIN_NETWORK:
+        return MGMT_NETWORK_VALUE_SIZE;
+    case MGMT_DOMAIN_DATA_CALL:
+        return MGMT_DATA_CALL_VALUE_SIZE;
+    default:
+        return MGMT_USB_VALUE_SIZE;
     }
 }
 

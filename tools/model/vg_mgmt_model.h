@@ -52,21 +52,21 @@ struct command {
     const char *subject;     // "channel"
     const char *verb;        // "get", "set", "add", ...
     kind k;
-    std::string help;        // one line: what it does
+    std::string help; // one line: what it does
     uint32_t domain;
-    uint16_t read_id = 0;    // library command that reads the record (0: none)
-    uint16_t write_id = 0;   // library command that writes it (0: none)
+    uint16_t read_id = 0;  // library command that reads the record (0: none)
+    uint16_t write_id = 0; // library command that writes it (0: none)
     axis inst = axis::none;
-    std::vector<field> fields = {};// set/run: what is given; get: what is printed
-    uint8_t npos = 0;          // leading fields given as words instead of --key V
-    std::vector<field> query = {};// get: inputs of the read besides the instance
-    std::vector<field> out = {};  // run: fields printed after the call
-    std::vector<field> raw = {};  // get: the fields as the library gives them (--raw)
+    std::vector<field> fields = {}; // set/run: what is given; get: what is printed
+    uint8_t npos = 0;               // leading fields given as words instead of --key V
+    std::vector<field> query = {};  // get: inputs of the read besides the instance
+    std::vector<field> out = {};    // run: fields printed after the call
+    std::vector<field> raw = {};    // get: the fields as the library gives them (--raw)
     const list_def *list = nullptr;
     // set: called with the record read and the record to write once the
     // given fields are in it; the given fields are parsed in again after it.
     void (*prepare)(const uint8_t *rrec, uint8_t *wrec) = nullptr;
-    const char *note = nullptr; // a further help line
+    const char *note = nullptr;         // a further help line
     const char *when_refused = nullptr; // what to do instead, added to the service's refusal
 };
 

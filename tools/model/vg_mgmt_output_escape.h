@@ -39,7 +39,8 @@ inline size_t printable_utf8(std::string_view s)
         cp = (cp << 6) | (b(i) & 0x3fu);
     }
     const bool overlong = (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000);
-    const bool bad = overlong || cp > 0x10ffff || (cp >= 0xd800 && cp <= 0xdfff) || (cp >= 0x80 && cp < 0xa0);
+    const bool bad =
+        overlong || cp > 0x10ffff || (cp >= 0xd800 && cp <= 0xdfff) || (cp >= 0x80 && cp < 0xa0);
     return bad ? 0 : n;
 }
 

@@ -24,7 +24,8 @@ size_t sequence_at(std::string_view s, size_t i)
         return 3;
     }
     if (c >= 0xf0 && c <= 0xf4) {
-        if (!cont(1) || !cont(2) || !cont(3) || (c == 0xf0 && b(1) < 0x90) || (c == 0xf4 && b(1) > 0x8f))
+        if (!cont(1) || !cont(2) || !cont(3) || (c == 0xf0 && b(1) < 0x90) ||
+            (c == 0xf4 && b(1) > 0x8f))
             return 0;
         return 4;
     }

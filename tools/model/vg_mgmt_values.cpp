@@ -15,20 +15,45 @@ namespace {
 uint64_t load_uint(const uint8_t *p, uint16_t width)
 {
     switch (width) {
-    case 1: return *p;
-    case 2: { uint16_t v; std::memcpy(&v, p, 2); return v; }
-    case 4: { uint32_t v; std::memcpy(&v, p, 4); return v; }
-    default: { uint64_t v; std::memcpy(&v, p, 8); return v; }
+    case 1:
+        return *p;
+    case 2: {
+        uint16_t v;
+        std::memcpy(&v, p, 2);
+        return v;
+    }
+    case 4: {
+        uint32_t v;
+        std::memcpy(&v, p, 4);
+        return v;
+    }
+    default: {
+        uint64_t v;
+        std::memcpy(&v, p, 8);
+        return v;
+    }
     }
 }
 
 void store_uint(uint8_t *p, uint16_t width, uint64_t v)
 {
     switch (width) {
-    case 1: *p = static_cast<uint8_t>(v); break;
-    case 2: { const auto w = static_cast<uint16_t>(v); std::memcpy(p, &w, 2); break; }
-    case 4: { const auto w = static_cast<uint32_t>(v); std::memcpy(p, &w, 4); break; }
-    default: std::memcpy(p, &v, 8); break;
+    case 1:
+        *p = static_cast<uint8_t>(v);
+        break;
+    case 2: {
+        const auto w = static_cast<uint16_t>(v);
+        std::memcpy(p, &w, 2);
+        break;
+    }
+    case 4: {
+        const auto w = static_cast<uint32_t>(v);
+        std::memcpy(p, &w, 4);
+        break;
+    }
+    default:
+        std::memcpy(p, &v, 8);
+        break;
     }
 }
 
@@ -59,7 +84,8 @@ bool parse_mac(const std::string &s, uint8_t *mac)
 
 std::string bad(const field &f, const std::string &word)
 {
-    return f.key + std::string(": ") + shown_value(word, f.secret) + " is not valid; takes " + range_of(f);
+    return f.key + std::string(": ") + shown_value(word, f.secret) + " is not valid; takes " +
+           range_of(f);
 }
 
 std::optional<std::string> parse_integer(const field &f, const std::string &word, uint8_t *p)
@@ -75,7 +101,8 @@ std::optional<std::string> parse_integer(const field &f, const std::string &word
     if (!v)
         return bad(f, word);
     if (*v < f.min || *v > field_max(f) || (f.allowed != nullptr && !f.allowed(*v)))
-        return f.key + std::string(": ") + word + " is out of range; takes " + range_of(f); // a short number
+        return f.key + std::string(": ") + word + " is out of range; takes " +
+               range_of(f); // a short number
     store_uint(p, f.width, *v);
     return std::nullopt;
 }
@@ -84,7 +111,8 @@ std::optional<std::string> parse_text(const field &f, const std::string &word, u
 {
     const size_t room = f.type == vtype::textn ? f.width : f.width - 1u;
     if (word.size() > room || word.size() < f.min || word.find('\0') != std::string::npos)
-        return f.key + std::string(": ") + shown_value(word, f.secret) + " does not fit; takes " + range_of(f);
+        return f.key + std::string(": ") + shown_value(word, f.secret) + " does not fit; takes " +
+               range_of(f);
     std::memset(p, 0, f.width);
     std::memcpy(p, word.data(), word.size());
     return std::nullopt;
@@ -92,8 +120,8 @@ std::optional<std::string> parse_text(const field &f, const std::string &word, u
 
 } // namespace
 
-field num(const char *key, uint16_t off, uint16_t width, uint64_t min, uint64_t max, const char *help,
-          const char *unit)
+field num(const char *key, uint16_t off, uint16_t width, uint64_t min, uint64_t max,
+          const char *help, const char *unit)
 {
     field f{key, vtype::number, off, off, width};
     f.min = min;
@@ -160,26 +188,34 @@ std::string range_of(const field &f)
         if (f.range_text != nullptr)
             return f.range_text;
         return std::to_string(f.min) + " to " + std::to_string(field_max(f)) + unit;
-    case vtype::flag: return "off or on";
+    case vtype::flag:
+        return "off or on";
     case vtype::named: {
         std::string r;
         for (const name_value &n : f.named)
-            r += (r.empty() ? "" : ", ") + std::string(n.name) + " (" + std::to_string(n.value) + ")";
+            r += (r.empty() ? "" : ", ") + std::string(n.name) + " (" + std::to_string(n.value) +
+                 ")";
         if (f.range_text != nullptr)
             r += std::string(", ") + f.range_text;
         return r;
     }
-    case vtype::usb_id: return "0x0000 to 0xffff";
+    case vtype::usb_id:
+        return "0x0000 to 0xffff";
     case vtype::text:
         if (f.min == f.width - 1u)
             return "text of " + std::to_string(f.min) + " bytes";
         return "text of " + std::to_string(f.min) + " to " + std::to_string(f.width - 1) + " bytes";
-    case vtype::textn: return "text of up to " + std::to_string(f.width) + " bytes";
-    case vtype::mac: return "a MAC address (aa:bb:cc:dd:ee:ff)";
+    case vtype::textn:
+        return "text of up to " + std::to_string(f.width) + " bytes";
+    case vtype::mac:
+        return "a MAC address (aa:bb:cc:dd:ee:ff)";
     case vtype::ipv4:
-    case vtype::ipv4_text: return "an IPv4 address (a.b.c.d)";
-    case vtype::ipv6: return "an IPv6 address";
-    case vtype::hex: return "bytes in hex";
+    case vtype::ipv4_text:
+        return "an IPv4 address (a.b.c.d)";
+    case vtype::ipv6:
+        return "an IPv6 address";
+    case vtype::hex:
+        return "bytes in hex";
     }
     return "";
 }
@@ -217,7 +253,8 @@ std::optional<std::string> parse_field(const field &f, const std::string &word, 
         return parse_integer(f, word, p);
     switch (f.type) {
     case vtype::text:
-    case vtype::textn: return parse_text(f, word, p);
+    case vtype::textn:
+        return parse_text(f, word, p);
     case vtype::mac:
         if (!parse_mac(word, p))
             return bad(f, word);
@@ -239,7 +276,8 @@ std::optional<std::string> parse_field(const field &f, const std::string &word, 
         if (inet_pton(AF_INET6, word.c_str(), p) != 1)
             return bad(f, word);
         return std::nullopt;
-    default: return f.key + std::string(" cannot be given");
+    default:
+        return f.key + std::string(" cannot be given");
     }
 }
 
@@ -248,12 +286,14 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
     const uint8_t *p = rec + f.off;
     char buf[INET6_ADDRSTRLEN + 8];
     switch (f.type) {
-    case vtype::number: return load_uint(p, f.width);
+    case vtype::number:
+        return load_uint(p, f.width);
     case vtype::named:
     case vtype::flag: {
         const uint64_t v = load_uint(p, f.width);
         const char *name = f.type == vtype::flag ? (v != 0 ? "on" : "off") : name_of(f, v);
-        return name != nullptr ? json(std::string(name)) : json(v); // a number without a name stays a number
+        return name != nullptr ? json(std::string(name))
+                               : json(v); // a number without a name stays a number
     }
     case vtype::usb_id:
         std::snprintf(buf, sizeof buf, "0x%04x", static_cast<unsigned>(load_uint(p, 2)));
@@ -261,17 +301,20 @@ json field_json(const field &f, const uint8_t *rec, bool show_secrets)
     case vtype::text:
     case vtype::textn:
     case vtype::ipv4_text: {
-        const std::string_view s(reinterpret_cast<const char *>(p), strnlen(reinterpret_cast<const char *>(p), f.width));
+        const std::string_view s(reinterpret_cast<const char *>(p),
+                                 strnlen(reinterpret_cast<const char *>(p), f.width));
         return f.secret && !show_secrets && !s.empty() ? json(kMasked) : text_json(s);
     }
     case vtype::mac:
-        std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", p[0], p[1], p[2], p[3], p[4], p[5]);
+        std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", p[0], p[1], p[2], p[3],
+                      p[4], p[5]);
         return std::string(buf);
     case vtype::ipv4:
         if (f.zero_is_none && load_uint(p, 4) == 0)
             return nullptr;
         return inet_ntop(AF_INET, p, buf, sizeof buf) ? std::string(buf) : "";
-    case vtype::ipv6: return inet_ntop(AF_INET6, p, buf, sizeof buf) ? std::string(buf) : "";
+    case vtype::ipv6:
+        return inet_ntop(AF_INET6, p, buf, sizeof buf) ? std::string(buf) : "";
     case vtype::hex: {
         std::string hex;
         for (uint16_t i = 0; i < f.width; ++i) {

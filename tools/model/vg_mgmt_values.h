@@ -23,28 +23,28 @@ struct name_value {
 using names = std::span<const name_value>;
 
 enum class vtype : uint8_t {
-    number, // unsigned integer of `width` bytes, decimal or 0x hex
-    named,  // unsigned integer with names; an unnamed number prints as its decimal text
-    flag,   // one byte, off/on
-    usb_id, // u16 shown as 0x%04x
-    text,   // char[width]: at most width-1 bytes and a terminator
-    textn,  // char[width] that may fill every byte (no terminator needed)
-    mac,    // 6 bytes aa:bb:cc:dd:ee:ff
-    ipv4,   // u32 in network byte order
+    number,    // unsigned integer of `width` bytes, decimal or 0x hex
+    named,     // unsigned integer with names; an unnamed number prints as its decimal text
+    flag,      // one byte, off/on
+    usb_id,    // u16 shown as 0x%04x
+    text,      // char[width]: at most width-1 bytes and a terminator
+    textn,     // char[width] that may fill every byte (no terminator needed)
+    mac,       // 6 bytes aa:bb:cc:dd:ee:ff
+    ipv4,      // u32 in network byte order
     ipv4_text, // char[width] holding an address as text
-    ipv6,   // 16 bytes
-    hex,    // width raw bytes shown as hex (for --raw)
+    ipv6,      // 16 bytes
+    hex,       // width raw bytes shown as hex (for --raw)
 };
 
 // One field of a record: where it stands, what it takes and what it means.
 struct field {
-    const char *key;      // the text key, the JSON key and the option name
+    const char *key; // the text key, the JSON key and the option name
     vtype type;
-    uint16_t off;         // offset in the record the read command fills
-    uint16_t woff;        // offset in the record the write command takes
-    uint16_t width;       // bytes
-    uint64_t min = 0;     // least number, or least text length
-    uint64_t max = 0;     // 0: the width's largest number
+    uint16_t off;     // offset in the record the read command fills
+    uint16_t woff;    // offset in the record the write command takes
+    uint16_t width;   // bytes
+    uint64_t min = 0; // least number, or least text length
+    uint64_t max = 0; // 0: the width's largest number
     names named = {};
     const char *help = "";
     const char *unit = nullptr;
@@ -52,13 +52,29 @@ struct field {
     const char *range_text = nullptr;    // says what `allowed` takes
     bool secret = false;
     bool (*shown)(const uint8_t *rec) = nullptr; // printed only when this says so
-    const char *def = nullptr;           // the word taken when an optional input is not given
-    bool zero_is_none = false;           // an address of all zeros means none: null, "none" in text
+    const char *def = nullptr; // the word taken when an optional input is not given
+    bool zero_is_none = false; // an address of all zeros means none: null, "none" in text
 
-    field &at(uint16_t write_off) { woff = write_off; return *this; }
-    field &or_default(const char *word) { def = word; return *this; }
-    field &when(bool (*pred)(const uint8_t *)) { shown = pred; return *this; }
-    field &none_when_zero() { zero_is_none = true; return *this; }
+    field &at(uint16_t write_off)
+    {
+        woff = write_off;
+        return *this;
+    }
+    field &or_default(const char *word)
+    {
+        def = word;
+        return *this;
+    }
+    field &when(bool (*pred)(const uint8_t *))
+    {
+        shown = pred;
+        return *this;
+    }
+    field &none_when_zero()
+    {
+        zero_is_none = true;
+        return *this;
+    }
 };
 
 // Fields of the usual kinds. `min` of a text is its least length.
