@@ -15,6 +15,8 @@ cd "$(dirname "$0")/.."
 vg_install_deps
 
 jobs=$(nproc)
+echo "== source layout (.clang-format)"
+./scripts/format.sh --check
 run_build() {
     local dir=$1; shift
     local only=${VG_TEST_ONLY:-}
