@@ -260,20 +260,20 @@ void kestd(const fs::path &dir)
         return b;
     };
     bytes b;
-    raw_op(b, header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION, KEST_FRAME_REQUEST,
-                     KEST_FRAME_MAX_PAYLOAD + 1));
+    raw_op(b, header(kKestFrameMagic, kKestFrameVersion, KEST_FRAME_REQUEST,
+                     kKestFrameMaxPayload + 1));
     write(dir, "oversized", b);
     b.clear();
-    raw_op(b, header(0x4b455354, KEST_FRAME_VERSION, KEST_FRAME_REQUEST, 0));
+    raw_op(b, header(0x4b455354, kKestFrameVersion, KEST_FRAME_REQUEST, 0));
     write(dir, "bad-magic", b);
     b.clear();
-    raw_op(b, header(KEST_FRAME_MAGIC, 2, KEST_FRAME_REQUEST, 0));
+    raw_op(b, header(kKestFrameMagic, 2, KEST_FRAME_REQUEST, 0));
     write(dir, "bad-version", b);
     b.clear();
-    raw_op(b, header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION, KEST_FRAME_RESPONSE, 0));
+    raw_op(b, header(kKestFrameMagic, kKestFrameVersion, KEST_FRAME_RESPONSE, 0));
     write(dir, "bad-kind", b);
     b.clear();
-    raw_op(b, header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION, KEST_FRAME_REQUEST, 100));
+    raw_op(b, header(kKestFrameMagic, kKestFrameVersion, KEST_FRAME_REQUEST, 100));
     write(dir, "truncated", b);
     b.clear();
     raw_op(b, bytes{'g', 'a', 'r', 'b', 'a', 'g', 'e'});

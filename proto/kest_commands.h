@@ -39,7 +39,7 @@ inline constexpr uint32_t kest_len<kest_no_req> = 0;
                  timeout, kest_len<record>}
 // clang-format on
 #define KEST_WIFI(cmd, flag, msg, req, resp, record)                                               \
-    KEST_COMMAND(WIFI, cmd, flag, msg, req, resp, record, KEST_TIMEOUT_MS)
+    KEST_COMMAND(WIFI, cmd, flag, msg, req, resp, record, kKestTimeoutMs)
 // A per-interface setting of the family "index, then one value".
 #define KEST_WIFI_SETTING(name, setting, req, resp)                                                \
     KEST_WIFI(WIFI_CMD_##name, SET, KEST_WIFI_##name##_SET, req, wifi_setting_set_resp,            \
@@ -55,7 +55,7 @@ inline constexpr kest_command kWifiCommands[] = {
     KEST_WIFI(WIFI_CMD_WORK_MODE, GET, KEST_WIFI_WORK_MODE_GET, kest_no_req,
               wifi_work_mode_get_resp, wifi_work_mode_params),
     KEST_COMMAND(WIFI, WIFI_CMD_ENABLE, SET, KEST_WIFI_ENABLE_SET, wifi_enable_set_req,
-                 wifi_enable_set_resp, wifi_enable_params, KEST_WIFI_ENABLE_TIMEOUT_MS),
+                 wifi_enable_set_resp, wifi_enable_params, kKestWifiEnableTimeoutMs),
     KEST_WIFI(WIFI_CMD_ENABLE, GET, KEST_WIFI_ENABLE_GET, kest_no_req, wifi_enable_get_resp,
               wifi_enable_params),
     KEST_WIFI(WIFI_CMD_COUNTRY_CODE, SET, KEST_WIFI_COUNTRY_CODE_SET, wifi_country_code_set_req,
@@ -104,7 +104,7 @@ inline constexpr kest_command kWifiCommands[] = {
 
 #define KEST_DATA_CALL(cmd, flag, msg, req, resp, record)                                          \
     KEST_COMMAND(DATA_CALL, DATA_CALL_CMD_##cmd, flag, KEST_DATA_CALL_##msg, req, resp, record,    \
-                 KEST_TIMEOUT_MS)
+                 kKestTimeoutMs)
 
 inline constexpr kest_command kDataCallCommands[] = {
     KEST_DATA_CALL(UP, SET, UP_SET, data_call_up_set_req, data_call_up_set_resp,
@@ -131,7 +131,7 @@ inline constexpr kest_command kDataCallCommands[] = {
 
 #define KEST_NETWORK(cmd, flag, msg, req, resp, record)                                            \
     KEST_COMMAND(NETWORK, NETWORK_CMD_##cmd, flag, KEST_NETWORK_##msg, req, resp, record,          \
-                 KEST_TIMEOUT_MS)
+                 kKestTimeoutMs)
 
 inline constexpr kest_command kNetworkCommands[] = {
     KEST_NETWORK(DMZ_ADD, SET, DMZ_ADD_SET, network_dmz_add_set_req, resp_status,
@@ -166,7 +166,7 @@ inline constexpr kest_command kNetworkCommands[] = {
 };
 
 #define KEST_USB(cmd, flag, msg, req, resp, record)                                                \
-    KEST_COMMAND(USB, USB_CMD_##cmd, flag, KEST_USB_##msg, req, resp, record, KEST_TIMEOUT_MS)
+    KEST_COMMAND(USB, USB_CMD_##cmd, flag, KEST_USB_##msg, req, resp, record, kKestTimeoutMs)
 
 inline constexpr kest_command kUsbCommands[] = {
     KEST_USB(CONFIG_WRITE, SET, CONFIG_WRITE_SET, kest_no_req, resp_status, kest_no_req),

@@ -85,7 +85,7 @@ struct kest_error_row {
     const char *text;
 };
 
-inline constexpr kest_error_row kest_error_rows[] = {
+inline constexpr kest_error_row kKestErrorRows[] = {
 #define KEST_ERROR_ROW(e, code, name, text) {code, name, text},
     KEST_ERROR_TABLE(KEST_ERROR_ROW)
 #undef KEST_ERROR_ROW
@@ -94,7 +94,7 @@ inline constexpr kest_error_row kest_error_rows[] = {
 // The row of a code, or null for a code that is not in the table.
 inline const kest_error_row *kest_error_find(uint32_t code)
 {
-    for (const kest_error_row &r : kest_error_rows)
+    for (const kest_error_row &r : kKestErrorRows)
         if (r.code == code)
             return &r;
     return nullptr;

@@ -16,15 +16,15 @@
 // A header whose payload may be read; any other ends the connection.
 inline bool kest_frame_header_ok(const kest_frame_header &h)
 {
-    return h.magic == KEST_FRAME_MAGIC && h.version == KEST_FRAME_VERSION &&
-           h.len <= KEST_FRAME_MAX_PAYLOAD;
+    return h.magic == kKestFrameMagic && h.version == kKestFrameVersion &&
+           h.len <= kKestFrameMaxPayload;
 }
 
 inline kest_frame_header kest_frame_make(kest_frame_kind kind, uint32_t txn, uint32_t msg_id,
                                          uint32_t len, uint32_t aux = 0, int32_t status = 0)
 {
-    return kest_frame_header{
-        KEST_FRAME_MAGIC, KEST_FRAME_VERSION, kind, txn, msg_id, len, aux, status};
+    return kest_frame_header{kKestFrameMagic, kKestFrameVersion, kind, txn, msg_id, len, aux,
+                             status};
 }
 
 enum kest_write_result {

@@ -2,7 +2,7 @@
 // simulated KEST management service, over a Unix stream socket.
 //
 // Every frame is a kest_frame_header followed by `len` payload bytes.
-//  - request   (client -> service): txn chosen by the client, msg_id 1..KEST_MSG_ID_MAX,
+//  - request   (client -> service): txn chosen by the client, msg_id 1..kKestMsgIdMax,
 //               payload = the request record, aux = the length of the
 //               client's response record.
 //  - response  (service -> client): txn and msg_id of the request, payload =
@@ -14,15 +14,15 @@
 //               the indication record.
 //  - control request / response: txn, msg_id = a control operation of kestd,
 //               payload = text; used by tests, demos and kestctl.
-// A frame with a bad magic, version or a length above KEST_FRAME_MAX_PAYLOAD
+// A frame with a bad magic, version or a length above kKestFrameMaxPayload
 // ends the connection.
 #pragma once
 
 #include <cstdint>
 
-inline constexpr uint32_t KEST_FRAME_MAGIC = 0x5453454bu; // "KEST" in memory order
-inline constexpr uint16_t KEST_FRAME_VERSION = 1;
-inline constexpr uint32_t KEST_FRAME_MAX_PAYLOAD = 8192;
+inline constexpr uint32_t kKestFrameMagic = 0x5453454bu; // "KEST" in memory order
+inline constexpr uint16_t kKestFrameVersion = 1;
+inline constexpr uint32_t kKestFrameMaxPayload = 8192;
 
 enum kest_frame_kind : uint16_t {
     KEST_FRAME_REQUEST = 1,
@@ -31,11 +31,11 @@ enum kest_frame_kind : uint16_t {
     KEST_FRAME_CONTROL = 4,
     KEST_FRAME_CONTROL_RESPONSE = 5,
     // service -> client, then the end of the connection: payload = why the
-    // service takes no more clients (KEST_REFUSED_TOO_MANY).
+    // service takes no more clients (kKestRefusedTooMany).
     KEST_FRAME_REFUSED = 6,
 };
 
-inline constexpr char KEST_REFUSED_TOO_MANY[] = "too many clients";
+inline constexpr char kKestRefusedTooMany[] = "too many clients";
 
 struct kest_frame_header {
     uint32_t magic;

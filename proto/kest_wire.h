@@ -100,11 +100,11 @@ enum kest_msg_id : uint32_t {
     KEST_USB_CONFIG_GET = 74,
 };
 // The highest message id: the last of the enumeration.
-inline constexpr uint32_t KEST_MSG_ID_MAX = KEST_USB_CONFIG_GET;
+inline constexpr uint32_t kKestMsgIdMax = KEST_USB_CONFIG_GET;
 
 // Time-outs of the sends, in milliseconds.
-inline constexpr uint32_t KEST_TIMEOUT_MS = 5000;
-inline constexpr uint32_t KEST_WIFI_ENABLE_TIMEOUT_MS = 30000;
+inline constexpr uint32_t kKestTimeoutMs = 5000;
+inline constexpr uint32_t kKestWifiEnableTimeoutMs = 30000;
 
 // Message kind of qmi_client_message_decode for indications.
-inline constexpr int KEST_MSG_KIND_IND = 2;
+inline constexpr int kKestMsgKindInd = 2;

@@ -12,7 +12,7 @@
 #include "vg_mgmt_core.h"
 
 namespace {
-constexpr char vg_log_file[] = "vg_mgmt_client";
+constexpr char kVgLogFile[] = "vg_mgmt_client";
 
 constexpr int kServiceAttempts = 10;
 constexpr long kServiceWaitNs = 500000000L;

@@ -14,9 +14,9 @@ constinit thread_local int32_t vg_errno = 0;
 // found is the one a search from the top would find.
 static const mgmt_command_row *vg_find_row(const vg_dispatcher &d, uint32_t command_id)
 {
-    if (command_id < VG_ROW_INDEX_IDS) {
+    if (command_id < kVgRowIndexIds) {
         const uint8_t row = (*d.index)[command_id];
-        return row == VG_NO_ROW ? nullptr : &d.rows[row];
+        return row == kVgNoRow ? nullptr : &d.rows[row];
     }
     // Only the last row's -1 lies beyond the index.
     for (size_t i = 0; i < d.count; ++i)

@@ -43,10 +43,10 @@ inline int32_t vg_fail(int32_t err)
 // Every log point is a pair: the file sink, then the system sink with kind 3,
 // the level's severity, the tag and the twin format "[%s  %d]: " + format,
 // which takes the function's name and the line before the values. Each
-// source file names itself in a constant vg_log_file, and a line carries the
+// source file names itself in a constant kVgLogFile, and a line carries the
 // file and the name of the function it belongs to, together, as a vg_site.
 
-inline constexpr int VG_SYS_LOG_KIND = 3;
+inline constexpr int kVgSysLogKind = 3;
 #define VG_LOG_TAG "vg_mgmt_cli"
 #define VG_LOG_PREFIX "[%s  %d]: "
 
@@ -66,14 +66,14 @@ struct vg_site {
     const char *file;
     const char *func;
 };
-#define VG_SITE (vg_site{vg_log_file, __func__})
+#define VG_SITE (vg_site{kVgLogFile, __func__})
 
 #define VG_LOG_AT(site, level, fmt, ...)                                                           \
     do {                                                                                           \
         const vg_site &vg_at_ = (site);                                                            \
         __vg_log(vg_at_.file, __LINE__, vg_at_.func, level,                                        \
                  VG_LOG_SHORT(fmt) __VA_OPT__(, ) __VA_ARGS__);                                    \
-        vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt,       \
+        vg_sys_log_print(kVgSysLogKind, vg_severity(level), VG_LOG_TAG, VG_LOG_PREFIX fmt,         \
                          vg_at_.func, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                        \
     } while (0)
 
@@ -122,7 +122,7 @@ template <class... Args>
                                               Args... args)
 {
     __vg_log(site.file, line, site.func, level, f.fmt, args...);
-    vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(level), VG_LOG_TAG, f.twin, site.func, line,
+    vg_sys_log_print(kVgSysLogKind, vg_severity(level), VG_LOG_TAG, f.twin, site.func, line,
                      args...);
 }
 
@@ -146,7 +146,7 @@ struct kest_call {
 
 #define VG_TRANSPORT(label) VG_FMT("qmi_client_send_msg_sync(" label "): error %d result %d", "dd")
 // clang-format off
-#define KEST_CALL(id, label) kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::result}
+#define KEST_CALL(id, label) kest_call{id, VG_TRANSPORT(label), kKestTimeoutMs, vg_judge::result}
 // clang-format on
 
 // The send alone: zeroes the response and sends; the transport's return code.
@@ -246,25 +246,25 @@ struct mgmt_command_row {
     mgmt_handler set;
     mgmt_handler get;
 };
-inline constexpr uint32_t VG_LAST_ROW_ID = 0xffffffffu; // the -1 row that ends some tables
+inline constexpr uint32_t kVgLastRowId = 0xffffffffu; // the -1 row that ends some tables
 
 // The row of each command id, worked out from a table at compile time, so a
 // dispatch costs one look-up wherever its row stands. Ids are unique in a
 // table, so this finds the row that a search in table order finds.
-inline constexpr size_t VG_ROW_INDEX_IDS = 32;
-inline constexpr uint8_t VG_NO_ROW = 0xff;
-using vg_row_index = std::array<uint8_t, VG_ROW_INDEX_IDS>;
+inline constexpr size_t kVgRowIndexIds = 32;
+inline constexpr uint8_t kVgNoRow = 0xff;
+using vg_row_index = std::array<uint8_t, kVgRowIndexIds>;
 
 template <size_t N>
 consteval vg_row_index vg_index_rows(const mgmt_command_row (&rows)[N])
 {
-    static_assert(N < VG_NO_ROW);
+    static_assert(N < kVgNoRow);
     vg_row_index index{};
-    index.fill(VG_NO_ROW);
+    index.fill(kVgNoRow);
     for (size_t i = 0; i < N; ++i) {
-        if (rows[i].id == VG_LAST_ROW_ID)
+        if (rows[i].id == kVgLastRowId)
             continue;
-        if (rows[i].id >= VG_ROW_INDEX_IDS || index[rows[i].id] != VG_NO_ROW)
+        if (rows[i].id >= kVgRowIndexIds || index[rows[i].id] != kVgNoRow)
             vg_format_mismatch(); // an id too large for the index, or twice in one table
         index[rows[i].id] = static_cast<uint8_t>(i);
     }
@@ -289,7 +289,7 @@ consteval bool vg_rows_described(const mgmt_command_row (&rows)[N],
 {
     size_t commands = 0;
     for (const mgmt_command_row &row : rows) {
-        if (row.id == VG_LAST_ROW_ID)
+        if (row.id == kVgLastRowId)
             continue;
         ++commands;
         if ((row.set != nullptr) != vg_described(described, row.id, MGMT_OPT_SET) ||
@@ -303,7 +303,7 @@ struct vg_dispatcher {
     vg_site site;
     const mgmt_command_row *rows;
     size_t count;
-    const vg_row_index *index; // rows of the ids below VG_ROW_INDEX_IDS
+    const vg_row_index *index; // rows of the ids below kVgRowIndexIds
     vg_fmt not_found;          // "cannot found %d ... command"
     vg_fmt found;              // "found ... command %d, command flag %d"
     bool null_handler_sets_errno;

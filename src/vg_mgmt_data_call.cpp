@@ -8,7 +8,7 @@
 #include "vg_mgmt_core.h"
 
 namespace {
-constexpr char vg_log_file[] = "vg_mgmt_data_call";
+constexpr char kVgLogFile[] = "vg_mgmt_data_call";
 
 int32_t data_call_null_params(const vg_site &site)
 {
@@ -20,7 +20,7 @@ int32_t data_call_null_params(const vg_site &site)
 // call that did go through; for those only error tells.
 // clang-format off
 #define KEST_CALL_BY_ERROR(id, label)                                                              \
-    kest_call{id, VG_TRANSPORT(label), KEST_TIMEOUT_MS, vg_judge::error}
+    kest_call{id, VG_TRANSPORT(label), kKestTimeoutMs, vg_judge::error}
 // clang-format on
 
 constexpr uint8_t kIpTypeMax = DATA_CALL_IP_V4V6;
@@ -353,7 +353,7 @@ int32_t data_call_get_apn_list_get(mgmt_client *handle, void *value)
     // The transport line names the profile type too, so it is not the common one.
     data_call_get_apn_list_get_resp resp;
     const int rc = vg_send(handle, KEST_DATA_CALL_GET_APN_LIST_GET, &req, sizeof req, &resp,
-                           sizeof resp, KEST_TIMEOUT_MS);
+                           sizeof resp, kKestTimeoutMs);
     VG_LOG(4,
            "qmi_client_send_msg_sync(get data call apn list profile type %d): "
            "error %d result %d",
@@ -424,7 +424,7 @@ int32_t data_call_default_profile_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // Dispatch
 
-constexpr mgmt_command_row data_call_command_table[] = {
+constexpr mgmt_command_row kDataCallCommandTable[] = {
     {DATA_CALL_CMD_UP, data_call_up_set, nullptr},
     {DATA_CALL_CMD_DOWN, data_call_down_set, nullptr},
     {DATA_CALL_CMD_INFO, nullptr, data_call_info_get},
@@ -434,7 +434,7 @@ constexpr mgmt_command_row data_call_command_table[] = {
     {DATA_CALL_CMD_APN_ADD, data_call_apn_add_set, nullptr},
     {DATA_CALL_CMD_DEFAULT_PROFILE, data_call_default_profile_set, data_call_default_profile_get},
 };
-static_assert(vg_rows_described(data_call_command_table, kDataCallCommands),
+static_assert(vg_rows_described(kDataCallCommandTable, kDataCallCommands),
               "the table has a handler for every described direction and no other");
 
 constexpr uint8_t kStateConnected = 1;
@@ -443,11 +443,11 @@ constexpr uint8_t kStateConnected = 1;
 extern "C" int32_t data_call_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                             void *value)
 {
-    static constexpr vg_row_index kIndex = vg_index_rows(data_call_command_table);
+    static constexpr vg_row_index kIndex = vg_index_rows(kDataCallCommandTable);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
-        data_call_command_table,
-        std::size(data_call_command_table),
+        kDataCallCommandTable,
+        std::size(kDataCallCommandTable),
         &kIndex,
         VG_FMT("cannot found %d Data Call command", "d"),
         VG_FMT("found Data Call command %d, command flag %d", "dd"),
@@ -463,8 +463,8 @@ extern "C" void data_call_status_event_ind_msg(qmi_client_type user_handle, void
     data_call_status_ind ind{};
     data_call_status_event event{};
     const int rc =
-        qmi_client_message_decode(user_handle, KEST_MSG_KIND_IND, KEST_DATA_CALL_STATUS_IND,
-                                  ind_buf, ind_buf_len, &ind, sizeof ind);
+        qmi_client_message_decode(user_handle, kKestMsgKindInd, KEST_DATA_CALL_STATUS_IND, ind_buf,
+                                  ind_buf_len, &ind, sizeof ind);
     if (rc != 0) {
         VG_LOG(1, "data call status event decode qmi_client_message_decode error %d", rc);
         return;

@@ -6,7 +6,7 @@
 #include "vg_mgmt_core.h"
 
 namespace {
-constexpr char vg_log_file[] = "vg_mgmt_network";
+constexpr char kVgLogFile[] = "vg_mgmt_network";
 
 int32_t network_null_params(const vg_site &site)
 {
@@ -89,7 +89,7 @@ void network_snat_log(const vg_site &site, int line, const vg_fmt &f, const netw
 {
     __vg_log(site.file, line, site.func, 4, f.fmt, vg_ipv4_ntoa(r.private_ip), r.private_port,
              r.global_port, r.protocol);
-    vg_sys_log_print(VG_SYS_LOG_KIND, vg_severity(4), VG_LOG_TAG, f.twin, site.func, line,
+    vg_sys_log_print(kVgSysLogKind, vg_severity(4), VG_LOG_TAG, f.twin, site.func, line,
                      vg_ipv4_ntoa(r.private_ip), r.private_port, r.global_port, r.protocol);
 }
 
@@ -366,7 +366,7 @@ int32_t network_sgmii_info_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // Dispatch
 
-constexpr mgmt_command_row network_command_table[] = {
+constexpr mgmt_command_row kNetworkCommandTable[] = {
     {NETWORK_CMD_DMZ_ADD, network_dmz_add_set, nullptr},
     {NETWORK_CMD_DMZ_DEL, network_dmz_del_set, nullptr},
     {NETWORK_CMD_DMZ_GET, nullptr, network_dmz_get_get},
@@ -379,18 +379,18 @@ constexpr mgmt_command_row network_command_table[] = {
     {NETWORK_CMD_SNAT_GET, nullptr, network_snat_get_get},
     {NETWORK_CMD_ETHERNET_MODE, network_ethernet_mode_set, network_ethernet_mode_get},
 };
-static_assert(vg_rows_described(network_command_table, kNetworkCommands),
+static_assert(vg_rows_described(kNetworkCommandTable, kNetworkCommands),
               "the table has a handler for every described direction and no other");
 } // namespace
 
 extern "C" int32_t network_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                           void *value)
 {
-    static constexpr vg_row_index kIndex = vg_index_rows(network_command_table);
+    static constexpr vg_row_index kIndex = vg_index_rows(kNetworkCommandTable);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
-        network_command_table,
-        std::size(network_command_table),
+        kNetworkCommandTable,
+        std::size(kNetworkCommandTable),
         &kIndex,
         VG_FMT("cannot found %d network command", "d"),
         VG_FMT("found network command %d, command flag %d", "dd"),

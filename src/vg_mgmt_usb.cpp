@@ -7,7 +7,7 @@
 #include "vg_mgmt_core.h"
 
 namespace {
-constexpr char vg_log_file[] = "vg_mgmt_usb";
+constexpr char kVgLogFile[] = "vg_mgmt_usb";
 
 // The domain has one USB instance, number 0.
 bool check_usb_num(uint32_t usb_num)
@@ -289,7 +289,7 @@ int32_t usb_config_write_set(mgmt_client *handle, void * /*value*/)
 // ---------------------------------------------------------------------------
 // Dispatch
 
-constexpr mgmt_command_row usb_command_table[] = {
+constexpr mgmt_command_row kUsbCommandTable[] = {
     {USB_CMD_CONFIG_WRITE, usb_config_write_set, nullptr},
     {USB_CMD_ACTION, usb_action_set, nullptr},
     {USB_CMD_BOOTUP, usb_bootup_set, nullptr},
@@ -299,20 +299,20 @@ constexpr mgmt_command_row usb_command_table[] = {
     {USB_CMD_NET, usb_net_set, nullptr},
     {USB_CMD_FUNC, usb_func_set, nullptr},
     {USB_CMD_CONFIG_GET, nullptr, usb_config_get},
-    {VG_LAST_ROW_ID, nullptr, nullptr},
+    {kVgLastRowId, nullptr, nullptr},
 };
-static_assert(vg_rows_described(usb_command_table, kUsbCommands),
+static_assert(vg_rows_described(kUsbCommandTable, kUsbCommands),
               "the table has a handler for every described direction and no other");
 } // namespace
 
 extern "C" int32_t usb_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                       void *value)
 {
-    static constexpr vg_row_index kIndex = vg_index_rows(usb_command_table);
+    static constexpr vg_row_index kIndex = vg_index_rows(kUsbCommandTable);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
-        usb_command_table,
-        std::size(usb_command_table),
+        kUsbCommandTable,
+        std::size(kUsbCommandTable),
         &kIndex,
         VG_FMT("cannot found %d Usb command", "d"),
         VG_FMT("found Usb command %d, command flag %d", "dd"),

@@ -8,7 +8,7 @@
 #include "vg_mgmt_core.h"
 
 namespace {
-constexpr char vg_log_file[] = "vg_mgmt_wifi";
+constexpr char kVgLogFile[] = "vg_mgmt_wifi";
 
 int32_t wifi_null_params(const vg_site &site)
 {
@@ -100,7 +100,7 @@ int32_t wifi_enable_set(mgmt_client *handle, void *value)
     // Switching the radio on or off takes the service far longer than any
     // other command.
     static constexpr kest_call kCall{KEST_WIFI_ENABLE_SET, VG_TRANSPORT("set WiFi enable"),
-                                     KEST_WIFI_ENABLE_TIMEOUT_MS, vg_judge::result};
+                                     kKestWifiEnableTimeoutMs, vg_judge::result};
     const wifi_enable_set_req req{p->enable};
     wifi_enable_set_resp resp;
     if (!vg_exchange(VG_SITE, handle, kCall, req, resp)) {
@@ -371,7 +371,7 @@ int32_t wifi_auth_get(mgmt_client *handle, void *value)
 
 enum class wifi_setting_kind : uint8_t {
     number,  // u32 in the record, u8 on the wire, tested against min..max
-    channel, // u32 in the record, u16 on the wire, tested against wifi_channel_list
+    channel, // u32 in the record, u16 on the wire, tested against kWifiChannelList
     flag,    // u8 in the record and on the wire, untested; read back as 0 or 1
 };
 
@@ -407,13 +407,13 @@ struct wifi_setting_row {
 #define WIFI_FLAG_ROW(set_id, get_id, label)                                                       \
     WIFI_SETTING_ROW(set_id, get_id, label, wifi_setting_kind::flag, 0, 0, vg_fmt{})
 
-constexpr uint32_t wifi_channel_list[] = {
+constexpr uint32_t kWifiChannelList[] = {
     0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
     36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
     100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
     132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165,
 };
-static_assert(std::size(wifi_channel_list) == 60);
+static_assert(std::size(kWifiChannelList) == 60);
 
 constexpr wifi_setting_row kModeRow =
     WIFI_NUMBER_ROW(KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", kWifiModeRange.min,
@@ -489,8 +489,8 @@ bool wifi_setting_ok(const wifi_setting_row &row, uint32_t setting)
     case wifi_setting_kind::number:
         return setting >= row.min && setting <= row.max;
     case wifi_setting_kind::channel:
-        return std::find(std::begin(wifi_channel_list), std::end(wifi_channel_list), setting) !=
-               std::end(wifi_channel_list);
+        return std::find(std::begin(kWifiChannelList), std::end(kWifiChannelList), setting) !=
+               std::end(kWifiChannelList);
     case wifi_setting_kind::flag:
         break;
     }
@@ -783,7 +783,7 @@ int32_t wifi_restore_default_set(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // Dispatch
 
-constexpr mgmt_command_row wifi_command_table[] = {
+constexpr mgmt_command_row kWifiCommandTable[] = {
     {WIFI_CMD_WORK_MODE, wifi_work_mode_set, wifi_work_mode_get},
     {WIFI_CMD_ENABLE, wifi_enable_set, wifi_enable_get},
     {WIFI_CMD_COUNTRY_CODE, wifi_country_code_set, wifi_country_code_get},
@@ -807,9 +807,9 @@ constexpr mgmt_command_row wifi_command_table[] = {
     {WIFI_CMD_MAC_ACL_INFO, nullptr, wifi_mac_acl_info_get},
     {WIFI_CMD_ACTIVE, wifi_active_set, nullptr},
     {WIFI_CMD_STATION_STATUS, nullptr, wifi_station_status_get},
-    {VG_LAST_ROW_ID, nullptr, nullptr},
+    {kVgLastRowId, nullptr, nullptr},
 };
-static_assert(vg_rows_described(wifi_command_table, kWifiCommands),
+static_assert(vg_rows_described(kWifiCommandTable, kWifiCommands),
               "the table has a handler for every described direction and no other");
 
 } // namespace
@@ -817,11 +817,11 @@ static_assert(vg_rows_described(wifi_command_table, kWifiCommands),
 extern "C" int32_t wifi_command_handle(mgmt_client *handle, uint32_t flag, uint32_t command_id,
                                        void *value)
 {
-    static constexpr vg_row_index kIndex = vg_index_rows(wifi_command_table);
+    static constexpr vg_row_index kIndex = vg_index_rows(kWifiCommandTable);
     static constexpr vg_dispatcher kDispatcher{
         VG_SITE,
-        wifi_command_table,
-        std::size(wifi_command_table),
+        kWifiCommandTable,
+        std::size(kWifiCommandTable),
         &kIndex,
         VG_FMT("cannot found %d WiFi command", "d"),
         VG_FMT("found WiFi command %d, command flag %d", "dd"),
@@ -839,7 +839,7 @@ extern "C" void wifi_event_ind_msg(qmi_client_type user_handle, uint32_t msg_id,
     const auto *mc = static_cast<const mgmt_client *>(ind_cb_data);
     if (msg_id == KEST_WIFI_STA_STATUS_IND) {
         wifi_sta_status_ind ind{};
-        const int rc = qmi_client_message_decode(user_handle, KEST_MSG_KIND_IND, msg_id, ind_buf,
+        const int rc = qmi_client_message_decode(user_handle, kKestMsgKindInd, msg_id, ind_buf,
                                                  ind_buf_len, &ind, sizeof ind);
         if (rc != 0) {
             VG_LOG(1, "wifi status event decode qmi_client_message_decode error %d", rc);
@@ -855,7 +855,7 @@ extern "C" void wifi_event_ind_msg(qmi_client_type user_handle, uint32_t msg_id,
             mc->event_cb(WIFI_EVENT_STA_STATUS, &event, sizeof event);
     } else if (msg_id == KEST_WIFI_AP_STA_IND) {
         wifi_ap_sta_ind ind{};
-        const int rc = qmi_client_message_decode(user_handle, KEST_MSG_KIND_IND, msg_id, ind_buf,
+        const int rc = qmi_client_message_decode(user_handle, kKestMsgKindInd, msg_id, ind_buf,
                                                  ind_buf_len, &ind, sizeof ind);
         if (rc != 0) {
             VG_LOG(1, "wifi status event decode qmi_client_message_decode error %d", rc);

@@ -39,7 +39,7 @@ void print_help()
                "/tmp/vg-kestd-UID/kestd.sock)\n"
                "  -h, --help      this help (needs no service)\n\ncommands:\n",
                stdout);
-    for (const kestd_control_doc &d : kestd_control_docs)
+    for (const kestd_control_doc &d : kKestdControlDocs)
         std::printf("  %s\n", d.help);
     std::fputs(
         "\nfail also takes the words of the vg-mgmt command whose request should fail, and\n"
@@ -94,7 +94,7 @@ std::optional<std::string> fail_command(std::vector<std::string> args, std::stri
 std::optional<std::string> control_text(const std::vector<std::string> &args, std::string &why)
 {
     std::vector<std::string> names;
-    for (const kestd_control_doc &d : kestd_control_docs)
+    for (const kestd_control_doc &d : kKestdControlDocs)
         names.emplace_back(d.name);
     if (std::find(names.begin(), names.end(), args[0]) == names.end())
         return why = kest_unknown_text("command", args[0], names), std::nullopt;

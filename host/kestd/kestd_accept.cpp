@@ -24,7 +24,7 @@ namespace kestd_loop {
 namespace {
 
 constexpr auto NOTE_INTERVAL = std::chrono::seconds(1);
-constexpr auto ACCEPT_PAUSE = std::chrono::seconds(1);
+constexpr auto kAcceptPause = std::chrono::seconds(1);
 
 uid_t peer_uid(int fd)
 {
@@ -90,8 +90,8 @@ const char *full_for(const server &s, uid_t uid)
 // A refused client hears why before its connection ends.
 void refuse(server &s, int fd, uid_t uid, const char *limit)
 {
-    const auto frame = kest_frame_bytes(KEST_FRAME_REFUSED, 0, 0, 0, KEST_REFUSED_TOO_MANY,
-                                        static_cast<uint32_t>(sizeof KEST_REFUSED_TOO_MANY - 1));
+    const auto frame = kest_frame_bytes(KEST_FRAME_REFUSED, 0, 0, 0, kKestRefusedTooMany,
+                                        static_cast<uint32_t>(sizeof kKestRefusedTooMany - 1));
     (void)::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     ::close(fd);
     ++s.refused_clients;
@@ -157,7 +157,7 @@ void accept_all(server &s, int listen_fd)
             note(s.accept_failed,
                  std::string("cannot accept clients: ") + std::strerror(err) + "; pausing");
         }
-        s.accept_resume = clock_type::now() + ACCEPT_PAUSE;
+        s.accept_resume = clock_type::now() + kAcceptPause;
         return;
     }
 }

@@ -9,7 +9,7 @@ struct kestd_control_doc {
     const char *help;
 };
 
-inline constexpr kestd_control_doc kestd_control_docs[] = {
+inline constexpr kestd_control_doc kKestdControlDocs[] = {
     {"help", "help: this list"},
     {"ping", "ping: answers pong"},
     {"dump", "dump [all|wifi|data|network|usb|faults]: the state as key=value lines"},
@@ -29,7 +29,7 @@ inline constexpr kestd_control_doc kestd_control_docs[] = {
 
 constexpr const char *kestd_control_help(std::string_view name)
 {
-    for (const kestd_control_doc &d : kestd_control_docs)
+    for (const kestd_control_doc &d : kKestdControlDocs)
         if (name == d.name)
             return d.help;
     return "";

@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr uint32_t CALL_PROFILE_TYPE = 0;
+constexpr uint32_t kCallProfileType = 0;
 // Reason codes of the status indication.
-constexpr uint32_t REASON_NONE = 0;
-constexpr uint32_t REASON_CLIENT_DOWN = 1;
+constexpr uint32_t kReasonNone = 0;
+constexpr uint32_t kReasonClientDown = 1;
 
 bool pdp_or_auth_ok(uint8_t v)
 {
@@ -36,7 +36,7 @@ bool pdp_offers(uint8_t pdp_type, uint8_t ip_type)
 
 const kestd_apn *call_profile(const kestd_state &st, uint32_t profile)
 {
-    const kestd_apn &apn = st.cfg.apn[CALL_PROFILE_TYPE][profile];
+    const kestd_apn &apn = st.cfg.apn[kCallProfileType][profile];
     return apn.used ? &apn : nullptr;
 }
 
@@ -77,7 +77,7 @@ void call_addresses(kestd_call &c, uint32_t profile, int family, uint32_t serial
 
 uint16_t up_set(kestd_ctx &ctx, const data_call_up_set_req &req, data_call_up_set_resp &)
 {
-    if (req.profile_id >= KESTD_PROFILES || req.ip_type > 2)
+    if (req.profile_id >= kKestdProfiles || req.ip_type > 2)
         return KESTD_ERR_INVALID_VALUE;
     const kestd_apn *profile = call_profile(ctx.st, req.profile_id);
     if (!profile)
@@ -89,16 +89,16 @@ uint16_t up_set(kestd_ctx &ctx, const data_call_up_set_req &req, data_call_up_se
         return KESTD_ERR_NO_APN;
     if (!pdp_offers(profile->pdp_type, req.ip_type))
         return KESTD_ERR_IP_TYPE_MISMATCH;
-    kestd_call(&calls)[KESTD_FAMILIES] = ctx.st.rt.call[req.profile_id];
+    kestd_call(&calls)[kKestdFamilies] = ctx.st.rt.call[req.profile_id];
     bool any = false;
-    for (int fam = 0; fam < KESTD_FAMILIES; ++fam) {
+    for (int fam = 0; fam < kKestdFamilies; ++fam) {
         if (!family_wanted(req.ip_type, fam) || calls[fam].up)
             continue;
         kestd_call &c = calls[fam];
         c = kestd_call{};
         c.up = 1;
         c.reconnect = req.reconnect;
-        c.reason = REASON_NONE;
+        c.reason = kReasonNone;
         c.serial = ++ctx.st.rt.call_serial;
         call_addresses(c, req.profile_id, fam, c.serial);
         any = true;
@@ -108,17 +108,17 @@ uint16_t up_set(kestd_ctx &ctx, const data_call_up_set_req &req, data_call_up_se
 
 uint16_t down_set(kestd_ctx &ctx, const data_call_down_set_req &req, data_call_down_set_resp &)
 {
-    if (req.profile_id >= KESTD_PROFILES || req.ip_type > 2)
+    if (req.profile_id >= kKestdProfiles || req.ip_type > 2)
         return KESTD_ERR_INVALID_VALUE;
     bool any = false;
-    for (int fam = 0; fam < KESTD_FAMILIES; ++fam) {
+    for (int fam = 0; fam < kKestdFamilies; ++fam) {
         kestd_call &c = ctx.st.rt.call[req.profile_id][fam];
         if (!family_wanted(req.ip_type, fam) || !c.up)
             continue;
         const uint32_t serial = c.serial;
         c = kestd_call{};
         c.serial = serial;
-        c.reason = REASON_CLIENT_DOWN;
+        c.reason = kReasonClientDown;
         any = true;
     }
     return any ? KESTD_OK : KESTD_ERR_CALL_INACTIVE;
@@ -128,7 +128,7 @@ uint16_t down_set(kestd_ctx &ctx, const data_call_down_set_req &req, data_call_d
 // disconnected, with no name and no addresses.
 uint16_t info_get(kestd_ctx &ctx, const data_call_info_get_req &req, data_call_info_get_resp &resp)
 {
-    if (req.profile_id >= KESTD_PROFILES || req.family >= KESTD_FAMILIES)
+    if (req.profile_id >= kKestdProfiles || req.family >= kKestdFamilies)
         return KESTD_ERR_INVALID_VALUE;
     const kestd_call &c = ctx.st.rt.call[req.profile_id][req.family];
     resp.unused0 = req.profile_id;
@@ -146,7 +146,7 @@ uint16_t info_get(kestd_ctx &ctx, const data_call_info_get_req &req, data_call_i
 // The stored profile that a set, get or delete names.
 uint16_t find_profile(kestd_ctx &ctx, uint8_t type, uint8_t index, kestd_apn *&apn)
 {
-    if (type >= KESTD_PROFILE_TYPES || index >= KESTD_PROFILES)
+    if (type >= kKestdProfileTypes || index >= kKestdProfiles)
         return KESTD_ERR_INVALID_VALUE;
     apn = &ctx.st.cfg.apn[type][index];
     return apn->used ? KESTD_OK : KESTD_ERR_UNKNOWN_PROFILE;
@@ -179,9 +179,9 @@ uint16_t apn_get(kestd_ctx &ctx, const data_call_apn_get_req &req, data_call_apn
 uint16_t apn_list(kestd_ctx &ctx, const data_call_get_apn_list_get_req &req,
                   data_call_get_apn_list_get_resp &resp)
 {
-    if (req.profile_type >= KESTD_PROFILE_TYPES)
+    if (req.profile_type >= kKestdProfileTypes)
         return KESTD_ERR_INVALID_VALUE;
-    for (uint8_t i = 0; i < KESTD_PROFILES; ++i)
+    for (uint8_t i = 0; i < kKestdProfiles; ++i)
         if (ctx.st.cfg.apn[req.profile_type][i].used)
             resp.index_list[resp.length++] = i;
     return KESTD_OK;
@@ -193,8 +193,8 @@ uint16_t apn_del(kestd_ctx &ctx, const data_call_apn_del_set_req &req, data_call
     if (const uint16_t err = find_profile(ctx, req.profile_type, req.profile_index, apn);
         err != KESTD_OK)
         return err;
-    if (req.profile_type == CALL_PROFILE_TYPE) {
-        const kestd_call(&calls)[KESTD_FAMILIES] = ctx.st.rt.call[req.profile_index];
+    if (req.profile_type == kCallProfileType) {
+        const kestd_call(&calls)[kKestdFamilies] = ctx.st.rt.call[req.profile_index];
         if (calls[0].up || calls[1].up || ctx.st.cfg.default_id == req.profile_index)
             return KESTD_ERR_PROFILE_IN_USE;
     }
@@ -205,9 +205,9 @@ uint16_t apn_del(kestd_ctx &ctx, const data_call_apn_del_set_req &req, data_call
 uint16_t apn_add(kestd_ctx &ctx, const data_call_apn_add_set_req &req,
                  data_call_apn_add_set_resp &resp)
 {
-    if (req.profile_type >= KESTD_PROFILE_TYPES)
+    if (req.profile_type >= kKestdProfileTypes)
         return KESTD_ERR_INVALID_VALUE;
-    for (uint8_t i = 0; i < KESTD_PROFILES; ++i) {
+    for (uint8_t i = 0; i < kKestdProfiles; ++i) {
         kestd_apn &apn = ctx.st.cfg.apn[req.profile_type][i];
         if (apn.used)
             continue;
@@ -222,7 +222,7 @@ uint16_t apn_add(kestd_ctx &ctx, const data_call_apn_add_set_req &req,
 uint16_t default_profile_set(kestd_ctx &ctx, const data_call_default_profile_set_req &req,
                              data_call_default_profile_set_resp &)
 {
-    if (req.default_id >= KESTD_PROFILES || req.tech_pref > 2 || req.ip_family > 2)
+    if (req.default_id >= kKestdProfiles || req.tech_pref > 2 || req.ip_family > 2)
         return KESTD_ERR_INVALID_VALUE;
     if (!call_profile(ctx.st, req.default_id))
         return KESTD_ERR_UNKNOWN_PROFILE;
@@ -272,16 +272,16 @@ const char *kestd_data_call_config_problem(const kestd_config &cfg)
                 strnlen(apn.password, sizeof apn.password) == sizeof apn.password)
                 return "APN profile text not terminated";
         }
-    if (cfg.default_id >= KESTD_PROFILES || cfg.tech_pref > 2 || cfg.ip_family > 2 ||
-        !cfg.apn[CALL_PROFILE_TYPE][cfg.default_id].used)
+    if (cfg.default_id >= kKestdProfiles || cfg.tech_pref > 2 || cfg.ip_family > 2 ||
+        !cfg.apn[kCallProfileType][cfg.default_id].used)
         return "default profile damaged";
     return nullptr;
 }
 
 void kestd_data_call_dump(const kestd_state &st, std::string &out)
 {
-    for (int t = 0; t < KESTD_PROFILE_TYPES; ++t)
-        for (int i = 0; i < KESTD_PROFILES; ++i) {
+    for (int t = 0; t < kKestdProfileTypes; ++t)
+        for (int i = 0; i < kKestdProfiles; ++i) {
             const kestd_apn &apn = st.cfg.apn[t][i];
             if (!apn.used)
                 continue;
@@ -293,8 +293,8 @@ void kestd_data_call_dump(const kestd_state &st, std::string &out)
         }
     kestd_dump_line(out, "default_profile", "id %u tech_pref %u ip_family %u", st.cfg.default_id,
                     st.cfg.tech_pref, st.cfg.ip_family);
-    for (int p = 0; p < KESTD_PROFILES; ++p)
-        for (int fam = 0; fam < KESTD_FAMILIES; ++fam) {
+    for (int p = 0; p < kKestdProfiles; ++p)
+        for (int fam = 0; fam < kKestdFamilies; ++fam) {
             const kestd_call &c = st.rt.call[p][fam];
             if (!c.up)
                 continue;

@@ -9,12 +9,12 @@
 
 #include "kest_errors.h"
 
-inline constexpr uint16_t KESTD_RESULT_FAILURE = 1;
+inline constexpr uint16_t kKestdResultFailure = 1;
 
 // Header status of a response frame that carries no record.
 enum kestd_frame_status : int32_t {
     KESTD_STATUS_OK = 0,
-    // msg_id is not a request of the service (0, 43, above KEST_MSG_ID_MAX).
+    // msg_id is not a request of the service (0, 43, above kKestMsgIdMax).
     KESTD_STATUS_UNKNOWN_MSG = 1,
     // The payload is not exactly the request record of msg_id.
     KESTD_STATUS_BAD_LENGTH = 2,

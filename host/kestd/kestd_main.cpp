@@ -39,7 +39,7 @@ constexpr const char *OPTIONS[][2] = {
     {"-h, --help", "this help"},
 };
 
-static_assert(KESTD_MAX_CLIENTS == 64, "--help and kestd(1) name the default");
+static_assert(kKestdMaxClients == 64, "--help and kestd(1) name the default");
 
 void print_help()
 {
@@ -51,7 +51,7 @@ void print_help()
 
 // The socket's mode: the service's user and its group may connect, nobody
 // else, whatever the umask.
-constexpr mode_t SOCKET_MODE = 0660;
+constexpr mode_t kSocketMode = 0660;
 
 int die(const std::string &why)
 {
@@ -132,12 +132,12 @@ int listen_on(const std::string &path, std::string &why)
         why = sys("cannot create socket for", path);
         return -1;
     }
-    // The file is born with no more than SOCKET_MODE allows (the umask is
+    // The file is born with no more than kSocketMode allows (the umask is
     // the process's, and no other thread runs yet), then set to it exactly.
-    const mode_t old_mask = ::umask(0777 & ~SOCKET_MODE);
+    const mode_t old_mask = ::umask(0777 & ~kSocketMode);
     const int bound = ::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr);
     ::umask(old_mask);
-    if (bound != 0 || ::chmod(path.c_str(), SOCKET_MODE) != 0 || ::listen(fd, 64) != 0) {
+    if (bound != 0 || ::chmod(path.c_str(), kSocketMode) != 0 || ::listen(fd, 64) != 0) {
         why = sys("cannot listen on", path);
         if (bound == 0)
             ::unlink(path.c_str());

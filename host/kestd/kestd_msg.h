@@ -61,7 +61,7 @@ uint16_t kestd_run(kestd_ctx &ctx, const uint8_t *req_bytes, uint8_t *resp_bytes
         return KESTD_OK;
     }
     std::memset(resp_bytes, 0, sizeof resp);
-    const resp_status status{KESTD_RESULT_FAILURE, err};
+    const resp_status status{kKestdResultFailure, err};
     std::memcpy(resp_bytes, &status, sizeof status);
     return err;
 }

@@ -28,7 +28,7 @@ bool dependants_fit(const kestd_config &cfg, const network_lan_config_block &lan
     probe.lan = lan;
     if (cfg.dmz != 0 && !kestd_in_lan(probe, cfg.dmz))
         return false;
-    for (uint32_t i = 0; i < cfg.snat_count && i < KESTD_SNAT_MAX; ++i)
+    for (uint32_t i = 0; i < cfg.snat_count && i < kKestdSnatMax; ++i)
         if (!kestd_in_lan(probe, cfg.snat[i].private_ip))
             return false;
     return true;
@@ -114,7 +114,7 @@ uint16_t snat_add(kestd_ctx &ctx, const network_snat_add_set_req &req, resp_stat
     for (uint32_t i = 0; i < cfg.snat_count; ++i)
         if (snat_overlaps(cfg.snat[i], rule))
             return KESTD_ERR_DUPLICATE;
-    if (cfg.snat_count >= KESTD_SNAT_MAX)
+    if (cfg.snat_count >= kKestdSnatMax)
         return KESTD_ERR_LIST_FULL;
     cfg.snat[cfg.snat_count++] = rule;
     return KESTD_OK;
@@ -300,7 +300,7 @@ const char *kestd_network_config_problem(const kestd_config &cfg)
 {
     if (lan_check(cfg.lan) != KESTD_OK)
         return "LAN block damaged";
-    if (cfg.snat_count > KESTD_SNAT_MAX)
+    if (cfg.snat_count > kKestdSnatMax)
         return "SNAT list damaged";
     if (!dependants_fit(cfg, cfg.lan))
         return "DMZ host or SNAT private address outside the LAN";

@@ -3,7 +3,7 @@
 // per connection. A connection that sends a frame it may not send, leaves a
 // frame half-sent too long or stops reading is closed alone; the others go
 // on. Memory per client is bounded: its input buffer, its unsent output
-// (OUT_LIMIT) and its waiting answers (KESTD_MAX_DEFERRED).
+// (kOutLimit) and its waiting answers (kKestdMaxDeferred).
 #include "kestd_server.h"
 
 #include <poll.h>
@@ -24,9 +24,9 @@ namespace kestd_loop {
 namespace {
 
 // Beyond this much unsent output a client is not reading: it is dropped.
-constexpr size_t OUT_LIMIT = 1u << 20;
+constexpr size_t kOutLimit = 1u << 20;
 
-constexpr auto FRAME_TIME_LIMIT = std::chrono::milliseconds(KESTD_FRAME_TIME_LIMIT_MS);
+constexpr auto kFrameTimeLimit = std::chrono::milliseconds(kKestdFrameTimeLimitMs);
 
 void flush(connection &c)
 {
@@ -44,7 +44,7 @@ void flush(connection &c)
             c.dead = true;
     }
     c.out.erase(c.out.begin(), c.out.begin() + static_cast<std::ptrdiff_t>(sent));
-    if (c.out.size() > OUT_LIMIT)
+    if (c.out.size() > kOutLimit)
         c.dead = true;
 }
 
@@ -129,7 +129,7 @@ void parse(server &s, connection &c)
         }
         if (c.in.size() - used - sizeof h < h.len)
             break;
-        if (c.deferred >= KESTD_MAX_DEFERRED || s.waiting.size() >= KESTD_MAX_WAITING) {
+        if (c.deferred >= kKestdMaxDeferred || s.waiting.size() >= kKestdMaxWaiting) {
             whole = true;
             break;
         }
@@ -147,7 +147,7 @@ void parse(server &s, connection &c)
 // all waiting answers below theirs; beyond, its requests wait in its socket.
 bool wants_input(const server &s, const connection &c)
 {
-    return !c.dead && c.deferred < KESTD_MAX_DEFERRED && s.waiting.size() < KESTD_MAX_WAITING;
+    return !c.dead && c.deferred < kKestdMaxDeferred && s.waiting.size() < kKestdMaxWaiting;
 }
 
 // Reads what is there, but at most a few buffers per round, so that one busy
@@ -206,10 +206,10 @@ void expire_partial(server &s)
     const auto now = clock_type::now();
     for (auto &c : s.conns)
         if (!c->dead && c->partial_since != clock_type::time_point{} &&
-            now - c->partial_since >= FRAME_TIME_LIMIT) {
+            now - c->partial_since >= kFrameTimeLimit) {
             c->dead = true;
             note(s.timed_out, "closed a client that left a frame unfinished for " +
-                                  std::to_string(KESTD_FRAME_TIME_LIMIT_MS) + " ms");
+                                  std::to_string(kKestdFrameTimeLimitMs) + " ms");
         }
 }
 
@@ -222,7 +222,7 @@ int poll_timeout(const server &s)
         first = std::min(first, d.due);
     for (const auto &c : s.conns)
         if (c->partial_since != clock_type::time_point{})
-            first = std::min(first, c->partial_since + FRAME_TIME_LIMIT);
+            first = std::min(first, c->partial_since + kFrameTimeLimit);
     if (s.accept_resume != clock_type::time_point{})
         first = std::min(first, s.accept_resume);
     if (first == clock_type::time_point::max())

@@ -9,17 +9,17 @@ struct kestd_service;
 // is accepted, sent a KEST_FRAME_REFUSED and closed, with a line on stderr.
 // One user other than root and the service's takes at most a quarter of
 // them, and all such users together leave an eighth for those two.
-inline constexpr size_t KESTD_MAX_CLIENTS = 64;
+inline constexpr size_t kKestdMaxClients = 64;
 // Answers that one client may have waiting for their time (delay): while it
 // has this many, its further requests stay unread in its socket.
-inline constexpr size_t KESTD_MAX_DEFERRED = 256;
+inline constexpr size_t kKestdMaxDeferred = 256;
 // The answers waiting for their time, of all clients together.
-inline constexpr size_t KESTD_MAX_WAITING = 4096;
+inline constexpr size_t kKestdMaxWaiting = 4096;
 // A frame begun and not finished within this time ends its connection.
-inline constexpr int KESTD_FRAME_TIME_LIMIT_MS = 5000;
+inline constexpr int kKestdFrameTimeLimitMs = 5000;
 
 struct kestd_limits {
-    size_t max_clients = KESTD_MAX_CLIENTS;
+    size_t max_clients = kKestdMaxClients;
 };
 
 // Serves clients on `listen_fd` (non-blocking, listening) until `signal_fd`

@@ -13,8 +13,8 @@
 namespace {
 
 // Station events of indication 33.
-constexpr uint8_t AP_STA_JOINED = 1;
-constexpr uint8_t AP_STA_LEFT = 2;
+constexpr uint8_t kApStaJoined = 1;
+constexpr uint8_t kApStaLeft = 2;
 
 template <class Record>
 void add_indication(kestd_frames &out, uint32_t msg_id, const Record &rec)
@@ -49,19 +49,19 @@ void ap_station_events(const kestd_runtime &from, const kestd_runtime &to, uint8
 // interface, each half of a data call that went up or down.
 void collect_indications(const kestd_state &a, const kestd_state &b, kestd_frames &out)
 {
-    ap_station_events(a.rt, b.rt, AP_STA_LEFT, out);
-    ap_station_events(b.rt, a.rt, AP_STA_JOINED, out);
-    const char *ssid_a = a.cfg.iface[KESTD_STA_IFACE - 1].ssid;
-    const char *ssid_b = b.cfg.iface[KESTD_STA_IFACE - 1].ssid;
+    ap_station_events(a.rt, b.rt, kApStaLeft, out);
+    ap_station_events(b.rt, a.rt, kApStaJoined, out);
+    const char *ssid_a = a.cfg.iface[kKestdStaIface - 1].ssid;
+    const char *ssid_b = b.cfg.iface[kKestdStaIface - 1].ssid;
     if (a.rt.sta_state != b.rt.sta_state || std::strcmp(ssid_a, ssid_b) != 0) {
         wifi_sta_status_ind ind{};
-        ind.index = KESTD_STA_IFACE;
-        kestd_put_text(ind.ssid, b.cfg.iface[KESTD_STA_IFACE - 1].ssid);
+        ind.index = kKestdStaIface;
+        kestd_put_text(ind.ssid, b.cfg.iface[kKestdStaIface - 1].ssid);
         ind.status = b.rt.sta_state;
         add_indication(out, KEST_WIFI_STA_STATUS_IND, ind);
     }
-    for (uint32_t p = 0; p < KESTD_PROFILES; ++p)
-        for (int fam = 0; fam < KESTD_FAMILIES; ++fam) {
+    for (uint32_t p = 0; p < kKestdProfiles; ++p)
+        for (int fam = 0; fam < kKestdFamilies; ++fam) {
             const kestd_call &ca = a.rt.call[p][fam];
             const kestd_call &cb = b.rt.call[p][fam];
             if (ca.up != cb.up || ca.serial != cb.serial)
@@ -96,7 +96,7 @@ uint16_t apply(kestd_service &svc, kestd_frames &indications, Change &&change)
 std::vector<uint8_t> refusal_record(uint32_t size, uint16_t err)
 {
     std::vector<uint8_t> record(size, 0);
-    const resp_status status{KESTD_RESULT_FAILURE, err};
+    const resp_status status{kKestdResultFailure, err};
     std::memcpy(record.data(), &status, sizeof status);
     return record;
 }
@@ -182,8 +182,8 @@ void ctl_dump(kestd_service &svc, const words &args, control_reply &r)
                         "delay %u fail_error %u fail_count %u fail_msg %u fail_skip %u muted %u",
                         f.delay_ms, f.fail_error, f.fail_count, f.fail_msg, f.fail_skip, f.muted);
     }
-    if (r.text.size() > KEST_FRAME_MAX_PAYLOAD)
-        r.text.resize(KEST_FRAME_MAX_PAYLOAD);
+    if (r.text.size() > kKestFrameMaxPayload)
+        r.text.resize(kKestFrameMaxPayload);
 }
 
 void ctl_sta_join(kestd_service &svc, const words &args, control_reply &r)
@@ -235,7 +235,7 @@ void ctl_fail(kestd_service &svc, const words &args, control_reply &r)
     if (!parse_u32(args[1], 0xffff, error) || error == 0 ||
         (args.size() > 2 && !parse_u32(args[2], 1000000, count)) ||
         (args.size() > 3 &&
-         (!parse_u32(args[3], KEST_MSG_ID_MAX, msg) || (msg == 0 && args.size() < 5))) ||
+         (!parse_u32(args[3], kKestMsgIdMax, msg) || (msg == 0 && args.size() < 5))) ||
         (args.size() > 4 && !parse_u32(args[4], 1000000, skip)))
         return refuse(r, std::string("usage: ") + kestd_control_help("fail"));
     svc.faults.fail_error = static_cast<uint16_t>(error);

@@ -41,10 +41,10 @@ const char *kestd_config_problem(const kestd_config &cfg)
 
 namespace {
 
-// One row per message id 0..KEST_MSG_ID_MAX, null where the id is no request.
-std::array<const kestd_msg_row *, KEST_MSG_ID_MAX + 1> build_index()
+// One row per message id 0..kKestMsgIdMax, null where the id is no request.
+std::array<const kestd_msg_row *, kKestMsgIdMax + 1> build_index()
 {
-    std::array<const kestd_msg_row *, KEST_MSG_ID_MAX + 1> index{};
+    std::array<const kestd_msg_row *, kKestMsgIdMax + 1> index{};
     for (auto domain : {kestd_wifi_rows, kestd_data_call_rows, kestd_network_rows, kestd_usb_rows})
         for (const kestd_msg_row &row : domain())
             index[row.id] = &row;

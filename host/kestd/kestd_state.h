@@ -11,14 +11,14 @@
 
 #include "kest_msg.h"
 
-inline constexpr int KESTD_WIFI_IFACES = 3;
-inline constexpr int KESTD_STA_IFACE = 3;     // the station interface
-inline constexpr int KESTD_MAC_ACL_MAX = 32;  // addresses per interface
-inline constexpr int KESTD_STATIONS_MAX = 16; // stations on the access points
-inline constexpr int KESTD_PROFILE_TYPES = 3;
-inline constexpr int KESTD_PROFILES = 25; // indexes 0..24 per profile type
-inline constexpr int KESTD_SNAT_MAX = 32;
-inline constexpr int KESTD_FAMILIES = 2; // IPv4, IPv6
+inline constexpr int kKestdWifiIfaces = 3;
+inline constexpr int kKestdStaIface = 3;     // the station interface
+inline constexpr int kKestdMacAclMax = 32;   // addresses per interface
+inline constexpr int kKestdStationsMax = 16; // stations on the access points
+inline constexpr int kKestdProfileTypes = 3;
+inline constexpr int kKestdProfiles = 25; // indexes 0..24 per profile type
+inline constexpr int kKestdSnatMax = 32;
+inline constexpr int kKestdFamilies = 2; // IPv4, IPv6
 
 struct kestd_iface {
     char ssid[33];
@@ -43,7 +43,7 @@ struct kestd_iface {
     uint8_t ssid_hide;
     uint8_t acl_rule; // 0 off, 1 allow only the listed, 2 deny the listed
     uint32_t acl_count;
-    uint8_t acl[KESTD_MAC_ACL_MAX][6];
+    uint8_t acl[kKestdMacAclMax][6];
 };
 
 struct kestd_apn {
@@ -69,14 +69,14 @@ struct kestd_config {
     uint8_t work_mode;
     uint8_t wifi_enable;
     char country_code[2];
-    kestd_iface iface[KESTD_WIFI_IFACES];
-    kestd_apn apn[KESTD_PROFILE_TYPES][KESTD_PROFILES];
+    kestd_iface iface[kKestdWifiIfaces];
+    kestd_apn apn[kKestdProfileTypes][kKestdProfiles];
     uint8_t default_id;
     uint8_t tech_pref;
     uint8_t ip_family;
     uint32_t dmz; // 0: none
     uint32_t snat_count;
-    network_snat_rule snat[KESTD_SNAT_MAX];
+    network_snat_rule snat[kKestdSnatMax];
     network_lan_config_block lan;
     uint8_t sgmii_enable;
     uint8_t sgmii_autoneg;
@@ -106,9 +106,9 @@ struct kestd_runtime {
     kestd_usb usb_pending; // settings not yet written back
     uint32_t usb_last_action;
     uint32_t sta_count;
-    kestd_station sta[KESTD_STATIONS_MAX];
+    kestd_station sta[kKestdStationsMax];
     uint8_t sta_state; // station interface: 0 disconnected, 1 connecting, 2 connected
-    kestd_call call[KESTD_PROFILES][KESTD_FAMILIES];
+    kestd_call call[kKestdProfiles][kKestdFamilies];
     uint32_t call_serial;
 };
 

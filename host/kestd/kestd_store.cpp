@@ -16,9 +16,9 @@
 
 namespace {
 
-constexpr char MAGIC[8] = {'K', 'E', 'S', 'T', 'D', 'C', 'F', 'G'};
+constexpr char kMagic[8] = {'K', 'E', 'S', 'T', 'D', 'C', 'F', 'G'};
 constexpr size_t HEAD = 16;
-constexpr size_t FILE_SIZE = HEAD + sizeof(kestd_config);
+constexpr size_t kFileSize = HEAD + sizeof(kestd_config);
 
 bool write_all(int fd, const uint8_t *p, size_t n)
 {
@@ -75,13 +75,13 @@ std::string problem_of(const std::vector<uint8_t> &bytes, size_t got)
     uint32_t version = 0, size = 0;
     std::memcpy(&version, bytes.data() + 8, 4);
     std::memcpy(&size, bytes.data() + 12, 4);
-    if (got < HEAD || std::memcmp(bytes.data(), MAGIC, 8) != 0)
+    if (got < HEAD || std::memcmp(bytes.data(), kMagic, 8) != 0)
         return "not a kestd state file";
-    if (version != KESTD_STORE_VERSION)
+    if (version != kKestdStoreVersion)
         return "format version " + std::to_string(version) + ", this kestd reads " +
-               std::to_string(KESTD_STORE_VERSION);
-    if (got != FILE_SIZE || size != sizeof(kestd_config))
-        return "length " + std::to_string(got) + " bytes, expected " + std::to_string(FILE_SIZE);
+               std::to_string(kKestdStoreVersion);
+    if (got != kFileSize || size != sizeof(kestd_config))
+        return "length " + std::to_string(got) + " bytes, expected " + std::to_string(kFileSize);
     return {};
 }
 
@@ -109,10 +109,10 @@ bool regular_file(int fd, const std::string &path, std::string &why)
 
 bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::string &why)
 {
-    std::vector<uint8_t> bytes(FILE_SIZE);
-    const uint32_t version = KESTD_STORE_VERSION;
+    std::vector<uint8_t> bytes(kFileSize);
+    const uint32_t version = kKestdStoreVersion;
     const uint32_t size = sizeof cfg;
-    std::memcpy(bytes.data(), MAGIC, 8);
+    std::memcpy(bytes.data(), kMagic, 8);
     std::memcpy(bytes.data() + 8, &version, 4);
     std::memcpy(bytes.data() + 12, &size, 4);
     std::memcpy(bytes.data() + HEAD, &cfg, sizeof cfg);
@@ -153,7 +153,7 @@ kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, 
         ::close(fd);
         return kestd_load_result::unreadable;
     }
-    std::vector<uint8_t> bytes(FILE_SIZE + 1);
+    std::vector<uint8_t> bytes(kFileSize + 1);
     const ssize_t got = read_up_to(fd, bytes.data(), bytes.size());
     if (got < 0) {
         why = fail("cannot read", path);

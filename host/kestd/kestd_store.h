@@ -3,7 +3,7 @@
 //
 // Layout, in the host's byte order:
 //   offset 0   8 bytes  magic "KESTDCFG"
-//   offset 8   u32      format version, KESTD_STORE_VERSION
+//   offset 8   u32      format version, kKestdStoreVersion
 //   offset 12  u32      length of the record that follows
 //   offset 16  ...      the kestd_config record
 // A file that differs in any of these, or whose record holds values the
@@ -21,7 +21,7 @@
 
 #include "kestd_state.h"
 
-inline constexpr uint32_t KESTD_STORE_VERSION = 2;
+inline constexpr uint32_t kKestdStoreVersion = 2;
 
 // unreadable: the file exists but cannot be opened or read (a directory, no
 // permission, a symbolic link...); `why` carries the system's reason.

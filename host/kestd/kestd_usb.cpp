@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint32_t USB_INSTANCE = 0;
+constexpr uint32_t kUsbInstance = 0;
 
 bool printable_text(const char *s)
 {
@@ -37,17 +37,17 @@ struct u32_setting {
     uint32_t &(*slot)(kestd_state &st);
     uint32_t max;
 };
-constexpr u32_setting action_setting{
+constexpr u32_setting kActionSetting{
     [](kestd_state &st) -> uint32_t & { return st.rt.usb_last_action; }, 2};
-constexpr u32_setting bootup_setting{
+constexpr u32_setting kBootupSetting{
     [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.bootup; }, 2};
-constexpr u32_setting net_setting{
+constexpr u32_setting kNetSetting{
     [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.usbnet; }, 3};
 
 template <const u32_setting &S>
 uint16_t u32_set(kestd_ctx &ctx, const usb_u32_setting_set_req &req, resp_status &)
 {
-    if (req.usb_num != USB_INSTANCE)
+    if (req.usb_num != kUsbInstance)
         return KESTD_ERR_INVALID_INSTANCE;
     if (req.setting > S.max)
         return KESTD_ERR_INVALID_VALUE;
@@ -59,13 +59,13 @@ uint16_t u32_set(kestd_ctx &ctx, const usb_u32_setting_set_req &req, resp_status
 struct info_setting {
     char (kestd_usb::*field)[33];
 };
-constexpr info_setting product_setting{&kestd_usb::product_info};
-constexpr info_setting manufac_setting{&kestd_usb::manufac_info};
+constexpr info_setting kProductSetting{&kestd_usb::product_info};
+constexpr info_setting kManufacSetting{&kestd_usb::manufac_info};
 
 template <const info_setting &S>
 uint16_t info_set(kestd_ctx &ctx, const usb_info_set_req &req, resp_status &)
 {
-    if (req.usb_num != USB_INSTANCE)
+    if (req.usb_num != kUsbInstance)
         return KESTD_ERR_INVALID_INSTANCE;
     char text[33];
     if (!kestd_take_text(text, req.info) || !printable_text(text))
@@ -76,7 +76,7 @@ uint16_t info_set(kestd_ctx &ctx, const usb_info_set_req &req, resp_status &)
 
 uint16_t id_set(kestd_ctx &ctx, const usb_id_set_req &req, resp_status &)
 {
-    if (req.usb_num != USB_INSTANCE)
+    if (req.usb_num != kUsbInstance)
         return KESTD_ERR_INVALID_INSTANCE;
     if (req.pid == 0 || req.vid == 0)
         return KESTD_ERR_INVALID_VALUE;
@@ -87,7 +87,7 @@ uint16_t id_set(kestd_ctx &ctx, const usb_id_set_req &req, resp_status &)
 
 uint16_t func_set(kestd_ctx &ctx, const usb_func_set_req &req, resp_status &)
 {
-    if (req.usb_num != USB_INSTANCE)
+    if (req.usb_num != kUsbInstance)
         return KESTD_ERR_INVALID_INSTANCE;
     const uint8_t func[7] = {req.diag != 0, req.nmea != 0, req.at != 0,       req.modem != 0,
                              req.net != 0,  req.adb != 0,  req.audio_uac != 0};
@@ -105,7 +105,7 @@ uint16_t config_write(kestd_ctx &ctx, const kestd_no_req &, resp_status &)
 
 uint16_t config_get(kestd_ctx &ctx, const usb_config_get_req &req, usb_config_get_resp &resp)
 {
-    if (req.usb_num != USB_INSTANCE)
+    if (req.usb_num != kUsbInstance)
         return KESTD_ERR_INVALID_INSTANCE;
     const kestd_usb &u = ctx.st.cfg.usb;
     resp.bootup = u.bootup;
@@ -123,12 +123,12 @@ uint16_t config_get(kestd_ctx &ctx, const usb_config_get_req &req, usb_config_ge
 
 constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_USB_CONFIG_WRITE_SET, config_write),
-    KESTD_ROW(KEST_USB_ACTION_SET, u32_set<action_setting>),
-    KESTD_ROW(KEST_USB_BOOTUP_SET, u32_set<bootup_setting>),
+    KESTD_ROW(KEST_USB_ACTION_SET, u32_set<kActionSetting>),
+    KESTD_ROW(KEST_USB_BOOTUP_SET, u32_set<kBootupSetting>),
     KESTD_ROW(KEST_USB_ID_SET, id_set),
-    KESTD_ROW(KEST_USB_PRODUCT_INFO_SET, info_set<product_setting>),
-    KESTD_ROW(KEST_USB_MANUFAC_INFO_SET, info_set<manufac_setting>),
-    KESTD_ROW(KEST_USB_NET_SET, u32_set<net_setting>),
+    KESTD_ROW(KEST_USB_PRODUCT_INFO_SET, info_set<kProductSetting>),
+    KESTD_ROW(KEST_USB_MANUFAC_INFO_SET, info_set<kManufacSetting>),
+    KESTD_ROW(KEST_USB_NET_SET, u32_set<kNetSetting>),
     KESTD_ROW(KEST_USB_FUNC_SET, func_set),
     KESTD_ROW(KEST_USB_CONFIG_GET, config_get),
 };
@@ -164,7 +164,7 @@ void kestd_default_usb(kestd_usb &u)
 
 const char *kestd_usb_config_problem(const kestd_usb &u)
 {
-    if (u.bootup > bootup_setting.max || u.usbnet > net_setting.max || u.pid == 0 || u.vid == 0)
+    if (u.bootup > kBootupSetting.max || u.usbnet > kNetSetting.max || u.pid == 0 || u.vid == 0)
         return "USB setting out of range";
     if (strnlen(u.product_info, sizeof u.product_info) == sizeof u.product_info ||
         strnlen(u.manufac_info, sizeof u.manufac_info) == sizeof u.manufac_info ||

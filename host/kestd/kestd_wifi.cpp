@@ -14,7 +14,7 @@ namespace {
 
 bool iface_ok(uint32_t index)
 {
-    return index >= 1 && index <= KESTD_WIFI_IFACES;
+    return index >= 1 && index <= kKestdWifiIfaces;
 }
 kestd_iface &iface_of(kestd_ctx &ctx, uint32_t index)
 {
@@ -208,7 +208,7 @@ uint16_t acl_add(kestd_ctx &ctx, const wifi_mac_acl_add_set_req &req, wifi_mac_a
         return KESTD_ERR_INVALID_ADDRESS;
     if (acl_lists(f, req.mac))
         return KESTD_ERR_DUPLICATE;
-    if (f.acl_count >= KESTD_MAC_ACL_MAX)
+    if (f.acl_count >= kKestdMacAclMax)
         return KESTD_ERR_LIST_FULL;
     std::memcpy(f.acl[f.acl_count++], req.mac, 6);
     enforce_stations(ctx.st);
@@ -264,9 +264,9 @@ uint16_t sta_info(kestd_ctx &ctx, const kestd_no_req &, wifi_sta_info_get_resp &
 uint16_t station_status_get(kestd_ctx &ctx, const wifi_station_status_get_req &req,
                             wifi_station_status_get_resp &resp)
 {
-    if (req.index != KESTD_STA_IFACE)
+    if (req.index != kKestdStaIface)
         return KESTD_ERR_INVALID_INTERFACE;
-    kestd_put_text(resp.ssid, ctx.st.cfg.iface[KESTD_STA_IFACE - 1].ssid);
+    kestd_put_text(resp.ssid, ctx.st.cfg.iface[kKestdStaIface - 1].ssid);
     resp.sta_status = ctx.st.rt.sta_state;
     return KESTD_OK;
 }
@@ -292,7 +292,7 @@ uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req
     for (uint32_t i = ctx.st.rt.sta_count; i-- > 0;)
         if (!req.id_valid || ctx.st.rt.sta[i].iface == req.id)
             remove_station(ctx.st, i);
-    if (!req.id_valid || req.id == KESTD_STA_IFACE)
+    if (!req.id_valid || req.id == kKestdStaIface)
         ctx.st.rt.sta_state = 0;
     enforce_stations(ctx.st);
     return KESTD_OK;
@@ -305,35 +305,35 @@ constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_WIFI_ESSID_GET, essid_get),
     KESTD_ROW(KEST_WIFI_COUNTRY_CODE_SET, country_code_set),
     KESTD_ROW(KEST_WIFI_COUNTRY_CODE_GET, country_code_get),
-    KESTD_ROW(KEST_WIFI_MODE_SET, u8_set<mode_setting>),
-    KESTD_ROW(KEST_WIFI_MODE_GET, u8_get<mode_setting>),
+    KESTD_ROW(KEST_WIFI_MODE_SET, u8_set<kModeSetting>),
+    KESTD_ROW(KEST_WIFI_MODE_GET, u8_get<kModeSetting>),
     KESTD_ROW(KEST_WIFI_CHANNEL_SET, channel_set),
     KESTD_ROW(KEST_WIFI_CHANNEL_GET, channel_get),
-    KESTD_ROW(KEST_WIFI_BANDWIDTH_SET, u8_set<bandwidth_setting>),
-    KESTD_ROW(KEST_WIFI_BANDWIDTH_GET, u8_get<bandwidth_setting>),
-    KESTD_ROW(KEST_WIFI_MAX_NUM_STA_SET, u8_set<max_num_sta_setting>),
-    KESTD_ROW(KEST_WIFI_MAX_NUM_STA_GET, u8_get<max_num_sta_setting>),
-    KESTD_ROW(KEST_WIFI_11N_ONLY_SET, u8_set<only_11n_setting>),
-    KESTD_ROW(KEST_WIFI_11N_ONLY_GET, u8_get<only_11n_setting>),
-    KESTD_ROW(KEST_WIFI_11AC_ONLY_SET, u8_set<only_11ac_setting>),
-    KESTD_ROW(KEST_WIFI_11AC_ONLY_GET, u8_get<only_11ac_setting>),
-    KESTD_ROW(KEST_WIFI_AP_ISOLATE_SET, u8_set<ap_isolate_setting>),
-    KESTD_ROW(KEST_WIFI_AP_ISOLATE_GET, u8_get<ap_isolate_setting>),
+    KESTD_ROW(KEST_WIFI_BANDWIDTH_SET, u8_set<kBandwidthSetting>),
+    KESTD_ROW(KEST_WIFI_BANDWIDTH_GET, u8_get<kBandwidthSetting>),
+    KESTD_ROW(KEST_WIFI_MAX_NUM_STA_SET, u8_set<kMaxNumStaSetting>),
+    KESTD_ROW(KEST_WIFI_MAX_NUM_STA_GET, u8_get<kMaxNumStaSetting>),
+    KESTD_ROW(KEST_WIFI_11N_ONLY_SET, u8_set<kOnly11nSetting>),
+    KESTD_ROW(KEST_WIFI_11N_ONLY_GET, u8_get<kOnly11nSetting>),
+    KESTD_ROW(KEST_WIFI_11AC_ONLY_SET, u8_set<kOnly11acSetting>),
+    KESTD_ROW(KEST_WIFI_11AC_ONLY_GET, u8_get<kOnly11acSetting>),
+    KESTD_ROW(KEST_WIFI_AP_ISOLATE_SET, u8_set<kApIsolateSetting>),
+    KESTD_ROW(KEST_WIFI_AP_ISOLATE_GET, u8_get<kApIsolateSetting>),
     KESTD_ROW(KEST_WIFI_AUTH_SET, auth_set),
     KESTD_ROW(KEST_WIFI_AUTH_GET, auth_get),
-    KESTD_ROW(KEST_WIFI_DFS_SET, u8_set<dfs_setting>),
-    KESTD_ROW(KEST_WIFI_DFS_GET, u8_get<dfs_setting>),
-    KESTD_ROW(KEST_WIFI_RSSI_SET, u8_set<rssi_setting>),
-    KESTD_ROW(KEST_WIFI_RSSI_GET, u8_get<rssi_setting>),
-    KESTD_ROW(KEST_WIFI_SSID_HIDE_SET, u8_set<ssid_hide_setting>),
-    KESTD_ROW(KEST_WIFI_SSID_HIDE_GET, u8_get<ssid_hide_setting>),
+    KESTD_ROW(KEST_WIFI_DFS_SET, u8_set<kDfsSetting>),
+    KESTD_ROW(KEST_WIFI_DFS_GET, u8_get<kDfsSetting>),
+    KESTD_ROW(KEST_WIFI_RSSI_SET, u8_set<kRssiSetting>),
+    KESTD_ROW(KEST_WIFI_RSSI_GET, u8_get<kRssiSetting>),
+    KESTD_ROW(KEST_WIFI_SSID_HIDE_SET, u8_set<kSsidHideSetting>),
+    KESTD_ROW(KEST_WIFI_SSID_HIDE_GET, u8_get<kSsidHideSetting>),
     KESTD_ROW(KEST_WIFI_ENABLE_SET, enable_set),
     KESTD_ROW(KEST_WIFI_ENABLE_GET, enable_get),
     KESTD_ROW(KEST_WIFI_ACTIVE_SET, active_set),
     KESTD_ROW(KEST_WIFI_STATION_STATUS_GET, station_status_get),
     KESTD_ROW(KEST_WIFI_STA_INFO_GET, sta_info),
-    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_SET, u8_set<acl_rule_setting>),
-    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_GET, u8_get<acl_rule_setting>),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_SET, u8_set<kAclRuleSetting>),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_GET, u8_get<kAclRuleSetting>),
     KESTD_ROW(KEST_WIFI_MAC_ACL_ADD_SET, acl_add),
     KESTD_ROW(KEST_WIFI_MAC_ACL_DEL_SET, acl_del),
     KESTD_ROW(KEST_WIFI_MAC_ACL_INFO_GET, acl_info),
@@ -385,6 +385,6 @@ void kestd_default_wifi(kestd_config &cfg)
     cfg.work_mode = 0;
     cfg.wifi_enable = 1;
     std::memcpy(cfg.country_code, "US", 2);
-    for (int i = 1; i <= KESTD_WIFI_IFACES; ++i)
+    for (int i = 1; i <= kKestdWifiIfaces; ++i)
         default_wifi_iface(cfg, i);
 }

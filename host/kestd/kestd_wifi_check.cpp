@@ -50,10 +50,9 @@ bool wpa_password_ok(const char *pw, size_t len)
 }
 
 // Every one-byte setting, for the check of a loaded state file.
-constexpr const u8_setting *u8_settings[] = {
-    &mode_setting,      &bandwidth_setting, &max_num_sta_setting, &rssi_setting,
-    &only_11n_setting,  &only_11ac_setting, &ap_isolate_setting,  &dfs_setting,
-    &ssid_hide_setting, &acl_rule_setting};
+constexpr const u8_setting *kU8Settings[] = {
+    &kModeSetting,     &kBandwidthSetting, &kMaxNumStaSetting, &kRssiSetting,     &kOnly11nSetting,
+    &kOnly11acSetting, &kApIsolateSetting, &kDfsSetting,       &kSsidHideSetting, &kAclRuleSetting};
 
 } // namespace
 
@@ -118,7 +117,7 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
 {
     if (cfg.work_mode > kWorkModeRange.max || cfg.wifi_enable > 1 || !country_ok(cfg.country_code))
         return "Wi-Fi global settings out of range";
-    for (uint32_t i = 1; i <= KESTD_WIFI_IFACES; ++i) {
+    for (uint32_t i = 1; i <= kKestdWifiIfaces; ++i) {
         const kestd_iface &f = cfg.iface[i - 1];
         if (strnlen(f.ssid, sizeof f.ssid) == sizeof f.ssid || f.format_type > 3 || f.active > 1)
             return "Wi-Fi interface SSID or activation damaged";
@@ -130,10 +129,10 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
             return "Wi-Fi authentication damaged";
         if (channel_check(i, f.channel) != KESTD_OK)
             return "Wi-Fi channel not valid for its interface";
-        for (const u8_setting *s : u8_settings)
+        for (const u8_setting *s : kU8Settings)
             if (!u8_setting_ok(*s, f.*s->field))
                 return "Wi-Fi radio setting out of range";
-        if (f.acl_count > KESTD_MAC_ACL_MAX)
+        if (f.acl_count > kKestdMacAclMax)
             return "Wi-Fi MAC access list damaged";
         for (uint32_t k = 0; k < f.acl_count; ++k)
             if (!mac_ok(f.acl[k]))

@@ -28,21 +28,21 @@ struct u8_setting {
     uint8_t min;
     uint8_t max;
 };
-inline constexpr u8_setting mode_setting{&kestd_iface::mode, false, kWifiModeRange.min,
+inline constexpr u8_setting kModeSetting{&kestd_iface::mode, false, kWifiModeRange.min,
                                          kWifiModeRange.max};
-inline constexpr u8_setting bandwidth_setting{&kestd_iface::bandwidth, false, kBandwidthRange.min,
+inline constexpr u8_setting kBandwidthSetting{&kestd_iface::bandwidth, false, kBandwidthRange.min,
                                               kBandwidthRange.max};
-inline constexpr u8_setting max_num_sta_setting{&kestd_iface::max_num_sta, false, 1,
-                                                KESTD_STATIONS_MAX};
-inline constexpr u8_setting rssi_setting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
-inline constexpr u8_setting only_11n_setting{&kestd_iface::only_11n, true, 0, 1};
-inline constexpr u8_setting only_11ac_setting{&kestd_iface::only_11ac, true, 0, 1};
-inline constexpr u8_setting ap_isolate_setting{&kestd_iface::ap_isolate, true, 0, 1};
-inline constexpr u8_setting dfs_setting{&kestd_iface::dfs, true, 0, 1};
-inline constexpr u8_setting ssid_hide_setting{&kestd_iface::ssid_hide, true, 0, 1};
+inline constexpr u8_setting kMaxNumStaSetting{&kestd_iface::max_num_sta, false, 1,
+                                              kKestdStationsMax};
+inline constexpr u8_setting kRssiSetting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
+inline constexpr u8_setting kOnly11nSetting{&kestd_iface::only_11n, true, 0, 1};
+inline constexpr u8_setting kOnly11acSetting{&kestd_iface::only_11ac, true, 0, 1};
+inline constexpr u8_setting kApIsolateSetting{&kestd_iface::ap_isolate, true, 0, 1};
+inline constexpr u8_setting kDfsSetting{&kestd_iface::dfs, true, 0, 1};
+inline constexpr u8_setting kSsidHideSetting{&kestd_iface::ssid_hide, true, 0, 1};
 // The MAC access rule has the same records: 0 off, 1 allow only the listed,
 // 2 deny the listed.
-inline constexpr u8_setting acl_rule_setting{&kestd_iface::acl_rule, false, 0, 2};
+inline constexpr u8_setting kAclRuleSetting{&kestd_iface::acl_rule, false, 0, 2};
 
 // Whether `v` may be stored in setting `s`.
 bool u8_setting_ok(const u8_setting &s, uint8_t v);

@@ -27,7 +27,7 @@ bool acl_admits(const kestd_iface &f, const uint8_t *mac)
 
 bool ap_up(const kestd_state &st, uint32_t iface)
 {
-    return st.cfg.wifi_enable && iface >= 1 && iface < KESTD_STA_IFACE &&
+    return st.cfg.wifi_enable && iface >= 1 && iface < kKestdStaIface &&
            st.cfg.iface[iface - 1].active;
 }
 
@@ -67,7 +67,7 @@ bool acl_lists(const kestd_iface &f, const uint8_t *mac)
 // stations than the interface's maximum (the newest leave first).
 void enforce_stations(kestd_state &st)
 {
-    uint32_t kept[KESTD_WIFI_IFACES + 1] = {};
+    uint32_t kept[kKestdWifiIfaces + 1] = {};
     for (uint32_t i = 0; i < st.rt.sta_count;) {
         const kestd_station &s = st.rt.sta[i];
         const kestd_iface &f = st.cfg.iface[s.iface - 1];
@@ -78,7 +78,7 @@ void enforce_stations(kestd_state &st)
             remove_station(st, i);
         }
     }
-    if (!st.cfg.wifi_enable || !st.cfg.iface[KESTD_STA_IFACE - 1].active)
+    if (!st.cfg.wifi_enable || !st.cfg.iface[kKestdStaIface - 1].active)
         st.rt.sta_state = 0;
 }
 
@@ -86,7 +86,7 @@ void enforce_stations(kestd_state &st)
 
 uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6], const char *name)
 {
-    if (iface < 1 || iface >= KESTD_STA_IFACE)
+    if (iface < 1 || iface >= kKestdStaIface)
         return KESTD_ERR_INVALID_INTERFACE;
     if (!ap_up(st, iface))
         return KESTD_ERR_WIFI_OFF;
@@ -97,7 +97,7 @@ uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6
     uint32_t on_iface = 0;
     for (uint32_t i = 0; i < st.rt.sta_count; ++i)
         on_iface += st.rt.sta[i].iface == iface;
-    if (st.rt.sta_count >= KESTD_STATIONS_MAX || on_iface >= st.cfg.iface[iface - 1].max_num_sta)
+    if (st.rt.sta_count >= kKestdStationsMax || on_iface >= st.cfg.iface[iface - 1].max_num_sta)
         return KESTD_ERR_LIST_FULL;
     if (!acl_admits(st.cfg.iface[iface - 1], mac))
         return KESTD_ERR_ACL_DENIED;
@@ -136,7 +136,7 @@ uint16_t kestd_station_status(kestd_state &st, uint8_t state, const char *ssid)
 {
     if (state > 2)
         return KESTD_ERR_INVALID_VALUE;
-    kestd_iface &f = st.cfg.iface[KESTD_STA_IFACE - 1];
+    kestd_iface &f = st.cfg.iface[kKestdStaIface - 1];
     if (ssid) {
         const size_t len = std::strlen(ssid);
         if (len == 0 || len >= sizeof f.ssid)
@@ -156,7 +156,7 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
     kestd_dump_line(out, "wifi.work_mode", "%u", cfg.work_mode);
     kestd_dump_line(out, "wifi.enable", "%u", cfg.wifi_enable);
     kestd_dump_line(out, "wifi.country_code", "%.2s", cfg.country_code);
-    for (int i = 1; i <= KESTD_WIFI_IFACES; ++i) {
+    for (int i = 1; i <= kKestdWifiIfaces; ++i) {
         const kestd_iface &f = cfg.iface[i - 1];
         char key[32];
         std::snprintf(key, sizeof key, "wifi.%d.auth", i);
@@ -184,7 +184,7 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
                         acl.c_str());
     }
     kestd_dump_line(out, "wifi.station", "state %u ssid \"%s\"", st.rt.sta_state,
-                    cfg.iface[KESTD_STA_IFACE - 1].ssid);
+                    cfg.iface[kKestdStaIface - 1].ssid);
     kestd_dump_line(out, "wifi.stations", "%u", st.rt.sta_count);
     for (uint32_t i = 0; i < st.rt.sta_count; ++i) {
         const kestd_station &s = st.rt.sta[i];

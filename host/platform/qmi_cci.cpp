@@ -177,7 +177,7 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
                                                            uint32_t timeout_msecs)
 {
     host_client *c = as_client(user_handle);
-    if (c == nullptr || req_len > KEST_FRAME_MAX_PAYLOAD || (req_len > 0 && req == nullptr) ||
+    if (c == nullptr || req_len > kKestFrameMaxPayload || (req_len > 0 && req == nullptr) ||
         (resp_len > 0 && resp == nullptr))
         return QMI_HOST_ERR_ARGUMENT;
     const timespec until = monotonic_after_ms(timeout_msecs);

@@ -103,7 +103,7 @@ struct host_client {
     // The reading turn's alone: what came off the socket and is not taken yet.
     // Room for two whole frames, so that one read can take a frame and the
     // start of the next.
-    uint8_t rx[2 * (sizeof(kest_frame_header) + KEST_FRAME_MAX_PAYLOAD)];
+    uint8_t rx[2 * (sizeof(kest_frame_header) + kKestFrameMaxPayload)];
     size_t rx_used;
 };
 

@@ -383,10 +383,10 @@ kest_frame_header answer_header(uint32_t magic, uint16_t version, uint32_t len)
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, BadFrame,
-    ::testing::Values(BadFrameRow{"magic", answer_header(0x4b455354u, KEST_FRAME_VERSION, 4)},
-                      BadFrameRow{"version", answer_header(KEST_FRAME_MAGIC, 2, 4)},
-                      BadFrameRow{"length", answer_header(KEST_FRAME_MAGIC, KEST_FRAME_VERSION,
-                                                          KEST_FRAME_MAX_PAYLOAD + 1)}),
+    ::testing::Values(BadFrameRow{"magic", answer_header(0x4b455354u, kKestFrameVersion, 4)},
+                      BadFrameRow{"version", answer_header(kKestFrameMagic, 2, 4)},
+                      BadFrameRow{"length", answer_header(kKestFrameMagic, kKestFrameVersion,
+                                                          kKestFrameMaxPayload + 1)}),
     RowName());
 
 TEST(Send, RefusesBadArguments)
@@ -397,7 +397,7 @@ TEST(Send, RefusesBadArguments)
     qmi_client_type notifier = nullptr;
     ASSERT_EQ(0, qmi_client_notifier_init(service_object(), &sig, &notifier));
     uint8_t buf[8] = {};
-    static uint8_t big[KEST_FRAME_MAX_PAYLOAD + 1];
+    static uint8_t big[kKestFrameMaxPayload + 1];
     struct Row {
         qmi_client_type handle;
         const void *req;

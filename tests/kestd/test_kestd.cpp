@@ -447,7 +447,7 @@ TEST_F(Kestd, UnknownIdsAndWrongLengthsGetAStatusAndNoRecord)
     const row rows[] = {
         {0, {}, KESTD_STATUS_UNKNOWN_MSG},
         {43, bytes(284), KESTD_STATUS_UNKNOWN_MSG},
-        {KEST_MSG_ID_MAX + 1, {}, KESTD_STATUS_UNKNOWN_MSG},
+        {kKestMsgIdMax + 1, {}, KESTD_STATUS_UNKNOWN_MSG},
         {0xffffffffu, {}, KESTD_STATUS_UNKNOWN_MSG},
         {1, {}, KESTD_STATUS_BAD_LENGTH},
         {2, {0}, KESTD_STATUS_BAD_LENGTH},
@@ -475,14 +475,14 @@ TEST_F(Kestd, BadFramesCloseOnlyThatConnection)
     };
     const row rows[] = {
         {"garbage", bytes(64, 0xa5), false},
-        {"wrong_version", header(KEST_FRAME_MAGIC, 2, KEST_FRAME_REQUEST, 0), false},
-        {"oversized", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, KEST_FRAME_MAX_PAYLOAD + 1),
+        {"wrong_version", header(kKestFrameMagic, 2, KEST_FRAME_REQUEST, 0), false},
+        {"oversized", header(kKestFrameMagic, 1, KEST_FRAME_REQUEST, kKestFrameMaxPayload + 1),
          false},
-        {"response_from_client", header(KEST_FRAME_MAGIC, 1, KEST_FRAME_RESPONSE, 0), false},
+        {"response_from_client", header(kKestFrameMagic, 1, KEST_FRAME_RESPONSE, 0), false},
         {"truncated_header", bytes{0x4b, 0x45, 0x53}, true},
         {"truncated_payload",
          [&] {
-             bytes b = header(KEST_FRAME_MAGIC, 1, KEST_FRAME_REQUEST, 34);
+             bytes b = header(kKestFrameMagic, 1, KEST_FRAME_REQUEST, 34);
              b.resize(40);
              return b;
          }(),

@@ -27,14 +27,14 @@ TEST(KestdAccess, TheSocketIsNotOpenToEveryoneUnderUmaskZero)
     EXPECT_EQ(s.stop(), 0);
 }
 
-constexpr uid_t NOBODY = 65534;
+constexpr uid_t kNobody = 65534;
 
-// In a child that has become user and group NOBODY: 0 when the service
+// In a child that has become user and group kNobody: 0 when the service
 // refuses its control command and answers its request, else which step
 // went wrong.
 int as_another_user(const std::string &sock)
 {
-    if (::setgroups(0, nullptr) != 0 || ::setgid(NOBODY) != 0 || ::setuid(NOBODY) != 0)
+    if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)
         return 10;
     const int fd = kestd_connect(sock);
     if (fd < 0)
@@ -65,7 +65,7 @@ TEST(KestdAccess, ControlCommandsFromAnotherUserAreRefused)
     ASSERT_TRUE(s.start());
     // Let the other user reach the socket: search on the folder, the group.
     ASSERT_EQ(::chmod(s.dir.c_str(), 0711), 0);
-    ASSERT_EQ(::chown(s.sock.c_str(), static_cast<uid_t>(-1), NOBODY), 0);
+    ASSERT_EQ(::chown(s.sock.c_str(), static_cast<uid_t>(-1), kNobody), 0);
 
     const pid_t child = ::fork();
     if (child == 0)
@@ -140,10 +140,10 @@ TEST(KestdAccess, AServiceRunByAnotherUserIsNotTrusted)
     for (const row &r : rows) {
         SCOPED_TRACE(r.name);
         service s; // only its private folder
-        ASSERT_EQ(::chown(s.dir.c_str(), NOBODY, NOBODY), 0);
+        ASSERT_EQ(::chown(s.dir.c_str(), kNobody, kNobody), 0);
         r.service_user ? ::setenv(KEST_SERVICE_USER_ENV, r.service_user, 1)
                        : ::unsetenv(KEST_SERVICE_USER_ENV);
-        const pid_t child = impostor::start(s.sock, NOBODY);
+        const pid_t child = impostor::start(s.sock, kNobody);
         ASSERT_GT(child, 0);
         std::string why;
         const int fd = kestd_connect(s.sock, &why);

@@ -132,8 +132,8 @@ std::string fast_state_dir()
 
 TEST(KestdLanRule, EveryAcceptedSequenceRestartsAndItsExportApplies)
 {
-    constexpr uint32_t seeds[] = {20, 21, 22};
-    for (const uint32_t seed : seeds) {
+    constexpr uint32_t kSeeds[] = {20, 21, 22};
+    for (const uint32_t seed : kSeeds) {
         SCOPED_TRACE(seed);
         const std::string dir = fast_state_dir();
         ASSERT_FALSE(dir.empty());

@@ -206,8 +206,8 @@ TEST(KestdLimits, AFrameLeftUnfinishedEndsItsConnection)
     client idle(s.sock), half(s.sock);
     ASSERT_TRUE(half.send_raw(bytes(work_mode_get.begin(), work_mode_get.begin() + 10)));
     const auto t0 = steady::now();
-    EXPECT_TRUE(half.closed_by_peer(KESTD_FRAME_TIME_LIMIT_MS + 3000));
-    EXPECT_GE(steady::now() - t0, std::chrono::milliseconds(KESTD_FRAME_TIME_LIMIT_MS - 500));
+    EXPECT_TRUE(half.closed_by_peer(kKestdFrameTimeLimitMs + 3000));
+    EXPECT_GE(steady::now() - t0, std::chrono::milliseconds(kKestdFrameTimeLimitMs - 500));
     EXPECT_EQ(idle.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "a client between frames stays";
     EXPECT_EQ(s.stop(), 0);
     EXPECT_NE(s.err_text.find("unfinished"), std::string::npos) << s.err_text;
@@ -255,8 +255,8 @@ TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
         << s.err_text;
 }
 
-constexpr uid_t NOBODY = 65534;
-constexpr uid_t OTHER = 65533;
+constexpr uid_t kNobody = 65534;
+constexpr uid_t kOther = 65533;
 
 // In a child of user `uid`: opens `n` connections and counts those the
 // service refused with a frame that says why; with n == 1, that one request
@@ -274,7 +274,7 @@ int connections_as(uid_t uid, const std::string &sock, int n, int ready_fd)
         if (held.back()->fd < 0)
             return 202;
         if (kest_read_frame(held.back()->fd, h, payload, 100) && h.kind == KEST_FRAME_REFUSED &&
-            std::string(payload.begin(), payload.end()) == KEST_REFUSED_TOO_MANY)
+            std::string(payload.begin(), payload.end()) == kKestRefusedTooMany)
             ++refused;
     }
     if (n == 1 && held[0]->error_of(KEST_WIFI_WORK_MODE_GET, {}) != 0)
@@ -301,13 +301,13 @@ TEST(KestdLimits, OneUsersConnectionsLeaveRoomForOthers)
     ASSERT_EQ(::pipe(ready), 0);
     const pid_t hog = ::fork();
     if (hog == 0)
-        ::_exit(connections_as(NOBODY, s.sock, 64, ready[1]));
+        ::_exit(connections_as(kNobody, s.sock, 64, ready[1]));
     char c = 0;
     ASSERT_EQ(::read(ready[0], &c, 1), 1);
     EXPECT_EQ(c, 64 - 64 / 4) << "connections refused with a reason beyond one user's share";
     const pid_t other = ::fork();
     if (other == 0)
-        ::_exit(connections_as(OTHER, s.sock, 1, -1));
+        ::_exit(connections_as(kOther, s.sock, 1, -1));
     int status = 0;
     ASSERT_EQ(::waitpid(other, &status, 0), other);
     EXPECT_EQ(WEXITSTATUS(status), 0) << "another user's call was not served";

@@ -23,7 +23,7 @@ TEST(KestdMessages, EveryDescribedMessageHasItsRow)
 
 TEST(KestdMessages, EveryRowIsDescribed)
 {
-    for (uint32_t id = 0; id <= KEST_MSG_ID_MAX + 1; ++id) {
+    for (uint32_t id = 0; id <= kKestMsgIdMax + 1; ++id) {
         if (kestd_find_row(id) == nullptr)
             continue;
         bool described = false;

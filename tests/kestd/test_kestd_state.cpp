@@ -182,7 +182,7 @@ TEST(KestdState, AStateOthersCouldPlantIsRefused)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs root, to plant another user's file";
-    constexpr uid_t NOBODY = 65534;
+    constexpr uid_t kNobody = 65534;
     struct row {
         const char *name;
         mode_t folder_mode;
@@ -192,7 +192,7 @@ TEST(KestdState, AStateOthersCouldPlantIsRefused)
     };
     const row rows[] = {
         {"folder_others_write", 0777, nullptr, 0, "can be written by other users"},
-        {"sticky_folder_others_file", 01777, "KESTDCFG", NOBODY, "belongs to uid 65534"},
+        {"sticky_folder_others_file", 01777, "KESTDCFG", kNobody, "belongs to uid 65534"},
         {"sticky_folder_own_file", 01777, nullptr, 0, nullptr},
         {"refused_file_leaves_no_lock", 0700, "root:*:19000:0:99999:7:::\n", 0, "damaged"},
     };

@@ -327,7 +327,7 @@ int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
     app.require_subcommand(1);
     CLI::App *exp = app.add_subcommand("export", vgm::config_verb_help("export"));
     exp->add_flag("--show-secrets", o.show_secrets,
-                  "passwords and keys in clear, not " + std::string(secret_mask));
+                  "passwords and keys in clear, not " + std::string(kSecretMask));
     app.add_subcommand("schema", vgm::config_verb_help("schema"));
     CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
     diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();

@@ -98,7 +98,7 @@ std::optional<task> read_task(const json &args, const ansible_module &m, std::st
     t.doc = std::move(*doc);
     numbers_from_text(t.doc);       // "{{ n + 1 }}" gives "6": a number where the field takes one
     if (!t.doc.contains("version")) // the task's document may leave it out
-        t.doc["version"] = document_version;
+        t.doc["version"] = kDocumentVersion;
     return t;
 }
 

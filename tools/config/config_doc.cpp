@@ -112,7 +112,7 @@ int first_instance(const vgm::command &c)
 }
 int last_instance(const vgm::command &c)
 {
-    return per_interface(c) ? wifi_interfaces : 0;
+    return per_interface(c) ? kWifiInterfaces : 0;
 }
 
 record instance_record(const vgm::command &c, int iface)
@@ -133,7 +133,7 @@ json field_value(const field &f, const uint8_t *rec, bool show_secrets)
 
 bool is_mask(const field &f, const json &v)
 {
-    return f.secret && v == secret_mask;
+    return f.secret && v == kSecretMask;
 }
 
 std::string field_problem(const field &f, const json &v)
@@ -164,7 +164,7 @@ json masked_entry(const list_desc &l, const json &entry, bool show_secrets)
     json e = entry;
     for (const field &f : l.entry)
         if (f.secret && e.contains(f.key) && e[f.key] != "")
-            e[f.key] = secret_mask;
+            e[f.key] = kSecretMask;
     return e;
 }
 

@@ -60,7 +60,7 @@ void history_add(const state_store &st, const json &replaced, size_t changes,
     std::string problem;
     if (!st.write(entry_name(seq.empty() ? 1 : seq.front() + 1), j.dump(), problem))
         return;
-    for (size_t i = history_max - 1; i < seq.size(); ++i)
+    for (size_t i = kHistoryMax - 1; i < seq.size(); ++i)
         st.remove(entry_name(seq[i]));
 }
 

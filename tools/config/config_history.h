@@ -1,6 +1,6 @@
 // The history of applies: each apply that changed something keeps the values
 // it replaced (secrets in clear, in the private state folder only), at most
-// history_max per module; `config history` lists them, newest first, and
+// kHistoryMax per module; `config history` lists them, newest first, and
 // `config rollback [N]` applies one back through the safe apply.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace vgcfg {
 
-inline constexpr size_t history_max = 10;
+inline constexpr size_t kHistoryMax = 10;
 
 void history_add(const state_store &st, const json &replaced, size_t changes,
                  const std::string &applied);

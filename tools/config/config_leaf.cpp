@@ -16,7 +16,7 @@ struct reason_field {
     const char *error; // the reason's name
     const char *key;   // the entry's field
 };
-constexpr reason_field reason_fields[] = {
+constexpr reason_field kReasonFields[] = {
     {"INVALID_ADDRESS", "private-ip"}, // outside the LAN, or not an address
     {"DUPLICATE", "global-port"},      // a rule on the same global port and protocol
 };
@@ -29,7 +29,7 @@ std::string entry_leaf(const list_desc &l, const std::string &list_path, size_t 
     if (l.single())
         return entry;
     const std::string reason = vgm::call_failure(err).name;
-    for (const reason_field &r : reason_fields)
+    for (const reason_field &r : kReasonFields)
         if (reason == r.error)
             for (const field &f : l.entry)
                 if (std::strcmp(f.key, r.key) == 0)

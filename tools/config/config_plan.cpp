@@ -54,7 +54,7 @@ std::vector<std::string> check_setting(const group &g, const json &obj, const st
             problems.push_back(at + ": the other values start this secret anew: give it in clear");
         else if (f.secret && given && !clear && applies(f, neu_r.data()) &&
                  (!applies(f, old_r.data()) || old_r[f.off] == 0))
-            problems.push_back(at + ": " + secret_mask +
+            problems.push_back(at + ": " + kSecretMask +
                                " keeps the current secret, and there is none: give it in clear");
         else if (f.type == vtype::text && f.min > 0 && !same &&
                  strnlen(reinterpret_cast<const char *>(neu_r.data() + f.off), f.width) < f.min)
@@ -85,7 +85,7 @@ planned plan_setting(const group &g, const json &obj, const std::string &path, i
         if (a == b)
             continue;
         json after = is ? field_value(f, neu_r.data(), false) : json(nullptr);
-        if (f.secret && after == secret_mask)
+        if (f.secret && after == kSecretMask)
             after = "(new secret)";
         s.changes.push_back(
             {path + "." + f.key, was ? field_value(f, old_r.data(), false) : json(nullptr), after});

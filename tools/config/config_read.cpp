@@ -128,7 +128,7 @@ bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &o
 json to_document(const snapshot &s, bool show_secrets)
 {
     json doc = json::object();
-    doc["version"] = document_version;
+    doc["version"] = kDocumentVersion;
     const auto &all = groups();
     for (size_t gi = 0; gi < all.size(); ++gi) {
         const group &g = all[gi];

@@ -17,7 +17,7 @@ namespace vgcfg {
 
 namespace {
 
-// The file's bytes, at most max_document_bytes; nullopt with the problem.
+// The file's bytes, at most kMaxDocumentBytes; nullopt with the problem.
 std::optional<std::string> read_bounded(const std::string &file, std::string &problem)
 {
     const bool in = file == "-";
@@ -43,8 +43,8 @@ std::optional<std::string> read_bounded(const std::string &file, std::string &pr
             break;
         }
         text.append(buf, static_cast<size_t>(n));
-        if (text.size() > max_document_bytes)
-            problem = "larger than " + std::to_string(max_document_bytes) +
+        if (text.size() > kMaxDocumentBytes)
+            problem = "larger than " + std::to_string(kMaxDocumentBytes) +
                       " bytes: a document is at most that";
     }
     if (!in)
@@ -65,8 +65,8 @@ struct guard {
         if (!problem.empty())
             return false;
         using e = json::parse_event_t;
-        if ((ev == e::object_start || ev == e::array_start) && depth >= max_document_depth) {
-            problem = "nested deeper than " + std::to_string(max_document_depth) + " levels";
+        if ((ev == e::object_start || ev == e::array_start) && depth >= kMaxDocumentDepth) {
+            problem = "nested deeper than " + std::to_string(kMaxDocumentDepth) + " levels";
             return false;
         }
         if (ev == e::object_start)

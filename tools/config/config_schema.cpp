@@ -110,7 +110,7 @@ json field_schema(const field &f)
     if (f.shown != nullptr)
         help += "; only where the other values give it";
     if (f.secret)
-        help += std::string("; exported as \"") + secret_mask + "\", which keeps the current one";
+        help += std::string("; exported as \"") + kSecretMask + "\", which keeps the current one";
     s["description"] = help;
     return s;
 }
@@ -126,7 +126,7 @@ json &node(json &root, const std::string &path)
         const std::string seg =
             path.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
         if (seg == "{i}") {
-            for (int i = 1; i <= wifi_interfaces; ++i)
+            for (int i = 1; i <= kWifiInterfaces; ++i)
                 (*at)["properties"][std::to_string(i)] = json{{"$ref", "#/$defs/interface"}};
             json &defs = root["$defs"];
             if (!defs.contains("interface"))
@@ -210,11 +210,11 @@ json make_schema()
 {
     json root = json::object();
     root["$schema"] = "https://json-schema.org/draft/2020-12/schema";
-    root["$id"] = "urn:vg-mgmt:config:" + std::to_string(document_version);
+    root["$id"] = "urn:vg-mgmt:config:" + std::to_string(kDocumentVersion);
     root["title"] = "vg-mgmt configuration document";
     root.update(object_schema("The module's configuration: vg-mgmt config export, diff, apply"));
     root["properties"]["version"] =
-        json{{"const", document_version}, {"description", "format of the document"}};
+        json{{"const", kDocumentVersion}, {"description", "format of the document"}};
     root["required"] = json::array({"version"});
     for (const group &g : groups()) {
         json &obj = node(root, g.object);

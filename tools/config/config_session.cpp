@@ -182,7 +182,7 @@ apply_result apply_document(session &s, const json &doc, bool check,
     }
     if (journal) {
         json restore = restrict_to(to_document(s.before, true), managed);
-        restore["version"] = document_version;
+        restore["version"] = kDocumentVersion;
         std::string why;
         if (!journal(restore, p.change_count(), why)) {
             r.status = vgm::EXIT_REFUSED;

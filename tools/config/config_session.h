@@ -27,8 +27,8 @@ struct session {
 };
 
 // The bounds of a document: its size in bytes and its nesting depth.
-constexpr size_t max_document_bytes = 1024 * 1024;
-constexpr int max_document_depth = 16;
+constexpr size_t kMaxDocumentBytes = 1024 * 1024;
+constexpr int kMaxDocumentDepth = 16;
 // Reads a JSON document from a file ("-" for stdin), within those bounds; a
 // key given twice in one object is a problem.
 std::optional<json> read_document(const std::string &file, std::string &problem);

@@ -208,7 +208,7 @@ json state_target(config_state s, const json &given, const json &current)
                 put_section(target, path,
                             overlay(section_of(defaults_document(), path), section_of(doc, path)));
     }
-    target["version"] = document_version;
+    target["version"] = kDocumentVersion;
     return target;
 }
 
@@ -221,7 +221,7 @@ json mask_secrets(json doc)
                 obj != nullptr && obj->is_object())
                 for (const field &f : g.row->fields)
                     if (f.secret && obj->contains(f.key) && (*obj)[f.key] != "")
-                        (*obj)[f.key] = secret_mask;
+                        (*obj)[f.key] = kSecretMask;
     for (const list_at &la : list_paths())
         if (json *l = find_mut(doc, la.path); l != nullptr && l->is_array())
             for (json &e : *l)

@@ -31,7 +31,7 @@ constexpr order orders[] = {
     {"network", "", 53},      {"usb", "", 60},
 };
 // Profiles leave after the default profile has moved off them.
-constexpr int phase_profiles_removed = 42;
+constexpr int kPhaseProfilesRemoved = 42;
 
 int phase_of(const command &c)
 {
@@ -135,7 +135,7 @@ const std::vector<list_desc> &lists()
                 std::vector<field> entry = vgm::axis_fields(axis::apn);
                 entry.insert(entry.end(), set->fields.begin(), set->fields.end());
                 l.push_back({list_kind::keyed, list, add, del, set, add->domain_word, add->subject,
-                             phase_profiles_removed, del_phase, entry});
+                             kPhaseProfilesRemoved, del_phase, entry});
             } else if (list != nullptr && list->list != nullptr) {
                 const bool network = std::strcmp(add->domain_word, "network") == 0;
                 l.push_back({list_kind::exact, list, add, del, nullptr, domain_object(*add),

@@ -53,8 +53,8 @@ const std::vector<list_desc> &lists();
 // Whether a row names a Wi-Fi interface (1 to 3, at the start of its record).
 bool per_interface(const vgm::command &c);
 
-constexpr int wifi_interfaces = 3;
-inline constexpr const char *secret_mask = vgm::kMasked;
-constexpr int document_version = 1;
+constexpr int kWifiInterfaces = 3;
+inline constexpr const char *kSecretMask = vgm::kMasked;
+constexpr int kDocumentVersion = 1;
 
 } // namespace vgcfg

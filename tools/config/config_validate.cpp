@@ -140,8 +140,8 @@ struct checker {
             const std::string at = path.empty() ? k : path + "." + k;
             if (objects.count(k) != 0 || objects.count("{i}") != 0) {
                 if (objects.count("{i}") != 0 &&
-                    (k.size() != 1 || k[0] < '1' || k[0] > '0' + wifi_interfaces))
-                    problem(at, "no such Wi-Fi interface (1 to " + std::to_string(wifi_interfaces) +
+                    (k.size() != 1 || k[0] < '1' || k[0] > '0' + kWifiInterfaces))
+                    problem(at, "no such Wi-Fi interface (1 to " + std::to_string(kWifiInterfaces) +
                                     ")");
                 else if (!v.is_object())
                     problem(at, "an object is needed");
@@ -176,11 +176,11 @@ std::vector<std::string> validate(const json &doc)
     }
     if (!doc.contains("version"))
         problems.push_back("version: missing (this tool writes and reads version " +
-                           std::to_string(document_version) + ")");
-    else if (doc["version"] != document_version)
+                           std::to_string(kDocumentVersion) + ")");
+    else if (doc["version"] != kDocumentVersion)
         problems.push_back("version: " + vgm::shown_value(doc["version"].dump(), false) +
                            " is not a version this tool reads (" +
-                           std::to_string(document_version) + ")");
+                           std::to_string(kDocumentVersion) + ")");
     // Not changed: numbers_from_text is off.
     checker{problems}.walk(const_cast<json &>(doc), "");
     check_document_rules(doc, problems);

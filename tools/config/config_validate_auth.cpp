@@ -44,7 +44,7 @@ bool wpa_password_ok(const std::string &p)
 // A secret given in clear: its bytes; nullopt when absent, masked or no text.
 std::optional<std::string> clear_secret(const json &obj, const char *key)
 {
-    if (!obj.contains(key) || obj[key] == secret_mask)
+    if (!obj.contains(key) || obj[key] == kSecretMask)
         return std::nullopt;
     return vgm::text_bytes(obj[key]);
 }
@@ -55,7 +55,7 @@ void wep_rules(const json &auth, const std::string &at, problems_t &out)
     for (int k = 0; k < 4; ++k) {
         const std::string key = "key" + std::to_string(k);
         const bool is_default = d.is_number() && d == k;
-        const bool masked = auth.contains(key) && auth[key] == secret_mask;
+        const bool masked = auth.contains(key) && auth[key] == kSecretMask;
         const std::optional<std::string> v = clear_secret(auth, key.c_str());
         if (is_default && !masked && (!v || v->empty()))
             out.push_back(at + "." + key + ": WEP needs its default key (key" + std::to_string(k) +
@@ -68,7 +68,7 @@ void wep_rules(const json &auth, const std::string &at, problems_t &out)
 
 void auth_rules(const json &doc, problems_t &out)
 {
-    for (int i = 1; i <= wifi_interfaces; ++i) {
+    for (int i = 1; i <= kWifiInterfaces; ++i) {
         const std::string at = "wifi.interfaces." + std::to_string(i) + ".auth";
         const json *auth = find_path(doc, at);
         if (auth == nullptr || !auth->is_object() || !auth->contains("auth"))

@@ -43,7 +43,7 @@ json entry_key(const list_desc &l, const json &e, size_t fields)
 }
 
 // The protocol number that stands for TCP and UDP together.
-constexpr uint64_t both_protocols = 253;
+constexpr uint64_t kBothProtocols = 253;
 
 const field *entry_field(const list_desc &l, const char *key)
 {
@@ -84,7 +84,7 @@ void snat_rules(const list_desc &l, const json &rules, const std::string &at, pr
                        p = stored_number(*proto, rules[n][proto->key]);
         std::set<uint64_t> &ps = taken[g];
         if (!ps.empty() &&
-            (ps.count(p) != 0 || ps.count(both_protocols) != 0 || p == both_protocols))
+            (ps.count(p) != 0 || ps.count(kBothProtocols) != 0 || p == kBothProtocols))
             out.push_back(at + "[" + std::to_string(n) + "]." + port->key + ": global port " +
                           std::to_string(g) +
                           " and its protocol are taken by another rule of the list");

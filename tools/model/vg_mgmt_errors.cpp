@@ -74,8 +74,7 @@ std::optional<failure> probe_service(const std::string &path, int wait_ms)
             ::recv(fd, &h, sizeof h, MSG_WAITALL) == static_cast<ssize_t>(sizeof h) &&
             kest_frame_header_ok(h) && h.kind == KEST_FRAME_REFUSED)
             f = failure{EXIT_TOO_MANY, MGMT_ERR_NO_SERVICE, "TOO_MANY_CLIENTS",
-                        std::string("the service refused the connection: ") +
-                            KEST_REFUSED_TOO_MANY};
+                        std::string("the service refused the connection: ") + kKestRefusedTooMany};
     }
     ::close(fd);
     return f;
