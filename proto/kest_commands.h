@@ -49,6 +49,23 @@ inline constexpr uint32_t kest_len<kest_no_req> = 0;
 #define KEST_WIFI_U8(name, setting)                                                                \
     KEST_WIFI_SETTING(name, setting, wifi_u8_setting_set_req, wifi_u8_setting_get_resp)
 
+// The on/off switches of a Wi-Fi interface, one row each: the name of the
+// command and its messages, of the value record, of the record's field, and
+// the word that the tools use. Every switch is a one-byte setting; the
+// library, kestd (its state, messages, checks and dump) and kestctl expand
+// this list, so a new switch is one row here.
+// clang-format off
+#define KEST_WIFI_SWITCHES(X)                                                                      \
+    X(SSID_HIDE, ssid_hide, ssid_hide, "ssid-hide")                                                \
+    X(11N_ONLY, 11n_only, only_11n, "11n-only")                                                    \
+    X(11AC_ONLY, 11ac_only, only_11ac, "11ac-only")                                                \
+    X(AP_ISOLATE, ap_isolate, ap_isolate, "ap-isolate")                                            \
+    X(DFS, dfs, dfs, "dfs")
+// clang-format on
+#define KEST_WIFI_SWITCH_COMMANDS(name, setting, field, word) KEST_WIFI_U8(name, setting),
+#define KEST_WIFI_SWITCH_ONE(name, setting, field, word) +1
+inline constexpr size_t kKestWifiSwitchCount = 0 KEST_WIFI_SWITCHES(KEST_WIFI_SWITCH_ONE);
+
 inline constexpr kest_command kWifiCommands[] = {
     KEST_WIFI(WIFI_CMD_WORK_MODE, SET, KEST_WIFI_WORK_MODE_SET, wifi_work_mode_set_req,
               wifi_work_mode_set_resp, wifi_work_mode_params),
@@ -74,16 +91,12 @@ inline constexpr kest_command kWifiCommands[] = {
               wifi_auth_params),
     KEST_WIFI_U8(MODE, mode),
     KEST_WIFI_SETTING(CHANNEL, channel, wifi_channel_set_req, wifi_channel_get_resp),
-    KEST_WIFI_U8(SSID_HIDE, ssid_hide),
     KEST_WIFI_U8(BANDWIDTH, bandwidth),
     KEST_WIFI_U8(MAX_NUM_STA, max_num_sta),
-    KEST_WIFI_U8(11N_ONLY, 11n_only),
-    KEST_WIFI_U8(11AC_ONLY, 11ac_only),
-    KEST_WIFI_U8(AP_ISOLATE, ap_isolate),
-    KEST_WIFI_U8(DFS, dfs),
     KEST_WIFI_U8(RSSI, rssi),
-    KEST_WIFI(WIFI_CMD_MAC_ACL_RULE, SET, KEST_WIFI_MAC_ACL_RULE_SET, wifi_mac_acl_rule_set_req,
-              wifi_mac_acl_rule_set_resp, wifi_mac_acl_rule_params),
+    KEST_WIFI_SWITCHES(KEST_WIFI_SWITCH_COMMANDS)
+        KEST_WIFI(WIFI_CMD_MAC_ACL_RULE, SET, KEST_WIFI_MAC_ACL_RULE_SET, wifi_mac_acl_rule_set_req,
+                  wifi_mac_acl_rule_set_resp, wifi_mac_acl_rule_params),
     KEST_WIFI(WIFI_CMD_MAC_ACL_RULE, GET, KEST_WIFI_MAC_ACL_RULE_GET, wifi_mac_acl_rule_get_req,
               wifi_mac_acl_rule_get_resp, wifi_mac_acl_rule_params),
     KEST_WIFI(WIFI_CMD_MAC_ACL_ADD, SET, KEST_WIFI_MAC_ACL_ADD_SET, wifi_mac_acl_add_set_req,

@@ -430,15 +430,6 @@ constexpr wifi_setting_row kMaxNumStaRow = WIFI_NUMBER_ROW(
 constexpr wifi_setting_row kRssiRow =
     WIFI_NUMBER_ROW(KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", kRssiRange.min, kRssiRange.max,
                     "Invalid WiFi index %d rssi parameter %d");
-constexpr wifi_setting_row kSsidHideRow =
-    WIFI_FLAG_ROW(KEST_WIFI_SSID_HIDE_SET, KEST_WIFI_SSID_HIDE_GET, "ssid hide");
-constexpr wifi_setting_row k11nOnlyRow =
-    WIFI_FLAG_ROW(KEST_WIFI_11N_ONLY_SET, KEST_WIFI_11N_ONLY_GET, "only ieee80211n accept");
-constexpr wifi_setting_row k11acOnlyRow =
-    WIFI_FLAG_ROW(KEST_WIFI_11AC_ONLY_SET, KEST_WIFI_11AC_ONLY_GET, "only ieee80211ac accept");
-constexpr wifi_setting_row kApIsolateRow =
-    WIFI_FLAG_ROW(KEST_WIFI_AP_ISOLATE_SET, KEST_WIFI_AP_ISOLATE_GET, "ap isolate");
-constexpr wifi_setting_row kDfsRow = WIFI_FLAG_ROW(KEST_WIFI_DFS_SET, KEST_WIFI_DFS_GET, "DFS");
 
 // The head of every per-interface record.
 struct wifi_interface_head {
@@ -456,11 +447,9 @@ WIFI_SETTING_LAYOUT(wifi_channel_params, channel, 4);
 WIFI_SETTING_LAYOUT(wifi_bandwidth_params, bandwidth, 4);
 WIFI_SETTING_LAYOUT(wifi_max_num_sta_params, max_num_sta, 4);
 WIFI_SETTING_LAYOUT(wifi_rssi_params, rssi, 4);
-WIFI_SETTING_LAYOUT(wifi_ssid_hide_params, ssid_hide, 1);
-WIFI_SETTING_LAYOUT(wifi_11n_only_params, only_11n, 1);
-WIFI_SETTING_LAYOUT(wifi_11ac_only_params, only_11ac, 1);
-WIFI_SETTING_LAYOUT(wifi_ap_isolate_params, ap_isolate, 1);
-WIFI_SETTING_LAYOUT(wifi_dfs_params, dfs, 1);
+#define WIFI_SWITCH_LAYOUT(name, setting, field, word)                                             \
+    WIFI_SETTING_LAYOUT(wifi_##setting##_params, field, 1);
+KEST_WIFI_SWITCHES(WIFI_SWITCH_LAYOUT)
 
 // The setting field of a record: the flags touch their one byte only.
 uint32_t wifi_setting_read(const void *value, wifi_setting_kind kind)
@@ -568,17 +557,26 @@ int32_t wifi_max_num_sta_set(mgmt_client *h, void *v) { return wifi_setting_set(
 int32_t wifi_max_num_sta_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kMaxNumStaRow, VG_SITE); }
 int32_t wifi_rssi_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kRssiRow, VG_SITE); }
 int32_t wifi_rssi_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kRssiRow, VG_SITE); }
-int32_t wifi_ssid_hide_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kSsidHideRow, VG_SITE); }
-int32_t wifi_ssid_hide_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kSsidHideRow, VG_SITE); }
-int32_t wifi_11n_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11nOnlyRow, VG_SITE); }
-int32_t wifi_11n_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11nOnlyRow, VG_SITE); }
-int32_t wifi_11ac_only_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k11acOnlyRow, VG_SITE); }
-int32_t wifi_11ac_only_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k11acOnlyRow, VG_SITE); }
-int32_t wifi_ap_isolate_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kApIsolateRow, VG_SITE); }
-int32_t wifi_ap_isolate_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kApIsolateRow, VG_SITE); }
-int32_t wifi_dfs_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, kDfsRow, VG_SITE); }
-int32_t wifi_dfs_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, kDfsRow, VG_SITE); }
 // clang-format on
+
+// The switches, each with the label of its log lines. A switch's row, its two
+// handlers (named after the command, as the log lines need) and its dispatch
+// row all come from this list.
+// clang-format off
+#define WIFI_SWITCHES(X)                                                                           \
+    X(ssid_hide, SSID_HIDE, "ssid hide")                                                           \
+    X(11n_only, 11N_ONLY, "only ieee80211n accept")                                                \
+    X(11ac_only, 11AC_ONLY, "only ieee80211ac accept")                                             \
+    X(ap_isolate, AP_ISOLATE, "ap isolate")                                                        \
+    X(dfs, DFS, "DFS")
+#define WIFI_SWITCH_HANDLERS(name, NAME, label)                                                    \
+    constexpr wifi_setting_row k_##name##_row =                                                    \
+        WIFI_FLAG_ROW(KEST_WIFI_##NAME##_SET, KEST_WIFI_##NAME##_GET, label);                      \
+    int32_t wifi_##name##_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k_##name##_row, VG_SITE); } \
+    int32_t wifi_##name##_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k_##name##_row, VG_SITE); }
+#define WIFI_SWITCH_DISPATCH(name, NAME, label) {WIFI_CMD_##NAME, wifi_##name##_set, wifi_##name##_get},
+// clang-format on
+WIFI_SWITCHES(WIFI_SWITCH_HANDLERS)
 
 // ---------------------------------------------------------------------------
 // MAC access control
@@ -790,14 +788,9 @@ constexpr mgmt_command_row kWifiCommandTable[] = {
     {WIFI_CMD_MODE, wifi_mode_set, wifi_mode_get},
     {WIFI_CMD_CHANNEL, wifi_channel_set, wifi_channel_get},
     {WIFI_CMD_ESSID, wifi_essid_set, wifi_essid_get},
-    {WIFI_CMD_SSID_HIDE, wifi_ssid_hide_set, wifi_ssid_hide_get},
     {WIFI_CMD_BANDWIDTH, wifi_bandwidth_set, wifi_bandwidth_get},
     {WIFI_CMD_MAX_NUM_STA, wifi_max_num_sta_set, wifi_max_num_sta_get},
-    {WIFI_CMD_11N_ONLY, wifi_11n_only_set, wifi_11n_only_get},
-    {WIFI_CMD_11AC_ONLY, wifi_11ac_only_set, wifi_11ac_only_get},
-    {WIFI_CMD_AP_ISOLATE, wifi_ap_isolate_set, wifi_ap_isolate_get},
     {WIFI_CMD_AUTH, wifi_auth_set, wifi_auth_get},
-    {WIFI_CMD_DFS, wifi_dfs_set, wifi_dfs_get},
     {WIFI_CMD_RSSI, wifi_rssi_set, wifi_rssi_get},
     {WIFI_CMD_STA_INFO, nullptr, wifi_sta_info_get},
     {WIFI_CMD_RESTORE_DEFAULT, wifi_restore_default_set, nullptr},
@@ -807,7 +800,7 @@ constexpr mgmt_command_row kWifiCommandTable[] = {
     {WIFI_CMD_MAC_ACL_INFO, nullptr, wifi_mac_acl_info_get},
     {WIFI_CMD_ACTIVE, wifi_active_set, nullptr},
     {WIFI_CMD_STATION_STATUS, nullptr, wifi_station_status_get},
-    {kVgLastRowId, nullptr, nullptr},
+    WIFI_SWITCHES(WIFI_SWITCH_DISPATCH){kVgLastRowId, nullptr, nullptr},
 };
 static_assert(vg_rows_described(kWifiCommandTable, kWifiCommands),
               "the table has a handler for every described direction and no other");

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "kest_commands.h"
 #include "kest_msg.h"
 
 struct kestctl_message {
@@ -14,6 +15,8 @@ struct kestctl_message {
     uint32_t get_id, set_id;
 };
 
+#define KESTCTL_SWITCH(name, setting, field, word)                                                 \
+    {"wifi " word, KEST_WIFI_##name##_GET, KEST_WIFI_##name##_SET},
 inline constexpr kestctl_message kestctl_messages[] = {
     {"wifi work-mode", KEST_WIFI_WORK_MODE_GET, KEST_WIFI_WORK_MODE_SET},
     {"wifi ssid", KEST_WIFI_ESSID_GET, KEST_WIFI_ESSID_SET},
@@ -22,13 +25,8 @@ inline constexpr kestctl_message kestctl_messages[] = {
     {"wifi channel", KEST_WIFI_CHANNEL_GET, KEST_WIFI_CHANNEL_SET},
     {"wifi bandwidth", KEST_WIFI_BANDWIDTH_GET, KEST_WIFI_BANDWIDTH_SET},
     {"wifi max-sta", KEST_WIFI_MAX_NUM_STA_GET, KEST_WIFI_MAX_NUM_STA_SET},
-    {"wifi 11n-only", KEST_WIFI_11N_ONLY_GET, KEST_WIFI_11N_ONLY_SET},
-    {"wifi 11ac-only", KEST_WIFI_11AC_ONLY_GET, KEST_WIFI_11AC_ONLY_SET},
-    {"wifi ap-isolate", KEST_WIFI_AP_ISOLATE_GET, KEST_WIFI_AP_ISOLATE_SET},
     {"wifi auth", KEST_WIFI_AUTH_GET, KEST_WIFI_AUTH_SET},
-    {"wifi dfs", KEST_WIFI_DFS_GET, KEST_WIFI_DFS_SET},
     {"wifi rssi", KEST_WIFI_RSSI_GET, KEST_WIFI_RSSI_SET},
-    {"wifi ssid-hide", KEST_WIFI_SSID_HIDE_GET, KEST_WIFI_SSID_HIDE_SET},
     {"wifi enable", KEST_WIFI_ENABLE_GET, KEST_WIFI_ENABLE_SET},
     {"wifi active", 0, KEST_WIFI_ACTIVE_SET},
     {"wifi station-status", KEST_WIFI_STATION_STATUS_GET, 0},
@@ -38,7 +36,7 @@ inline constexpr kestctl_message kestctl_messages[] = {
     {"wifi acl del", 0, KEST_WIFI_MAC_ACL_DEL_SET},
     {"wifi acl list", KEST_WIFI_MAC_ACL_INFO_GET, 0},
     {"wifi restore", 0, KEST_WIFI_RESTORE_DEFAULT_SET},
-    {"datacall up", 0, KEST_DATA_CALL_UP_SET},
+    KEST_WIFI_SWITCHES(KESTCTL_SWITCH){"datacall up", 0, KEST_DATA_CALL_UP_SET},
     {"datacall down", 0, KEST_DATA_CALL_DOWN_SET},
     {"datacall info", KEST_DATA_CALL_INFO_GET, 0},
     {"datacall apn", KEST_DATA_CALL_APN_GET, KEST_DATA_CALL_APN_SET},

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "kest_commands.h"
 #include "kest_msg.h"
 
 inline constexpr int kKestdWifiIfaces = 3;
@@ -31,16 +32,14 @@ struct kestd_iface {
     char password[65];
     uint32_t group_rekey;
     uint16_t channel;
-    // The nine one-byte radio settings, in message order.
+    // The one-byte radio settings: four numbers, then the switches.
     uint8_t mode;
     uint8_t bandwidth;
     uint8_t max_num_sta;
-    uint8_t only_11n;
-    uint8_t only_11ac;
-    uint8_t ap_isolate;
-    uint8_t dfs;
     uint8_t rssi;
-    uint8_t ssid_hide;
+#define KESTD_SWITCH_FIELD(name, setting, field, word) uint8_t field;
+    KEST_WIFI_SWITCHES(KESTD_SWITCH_FIELD)
+#undef KESTD_SWITCH_FIELD
     uint8_t acl_rule; // 0 off, 1 allow only the listed, 2 deny the listed
     uint32_t acl_count;
     uint8_t acl[kKestdMacAclMax][6];

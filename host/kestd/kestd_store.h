@@ -21,7 +21,10 @@
 
 #include "kestd_state.h"
 
-inline constexpr uint32_t kKestdStoreVersion = 2;
+// The format's own number, then the count of Wi-Fi switches, each a byte of
+// the record: a file written before a switch was added is refused by its
+// version, not misread.
+inline constexpr uint32_t kKestdStoreVersion = 3u << 8 | kKestWifiSwitchCount;
 
 // unreadable: the file exists but cannot be opened or read (a directory, no
 // permission, a symbolic link...); `why` carries the system's reason.

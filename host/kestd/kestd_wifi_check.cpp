@@ -50,9 +50,11 @@ bool wpa_password_ok(const char *pw, size_t len)
 }
 
 // Every one-byte setting, for the check of a loaded state file.
+#define KESTD_SWITCH_CHECK(name, setting, field, word) &kSwitch_##field,
 constexpr const u8_setting *kU8Settings[] = {
-    &kModeSetting,     &kBandwidthSetting, &kMaxNumStaSetting, &kRssiSetting,     &kOnly11nSetting,
-    &kOnly11acSetting, &kApIsolateSetting, &kDfsSetting,       &kSsidHideSetting, &kAclRuleSetting};
+    &kModeSetting, &kBandwidthSetting, &kMaxNumStaSetting,
+    &kRssiSetting, &kAclRuleSetting,   KEST_WIFI_SWITCHES(KESTD_SWITCH_CHECK)};
+#undef KESTD_SWITCH_CHECK
 
 } // namespace
 

@@ -20,8 +20,8 @@ bool mac_ok(const uint8_t *mac);
 // A country code of two letters.
 bool country_ok(const char *cc);
 
-// The nine one-byte radio settings: one shape, one row each. A flag is
-// stored as 0 or 1; a number must lie in [min, max].
+// The one-byte radio settings: one shape, one row each. A flag is stored as
+// 0 or 1; a number must lie in [min, max].
 struct u8_setting {
     uint8_t kestd_iface::*field;
     bool flag;
@@ -35,11 +35,19 @@ inline constexpr u8_setting kBandwidthSetting{&kestd_iface::bandwidth, false, kB
 inline constexpr u8_setting kMaxNumStaSetting{&kestd_iface::max_num_sta, false, 1,
                                               kKestdStationsMax};
 inline constexpr u8_setting kRssiSetting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
-inline constexpr u8_setting kOnly11nSetting{&kestd_iface::only_11n, true, 0, 1};
-inline constexpr u8_setting kOnly11acSetting{&kestd_iface::only_11ac, true, 0, 1};
-inline constexpr u8_setting kApIsolateSetting{&kestd_iface::ap_isolate, true, 0, 1};
-inline constexpr u8_setting kDfsSetting{&kestd_iface::dfs, true, 0, 1};
-inline constexpr u8_setting kSsidHideSetting{&kestd_iface::ssid_hide, true, 0, 1};
+// One row per switch, named after its field: kSwitch_ap_isolate.
+#define KESTD_SWITCH_SETTING(name, setting, field, word)                                           \
+    inline constexpr u8_setting kSwitch_##field{&kestd_iface::field, true, 0, 1};
+KEST_WIFI_SWITCHES(KESTD_SWITCH_SETTING)
+#undef KESTD_SWITCH_SETTING
+// The switches with the names of the state dump.
+struct switch_name {
+    uint8_t kestd_iface::*field;
+    const char *name;
+};
+#define KESTD_SWITCH_NAME(name, setting, field, word) {&kestd_iface::field, #setting},
+inline constexpr switch_name kSwitchNames[] = {KEST_WIFI_SWITCHES(KESTD_SWITCH_NAME)};
+#undef KESTD_SWITCH_NAME
 // The MAC access rule has the same records: 0 off, 1 allow only the listed,
 // 2 deny the listed.
 inline constexpr u8_setting kAclRuleSetting{&kestd_iface::acl_rule, false, 0, 2};

@@ -167,12 +167,11 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
             f.ssid, f.format_type, f.active, f.auth, f.wep_default, f.pairwise, f.password,
             f.group_rekey);
         std::snprintf(key, sizeof key, "wifi.%d.radio", i);
-        kestd_dump_line(
-            out, key,
-            "channel %u mode %u bandwidth %u max_num_sta %u 11n_only %u 11ac_only %u ap_isolate %u "
-            "dfs %u rssi %u ssid_hide %u",
-            f.channel, f.mode, f.bandwidth, f.max_num_sta, f.only_11n, f.only_11ac, f.ap_isolate,
-            f.dfs, f.rssi, f.ssid_hide);
+        std::string switches;
+        for (const switch_name &s : kSwitchNames)
+            switches += std::string(" ") + s.name + " " + std::to_string(f.*s.field);
+        kestd_dump_line(out, key, "channel %u mode %u bandwidth %u max_num_sta %u rssi %u%s",
+                        f.channel, f.mode, f.bandwidth, f.max_num_sta, f.rssi, switches.c_str());
         std::string acl;
         for (uint32_t k = 0; k < f.acl_count; ++k) {
             char mac[18];
