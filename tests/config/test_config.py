@@ -257,7 +257,7 @@ class Partial(ConfigTest):
                     self.assertEqual(sorted(got, key=order), sorted(content, key=order))
 
 
-# Global options before "config" ({sock}: the service's socket, {doc}: the
+# Options before and after "config" ({sock}: the service's socket, {doc}: the
 # baseline document): (arguments, exit status, what the output is).
 GLOBALS = [
     (["--socket", "{sock}", "config", "export"], 0, "masked export"),
@@ -271,7 +271,11 @@ GLOBALS = [
     (["--version", "config", "export"], 0, "version"),
     (["--timeout", "1", "config", "export"], 2, "vg-mgmt config: --timeout is not an option of config\n"),
     (["--raw", "--socket", "{sock}", "config", "schema"], 2, "vg-mgmt config: --raw is not an option of config\n"),
-    (["--json", "config", "export"], 2, "vg-mgmt config: --json is an option of 'config diff', 'apply' or 'validate' only\n"),
+    (["--json", "config", "export"], 2, "vg-mgmt config: --json is an option of 'config diff', 'apply', "
+     "'validate', 'recover', 'confirm', 'history' or 'rollback' only\n"),
+    (["config", "diff", "{doc}", "--check"], 2, "vg-mgmt config: --check is an option of 'config apply' only\n"),
+    (["--socket", "{sock}", "config", "export", "--confirm", "5"], 2,
+     "vg-mgmt config: --confirm is an option of 'config apply' or 'rollback' only\n"),
     (["--show-secrets", "config", "diff", "{doc}"], 2,
      "vg-mgmt config: --show-secrets is an option of 'config export' only\n"),
 ]

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <random>
 
-#include "config_cmd.h"
+#include "vg_mgmt_cli.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ struct tool_result {
 tool_result vg_config(const std::string &sock, std::vector<std::string> args)
 {
     ::setenv("VG_KEST_SOCKET", sock.c_str(), 1);
-    args.insert(args.begin(), "config");
+    args.insert(args.begin(), {"vg-mgmt", "config"});
     std::vector<char *> argv;
     for (std::string &a : args)
         argv.push_back(a.data());
@@ -32,7 +32,7 @@ tool_result vg_config(const std::string &sock, std::vector<std::string> args)
     char *ob = nullptr, *eb = nullptr;
     size_t ol = 0, el = 0;
     FILE *out = ::open_memstream(&ob, &ol), *err = ::open_memstream(&eb, &el);
-    const int status = vg_mgmt_config_run(static_cast<int>(args.size()), argv.data(), out, err);
+    const int status = vg_mgmt_cli_run(static_cast<int>(args.size()), argv.data(), out, err);
     std::fclose(out);
     std::fclose(err);
     tool_result r{status, ob, eb};

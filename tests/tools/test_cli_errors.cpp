@@ -13,7 +13,6 @@
 #include <map>
 #include <set>
 
-#include "config_cmd.h"
 #include "kest_commands.h"
 #include "kestctl_messages.h"
 #include "vg_mgmt_docs.h"
@@ -152,9 +151,7 @@ TEST_P(DeadEnds, NamedWithTheNearestWord)
     size_t len = 0;
     FILE *err = open_memstream(&buf, &len);
     const int argc = static_cast<int>(args.size());
-    const int at = vg_mgmt_config_at(argc, argv.data());
-    const int status = at > 0 ? vg_mgmt_config_main(argc, argv.data(), at, stdout, err)
-                              : vg_mgmt_cli_run(argc, argv.data(), stdout, err);
+    const int status = vg_mgmt_cli_run(argc, argv.data(), stdout, err);
     std::fclose(err);
     const std::string text(buf, len);
     std::free(buf);
@@ -454,7 +451,7 @@ TEST(Help, BashCompletionFollowsTheModel)
         {"vg-mgmt --socket /tmp/kest.sock config ''",
          "export schema diff apply validate confirm recover history rollback ansible\n"},
         {"vg-mgmt config --s", "--socket --stats\n"},
-        {"vg-mgmt config export --", "--show-secrets --socket --stats --help\n"},
+        {"vg-mgmt config export --", "--show-secrets --socket --state-dir --stats --help\n"},
         {"vg-mgmt config diff --j", "--json\n"},
         {"vg-mgmt config apply /proc/self/cmdli", "/proc/self/cmdline\n"},
         {"vg-mgmt config diff /proc/self/cmdli", "/proc/self/cmdline\n"},

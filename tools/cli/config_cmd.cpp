@@ -4,8 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include <fstream>
+#include <exception>
 #include <sstream>
+#include <vector>
 
 #include "config_confirm.h"
 #include "config_history.h"
@@ -18,17 +19,6 @@
 namespace vgcfg {
 
 namespace {
-
-struct options {
-    std::string socket;
-    std::string state_dir;
-    std::string file;
-    bool show_secrets = false;
-    bool json_out = false;
-    bool check = false;
-    unsigned confirm = 0;
-    bool stats = false;
-};
 
 void print_stats(const options &o, const session &s, FILE *err)
 {
@@ -260,127 +250,128 @@ int cmd_recover(const options &o, FILE *out, FILE *err)
     return status;
 }
 
-// The commands of the safe apply: recover, confirm, history, rollback, and
-// the watcher that apply --confirm starts.
-struct safety_cmds {
-    CLI::App *recover, *confirm, *watch, *history, *rollback;
-    size_t back = 1;
-};
-
-void add_safety(CLI::App &app, CLI::App *apply, std::initializer_list<CLI::App *> others,
-                options &o, safety_cmds &c)
+int cmd_schema(const options &, FILE *out, FILE *)
 {
-    c.recover = app.add_subcommand("recover", vgm::config_verb_help("recover"));
-    c.confirm = app.add_subcommand("confirm", vgm::config_verb_help("confirm"));
-    c.watch = app.add_subcommand("watch-confirm", "")->group("");
-    c.history = app.add_subcommand("history", vgm::config_verb_help("history"));
-    c.history->add_flag("--json", o.json_out, "the list as JSON");
-    c.rollback = app.add_subcommand("rollback", vgm::config_verb_help("rollback"));
-    c.rollback->add_option("N", c.back, "the N-th apply back (default 1: the last)")
-        ->check(CLI::Range(1, 10));
-    for (CLI::App *sub : {c.rollback, apply})
-        sub->add_option("--confirm", o.confirm,
-                        "revert by itself after SECONDS unless 'config confirm' comes")
-            ->check(CLI::Range(1u, 86400u));
-    app.add_option("--state-dir", o.state_dir,
-                   "the private folder of journals (default: /var/lib/vg-mgmt for root, else "
-                   "$XDG_STATE_HOME/vg-mgmt or ~/.local/state/vg-mgmt)");
-    for (CLI::App *sub : {c.recover, c.confirm, c.rollback})
-        sub->add_flag("--json", o.json_out, "the result and messages as one JSON object on stdout");
-    for (CLI::App *sub : {c.recover, c.confirm, c.history, c.rollback}) {
-        sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
-        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
-    }
-    for (CLI::App *sub : others)
-        sub->add_option("--state-dir", o.state_dir, "the private folder of journals");
+    fprintf(out, "%s\n", make_schema().dump(2).c_str());
+    return vgm::EXIT_DONE;
 }
 
-// The exit status of the safe apply's command given, -1 when none was.
-int run_safety(const options &o, const safety_cmds &c, FILE *out, FILE *err)
+int cmd_apply_file(const options &o, FILE *out, FILE *err)
 {
-    if (c.rollback->parsed())
-        return cmd_apply(o, out, err, c.back); // reports as apply does, --json included
-    if (c.recover->parsed() || c.confirm->parsed()) {
-        auto run = [&](FILE *to, FILE *errs) {
-            return c.recover->parsed() ? cmd_recover(o, to, errs) : cmd_confirm(o, to, errs, false);
-        };
-        return o.json_out ? as_json(out, run) : run(out, err);
-    }
-    if (c.history->parsed())
-        return cmd_history(o, out, err);
-    if (c.watch->parsed())
-        return cmd_confirm(o, out, err, true);
-    return -1;
+    return cmd_apply(o, out, err);
+}
+
+int cmd_rollback(const options &o, FILE *out, FILE *err)
+{
+    return cmd_apply(o, out, err, o.back); // reports as apply does, --json included
+}
+
+int cmd_confirm_now(const options &o, FILE *out, FILE *err)
+{
+    return cmd_confirm(o, out, err, false);
+}
+
+int cmd_watch(const options &o, FILE *out, FILE *err)
+{
+    return cmd_confirm(o, out, err, true);
+}
+
+int cmd_ansible(const options &o, FILE *out, FILE *)
+{
+    return vg_mgmt_config_ansible(o.args_file.c_str(), out);
+}
+
+using verb_fn = int (*)(const options &, FILE *, FILE *);
+
+// With --json, what the command would print as one object (as_json).
+template <verb_fn F>
+int json_or_text(const options &o, FILE *out, FILE *err)
+{
+    auto run = [&o](FILE *to, FILE *errs) { return F(o, to, errs); };
+    return o.json_out ? as_json(out, run) : run(out, err);
+}
+
+// Each verb: its word, the words of its argument (positional, or none), and
+// what runs it.
+struct verb_row {
+    const char *verb;
+    const char *arg;
+    verb_fn run;
+};
+constexpr verb_row kVerbRows[] = {
+    {"export", nullptr, cmd_export},
+    {"schema", nullptr, cmd_schema},
+    {"diff", "FILE", cmd_diff},
+    {"apply", "FILE", cmd_apply_file},
+    {"validate", "FILE", cmd_validate},
+    {"confirm", nullptr, json_or_text<cmd_confirm_now>},
+    {"recover", nullptr, json_or_text<cmd_recover>},
+    {"history", nullptr, cmd_history},
+    {"rollback", nullptr, cmd_rollback},
+    {"ansible", "ARGS", cmd_ansible},
+    {"watch-confirm", nullptr, cmd_watch}, // the watcher that apply --confirm starts
+};
+
+// "'config diff', 'apply' or 'validate'": the verbs a user may give.
+std::string verb_list(const char *verbs)
+{
+    std::vector<std::string> v;
+    std::istringstream in(verbs);
+    for (std::string w; in >> w;)
+        if (w != "watch-confirm")
+            v.push_back(w);
+    std::string s;
+    for (size_t i = 0; i < v.size(); ++i)
+        s += (i == 0 ? "'config " : i + 1 == v.size() ? " or '" : ", '") + v[i] + "'";
+    return s;
 }
 
 } // namespace
 
-} // namespace vgcfg
-
-int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err)
+void add_config(CLI::App *config, options &o)
 {
-    using namespace vgcfg;
-    options o;
-    CLI::App app{"The module's whole configuration as one JSON document.", "vg-mgmt config"};
-    app.add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
-    app.add_flag("--stats", o.stats, "print the calls made and the time taken on stderr");
-    app.require_subcommand(1);
-    CLI::App *exp = app.add_subcommand("export", vgm::config_verb_help("export"));
-    exp->add_flag("--show-secrets", o.show_secrets,
-                  "passwords and keys in clear, not " + std::string(kSecretMask));
-    app.add_subcommand("schema", vgm::config_verb_help("schema"));
-    CLI::App *diff = app.add_subcommand("diff", vgm::config_verb_help("diff"));
-    diff->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    diff->add_flag("--json", o.json_out, "the changes, or the error, as one JSON object");
-    CLI::App *validate_cmd = app.add_subcommand("validate", vgm::config_verb_help("validate"));
-    validate_cmd->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    CLI::App *apply = app.add_subcommand("apply", vgm::config_verb_help("apply"));
-    const char *statuses =
-        "Exit statuses: 0 done or nothing to do, 1 refused and undone, 2 wrong arguments or\n"
-        "problems in FILE, 3 no service, 6 changes pending (--check), 7 refused and the\n"
-        "undo incomplete, 8 interrupted by a signal and undone, 9 another apply is in\n"
-        "progress on this module (refused at once; nothing was sent).";
-    app.footer(statuses);
-    apply->footer(statuses);
-    apply->add_option("FILE", o.file, "the document ('-': stdin)")->required();
-    apply->add_flag("--check", o.check,
-                    "send nothing; exit 6 when changes are pending, 0 when none");
-    for (CLI::App *sub : {apply, validate_cmd})
-        sub->add_flag("--json", o.json_out, "the result, or the error, as one JSON object");
-    safety_cmds safety;
-    add_safety(app, apply, {exp, diff, apply}, o, safety);
-    std::string args_file;
-    CLI::App *ansible = app.add_subcommand("ansible", vgm::config_verb_help("ansible"));
-    ansible->add_option("ARGS", args_file, "the JSON arguments file that Ansible wrote")
-        ->required();
-    for (CLI::App *sub : {exp, diff, apply})
-        sub->add_option("--socket", o.socket, "the service's socket (else VG_KEST_SOCKET)");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &e) {
-        if (auto mistake = vgm::config_mistake(argc, argv); mistake && e.get_exit_code() != 0) {
-            fprintf(err, "vg-mgmt config: %s\nusage: %s\n", mistake->c_str(),
-                    vgm::usage_line(std::vector<std::string>{"config"}).c_str());
-            return vgm::EXIT_USAGE;
-        }
-        std::ostringstream o_out, o_err;
-        const int code = app.exit(e, o_out, o_err);
-        fputs(o_out.str().c_str(), out);
-        fputs(o_err.str().c_str(), err);
-        return code == 0 ? vgm::EXIT_DONE : vgm::EXIT_USAGE;
+    config->add_flag("--stats", o.stats);
+    config->add_option("--state-dir", o.state_dir);
+    config->add_flag("--check", o.check);
+    config->add_option("--confirm", o.confirm)->check(CLI::Range(1u, 86400u));
+    for (const verb_row &v : kVerbRows) {
+        CLI::App *sub = config->add_subcommand(v.verb, vgm::config_verb_help(v.verb));
+        sub->fallthrough(); // options of config and vg-mgmt after the verb too
+        if (v.arg != nullptr)
+            sub->add_option(v.arg, std::string(v.arg) == "ARGS" ? o.args_file : o.file)->required();
     }
-    if (ansible->parsed())
-        return vg_mgmt_config_ansible(args_file.c_str(), out);
-    if (exp->parsed())
-        return cmd_export(o, out, err);
-    if (diff->parsed())
-        return cmd_diff(o, out, err);
-    if (apply->parsed())
-        return cmd_apply(o, out, err);
-    if (validate_cmd->parsed())
-        return cmd_validate(o, out, err);
-    if (const int status = run_safety(o, safety, out, err); status >= 0)
-        return status;
-    fprintf(out, "%s\n", make_schema().dump(2).c_str());
-    return vgm::EXIT_DONE;
+    config->get_subcommand("rollback")->add_option("N", o.back)->check(CLI::Range(1, 10));
 }
+
+std::string misplaced_option(const CLI::App &root, const CLI::App &config)
+{
+    const std::string verb = config.get_subcommands().at(0)->get_name();
+    for (const CLI::App *app : {&root, &config})
+        for (const CLI::Option *opt : app->get_options()) {
+            const std::string name = opt->get_name();
+            if (opt->count() == 0 || name == "--version")
+                continue;
+            const vgm::config_option *row = vgm::config_option_row(name);
+            if (row == nullptr)
+                return name + " is not an option of config";
+            if (vgm::config_option_takes(*row, verb))
+                continue;
+            return name + " is an option of " + verb_list(row->verbs) + " only";
+        }
+    return "";
+}
+
+int run_config(const CLI::App &config, const options &o, FILE *out, FILE *err)
+{
+    const std::string verb = config.get_subcommands().at(0)->get_name();
+    try {
+        for (const verb_row &v : kVerbRows)
+            if (verb == v.verb)
+                return v.run(o, out, err);
+    } catch (const std::exception &e) { // every failure is a message and a status, never an abort
+        fprintf(err, "vg-mgmt config: cannot go on: %s\n", e.what());
+    }
+    return vgm::EXIT_USAGE;
+}
+
+} // namespace vgcfg

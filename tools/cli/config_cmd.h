@@ -1,18 +1,41 @@
-// vg-mgmt config: the module's whole configuration as one document.
+// vg-mgmt config: the module's whole configuration as one document, a
+// command of vg-mgmt's command line like any other.
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include "vg_mgmt_errors.h"
 
-// Exit statuses: vgm::exit_status (vg_mgmt_errors.h).
+namespace CLI {
+class App;
+}
 
-// argv[0] is "config".
-int vg_mgmt_config_run(int argc, char **argv, FILE *out, FILE *err);
-// The index of "config" in a whole command line (argv[0] the program) when it
-// is its first word, the values of --socket and --timeout skipped; else 0.
-int vg_mgmt_config_at(int argc, char **argv);
-// Such a command line: the global options before "config" given to it where
-// it takes them (--socket, --show-secrets for export, --json for diff), any
-// other refused with exit status 2; then vg_mgmt_config_run.
-int vg_mgmt_config_main(int argc, char **argv, int at, FILE *out, FILE *err);
+namespace vgcfg {
+
+// What config's command line says; CLI11 fills it while parsing. The socket,
+// --json and --show-secrets are vg-mgmt's own options, copied in after.
+struct options {
+    std::string socket;
+    std::string state_dir;
+    std::string file;
+    std::string args_file;
+    bool show_secrets = false;
+    bool json_out = false;
+    bool check = false;
+    unsigned confirm = 0;
+    bool stats = false;
+    size_t back = 1; // rollback N
+};
+
+// Registers config's verbs and its own options, each once, on `config`.
+void add_config(CLI::App *config, options &o);
+
+// The refusal of the first option given (on vg-mgmt or on config) that the
+// verb does not take, or "" when every one is taken.
+std::string misplaced_option(const CLI::App &root, const CLI::App &config);
+
+// Runs the verb that was parsed; the exit status (vgm::exit_status).
+int run_config(const CLI::App &config, const options &o, FILE *out, FILE *err);
+
+} // namespace vgcfg

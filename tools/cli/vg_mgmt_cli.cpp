@@ -3,6 +3,8 @@
 #include "vg_mgmt_cli.h"
 #include "vg_mgmt_secret.h"
 
+#include "config_cmd.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <deque>
@@ -43,6 +45,8 @@ struct parsed {
     std::string shell;
     std::vector<std::string> help_words;
     bool help = false;
+    vgcfg::options config;
+    CLI::App *config_app = nullptr;
 };
 
 CLI::App *child(CLI::App *parent, const std::string &name)
@@ -151,6 +155,8 @@ void build(CLI::App &app, parsed &p)
         return w == "bash" ? std::string() : kest_unknown_text("word", w, {"bash"});
     });
     comp->callback([&p] { p.completion = true; });
+    p.config_app = child(&app, "config");
+    vgcfg::add_config(p.config_app, p.config);
     CLI::App *help = child(&app, "help");
     help->add_flag("--man", p.man);
     help->add_option("words", p.help_words);
@@ -192,7 +198,8 @@ std::optional<std::string> unknown_word(int argc, char **argv, std::vector<std::
     std::vector<std::string> words;
     for (int i = 1; i < argc; ++i) {
         const std::string w = argv[i];
-        if (w == "--socket" || w == "--timeout")
+        const config_option *row = config_option_row(w);
+        if (w == "--timeout" || w == "--count" || (row != nullptr && row->arg[0] != '\0'))
             ++i;
         else if (!w.starts_with("-"))
             words.push_back(w);
@@ -252,10 +259,14 @@ int parse_failure(const parsed &p, int argc, char **argv, CLI::App &app, const C
             return command_name(*b.cmd) == joined(prefix);
         });
         usage = row != p.rows.end() ? usage_line(*row->cmd) : usage_line(prefix);
-        if (e.get_name() == "RequiredError" && row == p.rows.end())
+        const bool config_verb = prefix.size() == 2 && prefix[0] == "config"; // "FILE is required"
+        if (e.get_name() == "RequiredError" && row == p.rows.end() && !config_verb)
             msg = prefix.empty() ? "no command given"
                                  : "'" + prefix.back() + "' needs a further word";
     }
+    if (!prefix.empty() && prefix[0] == "config") // in config's words, as its other refusals
+        return std::fprintf(p.o.err, "vg-mgmt config: %s\nusage: %s\n", msg.c_str(), usage.c_str()),
+               EXIT_USAGE;
     const int status = print_failure(p.o, "", usage_failure(msg));
     std::fprintf(p.o.err, "usage: %s\n", usage.c_str());
     return status;
@@ -268,6 +279,19 @@ void require_leaves(CLI::App *app)
             sub->require_subcommand(1);
         require_leaves(sub);
     }
+}
+
+// config's verbs, with vg-mgmt's own options that they take.
+int run_config_line(parsed &p, const CLI::App &app)
+{
+    if (const std::string why = vgcfg::misplaced_option(app, *p.config_app); !why.empty()) {
+        std::fprintf(p.o.err, "vg-mgmt config: %s\n", why.c_str());
+        return EXIT_USAGE;
+    }
+    p.config.socket = p.socket;
+    p.config.json_out = p.o.json;
+    p.config.show_secrets = p.o.show_secrets;
+    return vgcfg::run_config(*p.config_app, p.config, p.o.out, p.o.err);
 }
 
 } // namespace
@@ -313,6 +337,8 @@ int vg_mgmt_cli_run(int argc, char **argv, FILE *out, FILE *err)
     }
     if (p.completion)
         return print_bash_completion(out), EXIT_DONE;
+    if (p.config_app->parsed())
+        return run_config_line(p, app);
     if (p.run_events)
         return run_events(p.o, p.events, p.wait_s);
     if (p.status)

@@ -232,8 +232,12 @@ std::string usage_line(const std::vector<std::string> &prefix)
         return "vg-mgmt [options] status";
     if (!prefix.empty() && prefix[0] == "help")
         return "vg-mgmt help [--man] [words]";
-    if (!prefix.empty() && prefix[0] == "config")
-        return "vg-mgmt [--socket PATH] config [--stats] <export|schema|diff|apply|ansible> ...";
+    if (!prefix.empty() && prefix[0] == "config") {
+        std::string verbs;
+        for (const config_verb &v : kConfigVerbs)
+            verbs += (verbs.empty() ? "" : "|") + std::string(v.verb);
+        return "vg-mgmt [--socket PATH] config [--stats] <" + verbs + "> ...";
+    }
     std::string u = "vg-mgmt [options]";
     for (const auto &w : prefix)
         u += " " + w;

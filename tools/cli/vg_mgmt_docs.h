@@ -49,6 +49,22 @@ inline const config_verb kConfigVerbs[] = {
     {"rollback", "[--json] [N]", "apply back what the N-th apply back (1: the last) replaced"},
     {"ansible", "ARGS", "run as the Ansible module: ARGS is the arguments file"},
 };
+// config's options, each registered once on the config command: the verbs
+// that take one (space-separated; "" every verb) drive the refusal of it
+// elsewhere, the completion and the manual page.
+struct config_option {
+    const char *name; // "--json"
+    const char *arg;  // "PATH", or ""
+    const char *verbs;
+    const char *help;
+};
+extern const config_option kConfigOptions[];
+extern const size_t kConfigOptionCount;
+// The row of an option name, or nullptr when config does not take it.
+const config_option *config_option_row(const std::string &name);
+// Whether `verb` takes the option.
+bool config_option_takes(const config_option &o, const std::string &verb);
+
 // The help text of a config verb.
 const char *config_verb_help(const std::string &verb);
 
@@ -58,9 +74,5 @@ void print_config_manpage(FILE *out);
 void print_config_completion(FILE *out);
 
 std::string scdoc_escape(const std::string &s);
-
-// The first word or option of a config command line (argv[0] the program)
-// that config does not know, named with the nearest one it does.
-std::optional<std::string> config_mistake(int argc, char **argv);
 
 } // namespace vgm

@@ -2,43 +2,58 @@
 // manual page and its part of the bash completion, from kConfigVerbs.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string>
+#include <vector>
 
-#include "config_cmd.h"
-#include "kest_nearest.h"
 #include "vg_mgmt_docs.h"
 
 namespace vgm {
 namespace {
 
-const char *const kConfigOptions[][2] = {
-    {"--socket PATH", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
-    {"--stats", "print the calls made and the time taken on stderr"},
-    {"--show-secrets", "export: passwords and keys in clear, not ********"},
-    {"--json", "diff, apply, validate, history, recover, confirm, rollback: the result, or the "
-               "error, as one JSON "
-               "object on stdout"},
-    {"--check", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
-    {"--confirm SECONDS",
-     "apply: apply, return, and put the configuration from before back after SECONDS (1 to 86400) "
-     "unless "
-     "'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its own session "
-     "(double fork, "
-     "setsid, standard streams on /dev/null, no other inherited descriptor), so it outlives the "
-     "shell or SSH "
-     "session that started it; it holds the module's apply lock until then. When the watcher is "
-     "gone (a restart), "
-     "'config recover' or the next config command reverts the unconfirmed change"},
-    {"--state-dir DIR", "the private folder (0700, files 0600) of the apply lock and journal; "
-                        "default: VG_MGMT_STATE_DIR, else "
-                        "/var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or "
-                        "~/.local/state/vg-mgmt for others. An apply takes "
-                        "the module's lock (a second apply is refused with 9) and writes the "
-                        "journal (the values to restore) before "
-                        "its first change; every later config command that finds the journal of an "
-                        "apply that did not finish "
-                        "reports it and restores the configuration from before it"},
+} // namespace
+
+const config_option kConfigOptions[] = {
+    {"--socket", "PATH", "", "the service's socket (sets VG_KEST_SOCKET), before or after config"},
+    {"--stats", "", "export diff apply rollback",
+     "print the calls made and the time taken on stderr"},
+    {"--show-secrets", "", "export", "export: passwords and keys in clear, not ********"},
+    {"--json", "", "diff apply validate recover confirm history rollback",
+     "diff, apply, validate, history, recover, confirm, rollback: the result, or the error, as "
+     "one JSON object on stdout"},
+    {"--check", "", "apply", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
+    {"--confirm", "SECONDS", "apply rollback",
+     "apply: apply, return, and put the configuration from before back after SECONDS (1 to "
+     "86400) unless 'vg-mgmt config confirm' comes first. A watcher does it: a vg-mgmt of its "
+     "own session (double fork, setsid, standard streams on /dev/null, no other inherited "
+     "descriptor), so it outlives the shell or SSH session that started it; it holds the "
+     "module's apply lock until then. When the watcher is gone (a restart), 'config recover' or "
+     "the next config command reverts the unconfirmed change"},
+    {"--state-dir", "DIR", "export diff apply recover confirm history rollback watch-confirm",
+     "the private folder (0700, files 0600) of the apply lock and journal; default: "
+     "VG_MGMT_STATE_DIR, else /var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or "
+     "~/.local/state/vg-mgmt for others. An apply takes the module's lock (a second apply is "
+     "refused with 9) and writes the journal (the values to restore) before its first change; "
+     "every later config command that finds the journal of an apply that did not finish "
+     "reports it and restores the configuration from before it"},
 };
+const size_t kConfigOptionCount = std::size(kConfigOptions);
+
+const config_option *config_option_row(const std::string &name)
+{
+    for (const config_option &o : kConfigOptions)
+        if (name == o.name)
+            return &o;
+    return nullptr;
+}
+
+bool config_option_takes(const config_option &o, const std::string &verb)
+{
+    const std::string verbs = std::string(" ") + o.verbs + " ";
+    return o.verbs[0] == '\0' || verbs.find(" " + verb + " ") != std::string::npos;
+}
+
+namespace {
 
 std::string verb_usage(const config_verb &v)
 {
@@ -71,8 +86,10 @@ void print_config_manpage(FILE *out)
         "and keys are shown as %s unless *--show-secrets* is given, and a secret given as %s keeps "
         "its value. A document may hold some of the keys only: *apply* changes those, and makes "
         "each "
-        "list it holds exactly as given. Before *config*, the options *--socket*, *--show-secrets* "
-        "(export) and *--json* (diff, apply, validate) are taken; any other is refused. A document "
+        "list it holds exactly as given. The options below, and vg-mgmt's *--socket*, "
+        "*--show-secrets* and *--json*, may stand before or after *config* or its verb; each is "
+        "taken by the verbs it names and refused with any other, as are vg-mgmt's other options. "
+        "A document "
         "is at "
         "most 1 MiB and 16 levels deep; a key given twice in one object is a problem. A text that "
         "is "
@@ -83,62 +100,31 @@ void print_config_manpage(FILE *out)
     for (const config_verb &v : kConfigVerbs)
         std::fprintf(out, "*vg-mgmt %s*\n\t%s\n\n", scdoc_escape(verb_usage(v)).c_str(),
                      scdoc_escape(v.help).c_str());
-    for (const auto &o : kConfigOptions)
-        std::fprintf(out, "*%s*\n\t%s\n\n", o[0], scdoc_escape(o[1]).c_str());
+    for (const config_option &o : kConfigOptions)
+        std::fprintf(out, "*%s%s%s*\n\t%s\n\n", o.name, o.arg[0] != '\0' ? " " : "", o.arg,
+                     scdoc_escape(o.help).c_str());
     std::fprintf(out, "The exit statuses of *config* are among those under EXIT STATUS.\n\n");
 }
 
-// Case lines of _vg_mgmt for the words after "config <verb>"; `files` set
-// where FILE (or ARGS) is completed with file names.
+// Case lines of _vg_mgmt for the words after "config <verb>": the options
+// that the verb takes; `files` set where FILE (or ARGS) is completed with
+// file names.
 void print_config_completion(FILE *out)
 {
-    std::fprintf(
-        out, "        'config export'*) words='--show-secrets --socket --stats --help' ;;\n"
-             "        'config schema'*) words='--help' ;;\n"
-             "        'config diff'*) words='--json --socket --stats --help' files=1 ;;\n"
-             "        'config apply'*) words='--check --confirm --json --socket --state-dir "
-             "--stats --help' files=1 ;;\n"
-             "        'config validate'*) words='--json --help' files=1 ;;\n"
-             "        'config recover'*) words='--json --socket --state-dir --help' ;;\n"
-             "        'config confirm'*) words='--json --socket --state-dir --help' ;;\n"
-             "        'config history'*) words='--json --socket --state-dir --help' ;;\n"
-             "        'config rollback'*) words='--confirm --json --socket --state-dir --help' ;;\n"
-             "        'config ansible'*) words='--help' files=1 ;;\n");
-}
-
-namespace {
-
-// config's option names, from its option table.
-std::vector<std::string> config_option_names()
-{
-    std::vector<std::string> names = {"--help", "-h"};
-    for (const auto &o : kConfigOptions)
-        names.emplace_back(std::string(o[0]).substr(0, std::string(o[0]).find(' ')));
-    return names;
-}
-
-} // namespace
-
-std::optional<std::string> config_mistake(int argc, char **argv)
-{
-    bool verb_seen = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string w = argv[i];
-        const std::string name = w.substr(0, w.find('='));
-        if (w == "--")
-            break;
-        if (w.size() > 1 && w[0] == '-') {
-            const auto known = config_option_names();
-            if (std::find(known.begin(), known.end(), name) == known.end())
-                return kest_unknown_text("option", name, known);
-            i += name == "--socket" && name == w ? 1 : 0;
-        } else if (!verb_seen) {
-            verb_seen = true;
-            if (*config_verb_help(w) == '\0')
-                return kest_unknown_text("word", w, next_words(std::vector<std::string>{"config"}));
-        }
+    for (const config_verb &v : kConfigVerbs) {
+        std::vector<std::string> words;
+        for (const config_option &o : kConfigOptions)
+            if (config_option_takes(o, v.verb))
+                words.emplace_back(o.name);
+        std::sort(words.begin(), words.end());
+        std::string list;
+        for (const std::string &w : words)
+            list += w + " ";
+        const std::string args = v.args;
+        const bool files = args.ends_with("FILE") || args == "ARGS";
+        std::fprintf(out, "        'config %s'*) words='%s--help'%s ;;\n", v.verb, list.c_str(),
+                     files ? " files=1" : "");
     }
-    return std::nullopt;
 }
 
 } // namespace vgm
