@@ -41,6 +41,18 @@ inline result run(std::vector<std::string> args)
     return r;
 }
 
+// The words of a command line written as one text: w("wifi mode get 1").
+inline std::vector<std::string> w(const std::string &line)
+{
+    std::vector<std::string> words;
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find(' ', at), line.size());
+        words.push_back(line.substr(at, end - at));
+        at = end + 1;
+    }
+    return words;
+}
+
 inline std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string> &b)
 {
     a.insert(a.end(), b.begin(), b.end());
