@@ -298,39 +298,40 @@ uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req
     return KESTD_OK;
 }
 
-#define KESTD_SWITCH_ROWS(name, setting, field, word)                                              \
-    KESTD_ROW(KEST_WIFI_##name##_SET, u8_set<kSwitch_##field>),                                    \
-        KESTD_ROW(KEST_WIFI_##name##_GET, u8_get<kSwitch_##field>),
-constexpr kestd_msg_row rows[] = {KESTD_ROW(KEST_WIFI_WORK_MODE_SET, work_mode_set),
-                                  KESTD_ROW(KEST_WIFI_WORK_MODE_GET, work_mode_get),
-                                  KESTD_ROW(KEST_WIFI_ESSID_SET, essid_set),
-                                  KESTD_ROW(KEST_WIFI_ESSID_GET, essid_get),
-                                  KESTD_ROW(KEST_WIFI_COUNTRY_CODE_SET, country_code_set),
-                                  KESTD_ROW(KEST_WIFI_COUNTRY_CODE_GET, country_code_get),
-                                  KESTD_ROW(KEST_WIFI_MODE_SET, u8_set<kModeSetting>),
-                                  KESTD_ROW(KEST_WIFI_MODE_GET, u8_get<kModeSetting>),
-                                  KESTD_ROW(KEST_WIFI_CHANNEL_SET, channel_set),
-                                  KESTD_ROW(KEST_WIFI_CHANNEL_GET, channel_get),
-                                  KESTD_ROW(KEST_WIFI_BANDWIDTH_SET, u8_set<kBandwidthSetting>),
-                                  KESTD_ROW(KEST_WIFI_BANDWIDTH_GET, u8_get<kBandwidthSetting>),
-                                  KESTD_ROW(KEST_WIFI_MAX_NUM_STA_SET, u8_set<kMaxNumStaSetting>),
-                                  KESTD_ROW(KEST_WIFI_MAX_NUM_STA_GET, u8_get<kMaxNumStaSetting>),
-                                  KESTD_ROW(KEST_WIFI_AUTH_SET, auth_set),
-                                  KESTD_ROW(KEST_WIFI_AUTH_GET, auth_get),
-                                  KESTD_ROW(KEST_WIFI_RSSI_SET, u8_set<kRssiSetting>),
-                                  KESTD_ROW(KEST_WIFI_RSSI_GET, u8_get<kRssiSetting>),
-                                  KESTD_ROW(KEST_WIFI_ENABLE_SET, enable_set),
-                                  KESTD_ROW(KEST_WIFI_ENABLE_GET, enable_get),
-                                  KESTD_ROW(KEST_WIFI_ACTIVE_SET, active_set),
-                                  KESTD_ROW(KEST_WIFI_STATION_STATUS_GET, station_status_get),
-                                  KESTD_ROW(KEST_WIFI_STA_INFO_GET, sta_info),
-                                  KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_SET, u8_set<kAclRuleSetting>),
-                                  KESTD_ROW(KEST_WIFI_MAC_ACL_RULE_GET, u8_get<kAclRuleSetting>),
-                                  KESTD_ROW(KEST_WIFI_MAC_ACL_ADD_SET, acl_add),
-                                  KESTD_ROW(KEST_WIFI_MAC_ACL_DEL_SET, acl_del),
-                                  KESTD_ROW(KEST_WIFI_MAC_ACL_INFO_GET, acl_info),
-                                  KESTD_ROW(KEST_WIFI_RESTORE_DEFAULT_SET, restore_default),
-                                  KEST_WIFI_SWITCHES(KESTD_SWITCH_ROWS)};
+// A one-byte setting's two rows, and a switch's.
+#define KESTD_U8_ROWS(name, setting)                                                               \
+    KESTD_ROW(KEST_WIFI_##name##_SET, u8_set<setting>),                                            \
+        KESTD_ROW(KEST_WIFI_##name##_GET, u8_get<setting>)
+#define KESTD_SWITCH_ROWS(name, setting, field, word) KESTD_U8_ROWS(name, kSwitch_##field),
+// clang-format off
+constexpr kestd_msg_row rows[] = {
+    KESTD_ROW(KEST_WIFI_WORK_MODE_SET, work_mode_set),
+    KESTD_ROW(KEST_WIFI_WORK_MODE_GET, work_mode_get),
+    KESTD_ROW(KEST_WIFI_ESSID_SET, essid_set),
+    KESTD_ROW(KEST_WIFI_ESSID_GET, essid_get),
+    KESTD_ROW(KEST_WIFI_COUNTRY_CODE_SET, country_code_set),
+    KESTD_ROW(KEST_WIFI_COUNTRY_CODE_GET, country_code_get),
+    KESTD_ROW(KEST_WIFI_CHANNEL_SET, channel_set),
+    KESTD_ROW(KEST_WIFI_CHANNEL_GET, channel_get),
+    KESTD_ROW(KEST_WIFI_AUTH_SET, auth_set),
+    KESTD_ROW(KEST_WIFI_AUTH_GET, auth_get),
+    KESTD_ROW(KEST_WIFI_ENABLE_SET, enable_set),
+    KESTD_ROW(KEST_WIFI_ENABLE_GET, enable_get),
+    KESTD_ROW(KEST_WIFI_ACTIVE_SET, active_set),
+    KESTD_ROW(KEST_WIFI_STATION_STATUS_GET, station_status_get),
+    KESTD_ROW(KEST_WIFI_STA_INFO_GET, sta_info),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_ADD_SET, acl_add),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_DEL_SET, acl_del),
+    KESTD_ROW(KEST_WIFI_MAC_ACL_INFO_GET, acl_info),
+    KESTD_ROW(KEST_WIFI_RESTORE_DEFAULT_SET, restore_default),
+    KESTD_U8_ROWS(MODE, kModeSetting),
+    KESTD_U8_ROWS(BANDWIDTH, kBandwidthSetting),
+    KESTD_U8_ROWS(MAX_NUM_STA, kMaxNumStaSetting),
+    KESTD_U8_ROWS(RSSI, kRssiSetting),
+    KESTD_U8_ROWS(MAC_ACL_RULE, kAclRuleSetting),
+    KEST_WIFI_SWITCHES(KESTD_SWITCH_ROWS)
+};
+// clang-format on
 
 void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t auth,
                    const char *password, uint16_t channel, uint8_t mode, uint8_t bandwidth,
