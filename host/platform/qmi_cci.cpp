@@ -168,6 +168,69 @@ VG_HOST_API qmi_client_error_type qmi_client_init(qmi_service_info *service_info
     return 0;
 }
 
+namespace {
+
+// Puts `p` on the client's list of sends waiting for an answer, with the
+// next transaction number; false when the connection is gone or going.
+bool enlist_send(host_client &c, pending_send &p)
+{
+    pthread_mutex_lock(&c.lock);
+    if (!c.connected || c.releasing) {
+        pthread_mutex_unlock(&c.lock);
+        return false;
+    }
+    if (++c.last_txn == 0) // 0 is the txn of indications
+        c.last_txn = 1;
+    p.txn = c.last_txn;
+    p.next = c.pending;
+    c.pending = &p;
+    ++c.active_sends;
+    clock_gettime(CLOCK_MONOTONIC, &c.last_send);
+    pthread_mutex_unlock(&c.lock);
+    return true;
+}
+
+// With the lock held: waits until `p` is answered, failed or out of time,
+// reading for every waiting send while nobody else does.
+void await_answer(host_client &c, pending_send &p, const timespec *deadline)
+{
+    while (!p.done) {
+        if (!c.reading && c.connected) {
+            // Nobody reads: read for ourselves, and for the others.
+            c.reading = true;
+            read_with_turn(c, deadline);
+            c.reading = false;
+            if (!p.done && deadline != nullptr && kest_ms_until(deadline) == 0) {
+                p.done = true;
+                p.rc = QMI_HOST_ERR_TIMEOUT;
+            }
+            continue;
+        }
+        const int rc = deadline != nullptr ? pthread_cond_timedwait(&p.answered, &c.lock, deadline)
+                                           : pthread_cond_wait(&p.answered, &c.lock);
+        if (rc == ETIMEDOUT && !p.done) {
+            p.done = true;
+            p.rc = QMI_HOST_ERR_TIMEOUT;
+        }
+    }
+}
+
+// With the lock held: takes `p` off the list, hands the reading turn on and
+// wakes a release that waits for the last send.
+void delist_send(host_client &c, pending_send &p)
+{
+    pending_send **link = &c.pending;
+    while (*link != &p)
+        link = &(*link)->next;
+    *link = p.next;
+    if (!c.reading)
+        pass_turn(c);
+    if (--c.active_sends == 0)
+        pthread_cond_broadcast(&c.sends_done);
+}
+
+} // namespace
+
 // A time-out of 0 waits without limit, for the answer or the end of the
 // connection.
 VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_handle,
@@ -188,22 +251,10 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
     p.resp = resp;
     p.resp_len = resp_len;
     init_monotonic_cond(p.answered);
-
-    pthread_mutex_lock(&c->lock);
-    if (!c->connected || c->releasing) {
-        pthread_mutex_unlock(&c->lock);
+    if (!enlist_send(*c, p)) {
         pthread_cond_destroy(&p.answered);
         return QMI_HOST_ERR_CLOSED;
     }
-    if (++c->last_txn == 0) // 0 is the txn of indications
-        c->last_txn = 1;
-    p.txn = c->last_txn;
-    p.next = c->pending;
-    c->pending = &p;
-    ++c->active_sends;
-    clock_gettime(CLOCK_MONOTONIC, &c->last_send);
-    pthread_mutex_unlock(&c->lock);
-
     const kest_frame_header h =
         kest_frame_make(KEST_FRAME_REQUEST, p.txn, msg_id, req_len, resp_len);
     const int written = write_request(*c, h, req, deadline);
@@ -213,33 +264,8 @@ VG_HOST_API qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_
         p.done = true;
         p.rc = written;
     }
-    while (!p.done) {
-        if (!c->reading && c->connected) {
-            // Nobody reads: read for ourselves, and for the others.
-            c->reading = true;
-            read_with_turn(*c, deadline);
-            c->reading = false;
-            if (!p.done && deadline != nullptr && kest_ms_until(deadline) == 0) {
-                p.done = true;
-                p.rc = QMI_HOST_ERR_TIMEOUT;
-            }
-            continue;
-        }
-        const int rc = deadline != nullptr ? pthread_cond_timedwait(&p.answered, &c->lock, deadline)
-                                           : pthread_cond_wait(&p.answered, &c->lock);
-        if (rc == ETIMEDOUT && !p.done) {
-            p.done = true;
-            p.rc = QMI_HOST_ERR_TIMEOUT;
-        }
-    }
-    pending_send **link = &c->pending;
-    while (*link != &p)
-        link = &(*link)->next;
-    *link = p.next;
-    if (!c->reading)
-        pass_turn(*c);
-    if (--c->active_sends == 0)
-        pthread_cond_broadcast(&c->sends_done);
+    await_answer(*c, p, deadline);
+    delist_send(*c, p);
     pthread_mutex_unlock(&c->lock);
     pthread_cond_destroy(&p.answered);
     return p.rc;
