@@ -2,6 +2,7 @@
 // management service. Prints "kestd listening on PATH" once it accepts
 // clients, stops on SIGINT or SIGTERM and removes its socket.
 #include <fcntl.h>
+#include <getopt.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -209,30 +210,67 @@ bool parse_count(const char *text, size_t &out)
     return true;
 }
 
+// What the command line asks for.
+struct kestd_args {
+    const char *socket = nullptr;
+    std::string state;
+    kestd_limits limits;
+};
+
+// The option as written, without an "=value".
+std::string option_name(const char *word)
+{
+    const std::string w = word;
+    return w.substr(0, w.find('='));
+}
+
+// -1 when the service is to start, else the exit status (help, or a
+// mistake named with the usage).
+int parse_args(int argc, char **argv, kestd_args &a)
+{
+    static const option kOptions[] = {{"socket", required_argument, nullptr, 's'},
+                                      {"state", required_argument, nullptr, 'f'},
+                                      {"max-clients", required_argument, nullptr, 'm'},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0; // the mistakes are named here
+    for (int c; (c = ::getopt_long(argc, argv, ":h", kOptions, nullptr)) != -1;) {
+        if (c == 's')
+            a.socket = optarg;
+        else if (c == 'f')
+            a.state = optarg;
+        else if (c == 'm' && !parse_count(optarg, a.limits.max_clients))
+            return usage_error("--max-clients", true);
+        else if (c == 'h')
+            return print_help(), 0;
+        else if (c == ':' || c == '?')
+            return usage_error(option_name(argv[optind - 1]), c == '?');
+    }
+    return optind < argc ? usage_error(argv[optind], false) : -1;
+}
+
+// SIGINT and SIGTERM as a descriptor of the event loop, never in the middle
+// of a change; SIGPIPE ignored. -1 when they cannot be watched.
+int stop_signals()
+{
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGINT);
+    sigaddset(&stop, SIGTERM);
+    ::sigprocmask(SIG_BLOCK, &stop, nullptr);
+    ::signal(SIGPIPE, SIG_IGN);
+    return ::signalfd(-1, &stop, SFD_CLOEXEC);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    const char *socket_arg = nullptr;
-    std::string state_path;
-    kestd_limits limits;
-    for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (a == "--socket" && i + 1 < argc) {
-            socket_arg = argv[++i];
-        } else if (a == "--state" && i + 1 < argc) {
-            state_path = argv[++i];
-        } else if (a == "--max-clients" && i + 1 < argc &&
-                   parse_count(argv[i + 1], limits.max_clients)) {
-            ++i;
-        } else if (a == "-h" || a == "--help") {
-            print_help();
-            return 0;
-        } else {
-            return usage_error(a, i + 1 < argc);
-        }
-    }
-    const std::string path = default_path(socket_arg);
+    kestd_args args;
+    if (const int status = parse_args(argc, argv, args); status >= 0)
+        return status;
+    const std::string path = default_path(args.socket);
+    const std::string &state_path = args.state;
 
     // A state file this start makes is removed again when the start fails.
     struct stat before;
@@ -241,16 +279,7 @@ int main(int argc, char **argv)
     std::string why;
     if (!kestd_service_start(*svc, state_path, why))
         return die(why);
-
-    // Signals arrive through a descriptor of the event loop, never in the
-    // middle of a change.
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGINT);
-    sigaddset(&stop, SIGTERM);
-    ::sigprocmask(SIG_BLOCK, &stop, nullptr);
-    ::signal(SIGPIPE, SIG_IGN);
-    const int signal_fd = ::signalfd(-1, &stop, SFD_CLOEXEC);
+    const int signal_fd = stop_signals();
     if (signal_fd < 0)
         return die(sys("cannot watch signals for", path));
 
@@ -268,7 +297,7 @@ int main(int argc, char **argv)
     std::printf("kestd listening on %s\n", passed >= 0 ? bound_path(passed).c_str() : path.c_str());
     std::fflush(stdout);
 
-    const int rc = kestd_serve(*svc, listen_fd, signal_fd, limits);
+    const int rc = kestd_serve(*svc, listen_fd, signal_fd, args.limits);
     ::close(listen_fd);
     ::close(signal_fd);
     // Remove the socket only if it is still the one this service made.
