@@ -2,6 +2,7 @@
 // and prints its answer. Exits 0 when kestd carried the command out, 1 when
 // it refused it, 2 when the command line is wrong or kestd could not be
 // reached. --help, and a command word kestd does not know, need no service.
+#include <getopt.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -111,18 +112,23 @@ std::optional<std::string> control_text(const std::vector<std::string> &args, st
 int main(int argc, char **argv)
 {
     const char *socket_arg = nullptr;
-    std::vector<std::string> args;
-    for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (args.empty() && (a == "-h" || a == "--help"))
+    static const option kOptions[] = {{"socket", required_argument, nullptr, 's'},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    // '+': the options stand before the command; its words are its own.
+    for (int c; (c = ::getopt_long(argc, argv, "+:h", kOptions, nullptr)) != -1;) {
+        if (c == 's')
+            socket_arg = optarg;
+        else if (c == 'h')
             return print_help(), 0;
-        if (args.empty() && a == "--socket" && i + 1 < argc)
-            socket_arg = argv[++i];
-        else if (args.empty() && a.starts_with("-"))
-            return usage_error(kest_unknown_text("option", a, {"--socket", "--help"}));
+        else if (c == ':')
+            return usage_error(std::string(argv[optind - 1]) + " needs a value");
         else
-            args.push_back(a);
+            return usage_error(
+                kest_unknown_text("option", argv[optind - 1], {"--socket", "--help"}));
     }
+    const std::vector<std::string> args(argv + optind, argv + argc);
     if (args.empty())
         return usage_error("no command given (kestctl --help lists them)");
     std::string why;
