@@ -226,7 +226,10 @@ void add_data_call_commands(std::vector<command> &c)
                       1));
 }
 
-void add_network_commands(std::vector<command> &c)
+namespace {
+
+// The DMZ host and the SNAT rules.
+void add_forwarding(std::vector<command> &c)
 {
     const field dmz =
         of_type(vtype::ipv4, "address", 0, 4, "LAN host that takes unsolicited traffic")
@@ -249,7 +252,11 @@ void add_network_commands(std::vector<command> &c)
         net("snat", "list", kind::list, "list the SNAT rules", NETWORK_CMD_SNAT_GET, 0, {});
     snat.list = &kSnatList;
     c.push_back(snat);
+}
 
+// The LAN block, the SGMII port and the Ethernet port's role.
+void add_ports(std::vector<command> &c)
+{
     using L = network_lan_config_params;
     command lan = net(
         "lan", "", kind::set, "the LAN block", NETWORK_CMD_LAN_CONFIG, NETWORK_CMD_LAN_CONFIG,
@@ -299,6 +306,14 @@ void add_network_commands(std::vector<command> &c)
                        {named("ethernet-mode", 0, 4, kEthernetMode,
                               "LAN port or WAN uplink (as the simulated service)")},
                        1));
+}
+
+} // namespace
+
+void add_network_commands(std::vector<command> &c)
+{
+    add_forwarding(c);
+    add_ports(c);
 }
 
 void add_usb_commands(std::vector<command> &c)

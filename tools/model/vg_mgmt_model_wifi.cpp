@@ -143,9 +143,27 @@ const list_def kStations{
      of_type(vtype::mac, "mac", offsetof(E, mac), 6, ""),
      of_type(vtype::textn, "text", offsetof(E, text), 256, "")}};
 
-} // namespace
+// The on/off switches of an interface: word, command, what it is, its field.
+struct wifi_switch {
+    const char *word;
+    uint32_t cmd;
+    const char *what;
+    const char *help;
+};
+const wifi_switch kWifiSwitches[] = {
+    {"ssid-hide", WIFI_CMD_SSID_HIDE, "whether an interface hides its SSID",
+     "SSID left out of beacons"},
+    {"11n-only", WIFI_CMD_11N_ONLY, "whether an interface takes 802.11n stations only",
+     "802.11n stations only"},
+    {"11ac-only", WIFI_CMD_11AC_ONLY, "whether an interface takes 802.11ac stations only",
+     "802.11ac stations only"},
+    {"ap-isolate", WIFI_CMD_AP_ISOLATE, "whether an interface keeps its stations apart",
+     "stations cannot reach each other"},
+    {"dfs", WIFI_CMD_DFS, "whether an interface uses DFS channels", "dynamic frequency selection"},
+};
 
-void add_wifi_commands(std::vector<command> &c)
+// The settings of Wi-Fi as a whole and an interface's name and security.
+void add_wifi_basics(std::vector<command> &c)
 {
     add_setting(c, setting("work-mode", "the Wi-Fi work mode (numbers as the service defines them)",
                            WIFI_CMD_WORK_MODE,
@@ -170,6 +188,11 @@ void add_wifi_commands(std::vector<command> &c)
     auth.prepare = auth_prepare;
     auth.note = "Changing the type starts the new type's fields from zero: give them with it.";
     add_setting(c, auth);
+}
+
+// An interface's radio settings and switches.
+void add_wifi_radio(std::vector<command> &c)
+{
     add_setting(
         c,
         setting("mode", "an interface's radio mode (as the service defines it)", WIFI_CMD_MODE,
@@ -187,20 +210,16 @@ void add_wifi_commands(std::vector<command> &c)
                            {num("max-sta", 4, 4, 1, 16, "most stations at once")}));
     add_setting(c, setting("rssi", "an interface's RSSI threshold", WIFI_CMD_RSSI,
                            {num("rssi", 4, 4, kRssiRange.min, kRssiRange.max, "RSSI threshold")}));
-    add_setting(c, setting("ssid-hide", "whether an interface hides its SSID", WIFI_CMD_SSID_HIDE,
-                           {flag("ssid-hide", 4, "SSID left out of beacons")}));
-    add_setting(c, setting("11n-only", "whether an interface takes 802.11n stations only",
-                           WIFI_CMD_11N_ONLY, {flag("11n-only", 4, "802.11n stations only")}));
-    add_setting(c, setting("11ac-only", "whether an interface takes 802.11ac stations only",
-                           WIFI_CMD_11AC_ONLY, {flag("11ac-only", 4, "802.11ac stations only")}));
-    add_setting(c, setting("ap-isolate", "whether an interface keeps its stations apart",
-                           WIFI_CMD_AP_ISOLATE,
-                           {flag("ap-isolate", 4, "stations cannot reach each other")}));
-    add_setting(c, setting("dfs", "whether an interface uses DFS channels", WIFI_CMD_DFS,
-                           {flag("dfs", 4, "dynamic frequency selection")}));
+    for (const wifi_switch &w : kWifiSwitches)
+        add_setting(c, setting(w.word, w.what, w.cmd, {flag(w.word, 4, w.help)}));
     add_setting(
         c, setting("acl-rule", "an interface's MAC access rule", WIFI_CMD_MAC_ACL_RULE,
                    {named("acl-rule", 4, 4, kAclRule, "which stations the MAC list lets in")}));
+}
+
+// The MAC list, the stations and restore.
+void add_wifi_lists(std::vector<command> &c)
+{
     const field mac =
         of_type(vtype::mac, "mac", offsetof(wifi_mac_acl_params, mac), 6, "station address");
     c.push_back(row("acl", "add", kind::run, "add an address to an interface's MAC list", 0,
@@ -226,6 +245,15 @@ void add_wifi_commands(std::vector<command> &c)
         "restore", "", kind::run, "restore the default Wi-Fi configuration", 0,
         WIFI_CMD_RESTORE_DEFAULT, axis::none,
         {num("interface", 0, 4, 0, 3, "1 to 3: that interface; 0: all of Wi-Fi").or_default("0")}));
+}
+
+} // namespace
+
+void add_wifi_commands(std::vector<command> &c)
+{
+    add_wifi_basics(c);
+    add_wifi_radio(c);
+    add_wifi_lists(c);
 }
 
 } // namespace vgm
