@@ -46,17 +46,6 @@ buffer instance_record(const request &r)
     return b;
 }
 
-// A call that found no service or no answer: a new connection tells
-// whether the service refuses more clients.
-failure service_failure(int32_t err)
-{
-    failure f = call_failure(err);
-    if (f.status == EXIT_NO_SERVICE || f.status == EXIT_NO_ANSWER)
-        if (auto refused = probe_service(socket_path(), 300))
-            return *refused;
-    return f;
-}
-
 std::optional<failure> lib(const call &k, uint32_t flag, uint16_t id, buffer &b)
 {
     const uint32_t code = MGMT_COMMAND(k.c.domain, id);
@@ -187,12 +176,6 @@ std::optional<std::string> check(const request &r)
 }
 
 } // namespace
-
-std::string socket_path()
-{
-    char path[4096];
-    return kest_socket_path(path, sizeof path) ? path : "";
-}
 
 std::optional<failure> connect(mgmt_client **h, mgmt_event_cb cb, double wait_s)
 {

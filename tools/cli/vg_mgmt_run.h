@@ -28,8 +28,6 @@ struct request {
 // `wait_s`: how long to wait for the service's socket to appear.
 int run_request(const output &o, const request &r, double wait_s);
 
-// The socket the transport will use.
-std::string socket_path();
 // Waits up to wait_s for the socket, then opens a handle; a failure naming
 // the socket when there is no service.
 std::optional<failure> connect(mgmt_client **h, mgmt_event_cb cb, double wait_s);

@@ -32,15 +32,21 @@ bool session::open_and_read(const std::string &socket)
         return false;
     }
     if (vg_mgmt_client_open(&c.h, nullptr) != 0) {
-        problem = std::string("no service: cannot reach the management service") +
-                  (path != nullptr ? std::string(" at ") + path : std::string());
-        status = vgm::EXIT_NO_SERVICE;
+        const vgm::failure f = vgm::service_failure(vg_mgmt_get_errno());
+        problem = f.status != vgm::EXIT_NO_SERVICE
+                      ? f.message
+                      : std::string("no service: cannot reach the management service") +
+                            (path != nullptr ? std::string(" at ") + path : std::string());
+        status = f.status;
         return false;
     }
     std::string what;
     if (!read_snapshot(c, before, what)) {
-        problem = "cannot read " + what + ": " + error_text(c.err);
-        status = vgm::EXIT_REFUSED;
+        // The first calls of a service that takes no more clients find no answer.
+        const vgm::failure f = vgm::service_failure(c.err);
+        const bool refused = f.status == vgm::EXIT_TOO_MANY || f.status == vgm::EXIT_UNTRUSTED;
+        problem = refused ? f.message : "cannot read " + what + ": " + error_text(c.err);
+        status = refused ? f.status : vgm::EXIT_REFUSED;
         return false;
     }
     return true;

@@ -80,4 +80,19 @@ std::optional<failure> probe_service(const std::string &path, int wait_ms)
     return f;
 }
 
+std::string socket_path()
+{
+    char path[4096];
+    return kest_socket_path(path, sizeof path) ? path : "";
+}
+
+failure service_failure(int32_t err)
+{
+    failure f = call_failure(err);
+    if (f.status == EXIT_NO_SERVICE || f.status == EXIT_NO_ANSWER)
+        if (auto refused = probe_service(socket_path(), 300))
+            return *refused;
+    return f;
+}
+
 } // namespace vgm

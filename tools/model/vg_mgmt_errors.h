@@ -54,6 +54,12 @@ failure no_service(const std::string &why);
 // the service, or a service that refuses more clients; nothing otherwise.
 // Never sends a byte. `wait_ms`: how long to wait for a refusal.
 std::optional<failure> probe_service(const std::string &path, int wait_ms);
+// The service's socket: VG_KEST_SOCKET, else the user's own ("" when none).
+std::string socket_path();
+// The failure of a call that found no service or no answer, told apart by a
+// new connection: a service that refuses more clients, or a process not
+// trusted as the service; else call_failure(err).
+failure service_failure(int32_t err);
 
 // The texts of the exit statuses, for help and the manual page.
 struct status_text {
