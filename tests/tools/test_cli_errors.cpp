@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -319,6 +320,40 @@ struct ConfigDocRow {
     std::vector<std::string> has;
     bool fits = true; // every line within 100 columns (the help; not the manual page's source)
 };
+
+// config's documented verbs are the ones its command line takes, and each
+// option takes just the verbs its row names.
+TEST(ConfigVerbs, DocumentedAndTakenAlike)
+{
+    char dir[] = "/tmp/vg-config-verbs-XXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(dir));
+    ::setenv("VG_MGMT_STATE_DIR", dir, 1); // what a verb that runs keeps stays here
+    const std::string service = std::getenv("VG_KEST_SOCKET"); // --socket changes it
+    for (const vgm::config_verb &v : vgm::kConfigVerbs) {
+        ::setenv("VG_KEST_SOCKET", "/nonexistent/kest.sock", 1); // nothing reaches the service
+        EXPECT_EQ(0, run({"config", v.verb, "--help"}).status) << v.verb;
+        const std::string args = v.args;
+        for (size_t i = 0; i < vgm::kConfigOptionCount; ++i) {
+            const vgm::config_option &o = vgm::kConfigOptions[i];
+            std::vector<std::string> line = {"--socket", "/nonexistent/kest.sock", "config", v.verb,
+                                             o.name};
+            if (o.arg[0] != '\0')
+                line.emplace_back("5");
+            if (args.ends_with("FILE") || args == "ARGS")
+                line.emplace_back("/nonexistent/doc.json");
+            const cli::result r = run(line);
+            const bool refused =
+                r.err.find(std::string(o.name) + " is an option of") != std::string::npos;
+            const std::string verbs = std::string(" ") + o.verbs + " ";
+            const bool takes =
+                o.verbs[0] == '\0' || verbs.find(std::string(" ") + v.verb + " ") != verbs.npos;
+            EXPECT_EQ(!takes, refused) << v.verb << " " << o.name << ": " << r.err;
+        }
+    }
+    ::unsetenv("VG_MGMT_STATE_DIR");
+    ::setenv("VG_KEST_SOCKET", service.c_str(), 1);
+    std::filesystem::remove_all(dir);
+}
 
 class ConfigDocs : public ::testing::TestWithParam<ConfigDocRow> {};
 
