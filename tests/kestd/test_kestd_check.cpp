@@ -1,0 +1,151 @@
+// The check of a loaded state file, in-process: the factory state passes, and
+// each row damages one field of it, which the check must name, or changes it
+// to a value at the edge of its range, which the check must let pass.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "kestd_state.h"
+
+namespace {
+
+using damage = void (*)(kestd_config &);
+
+struct check_row {
+    const char *name;
+    damage change;
+    const char *problem; // nullptr: still a good state
+};
+
+void fill(char *text, size_t size, char c)
+{
+    std::memset(text, c, size); // no terminator left
+}
+
+void wep(kestd_iface &f, const char *key0)
+{
+    f.auth = 1;
+    f.wep_default = 0;
+    std::memset(f.wep_key, 0, sizeof f.wep_key);
+    std::strcpy(f.wep_key[0], key0);
+}
+
+void wpa(kestd_iface &f, const char *password)
+{
+    f.auth = 2;
+    f.pairwise = 0;
+    std::memset(f.password, 0, sizeof f.password);
+    std::strcpy(f.password, password);
+}
+
+const char kGlobal[] = "Wi-Fi global settings out of range";
+const char kIface[] = "Wi-Fi interface SSID or activation damaged";
+const char kAuth[] = "Wi-Fi authentication damaged";
+const char kChannel[] = "Wi-Fi channel not valid for its interface";
+const char kRadio[] = "Wi-Fi radio setting out of range";
+const char kAcl[] = "Wi-Fi MAC access list holds an invalid address";
+const char kHex64[] = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
+
+// clang-format off
+const check_row kRows[] = {
+    {"factory", [](kestd_config &) {}, nullptr},
+    {"work_mode_max", [](kestd_config &c) { c.work_mode = 4; }, nullptr},
+    {"work_mode_over", [](kestd_config &c) { c.work_mode = 5; }, kGlobal},
+    {"enable_2", [](kestd_config &c) { c.wifi_enable = 2; }, kGlobal},
+    {"country_digit", [](kestd_config &c) { c.country_code[0] = '1'; }, kGlobal},
+    {"country_short", [](kestd_config &c) { c.country_code[1] = '\0'; }, kGlobal},
+    {"ssid_unterminated", [](kestd_config &c) { fill(c.iface[2].ssid, 33, 'a'); }, kIface},
+    {"ssid_32", [](kestd_config &c) { fill(c.iface[2].ssid, 32, 'a'); }, nullptr},
+    {"format_type_3", [](kestd_config &c) { c.iface[1].format_type = 3; }, nullptr},
+    {"format_type_4", [](kestd_config &c) { c.iface[1].format_type = 4; }, kIface},
+    {"active_2", [](kestd_config &c) { c.iface[0].active = 2; }, kIface},
+    {"wep_key_unterminated", [](kestd_config &c) { fill(c.iface[2].wep_key[3], 65, '0'); },
+     "Wi-Fi WEP key not terminated"},
+    {"password_unterminated", [](kestd_config &c) { fill(c.iface[0].password, 65, 'a'); }, kAuth},
+    {"wep_5", [](kestd_config &c) { wep(c.iface[0], "abcde"); }, nullptr},
+    {"wep_13", [](kestd_config &c) { wep(c.iface[0], "abcdefghijklm"); }, nullptr},
+    {"wep_10_hex", [](kestd_config &c) { wep(c.iface[0], "0123456789"); }, nullptr},
+    {"wep_26_hex", [](kestd_config &c) { wep(c.iface[0], "0123456789abcdef0123456789"); }, nullptr},
+    {"wep_4", [](kestd_config &c) { wep(c.iface[0], "abcd"); }, "Wi-Fi authentication damaged"},
+    {"wep_10_not_hex", [](kestd_config &c) { wep(c.iface[0], "012345678g"); }, kAuth},
+    {"wep_5_control", [](kestd_config &c) { wep(c.iface[0], "abc\x01" "d"); }, kAuth},
+    {"wep_default_empty", [](kestd_config &c) { wep(c.iface[0], "abcde"); c.iface[0].wep_default = 1; }, kAuth},
+    {"wep_default_4", [](kestd_config &c) { wep(c.iface[0], "abcde"); c.iface[0].wep_default = 4; }, kAuth},
+    {"wep_other_key_bad", [](kestd_config &c) { wep(c.iface[0], "abcde"); std::strcpy(c.iface[0].wep_key[2], "ab"); }, kAuth},
+    {"wpa_8", [](kestd_config &c) { wpa(c.iface[1], "12345678"); }, nullptr},
+    {"wpa_63", [](kestd_config &c) { wpa(c.iface[1], kHex64 + 1); }, nullptr},
+    {"wpa_64_hex", [](kestd_config &c) { wpa(c.iface[1], kHex64); }, nullptr},
+    {"wpa_7", [](kestd_config &c) { wpa(c.iface[1], "1234567"); }, kAuth},
+    {"wpa_64_not_hex", [](kestd_config &c) { wpa(c.iface[1], kHex64); c.iface[1].password[63] = 'g'; }, kAuth},
+    {"wpa_control", [](kestd_config &c) { wpa(c.iface[1], "1234\x7f" "678"); }, kAuth},
+    {"wpa_type_4", [](kestd_config &c) { wpa(c.iface[1], "12345678"); c.iface[1].auth = 4; }, nullptr},
+    {"wpa_type_5", [](kestd_config &c) { wpa(c.iface[1], "12345678"); c.iface[1].auth = 5; }, kAuth},
+    {"pairwise_2", [](kestd_config &c) { wpa(c.iface[1], "12345678"); c.iface[1].pairwise = 2; }, nullptr},
+    {"pairwise_3", [](kestd_config &c) { wpa(c.iface[1], "12345678"); c.iface[1].pairwise = 3; }, kAuth},
+    {"channel_auto", [](kestd_config &c) { c.iface[0].channel = 0; }, nullptr},
+    {"channel_14_on_24ghz", [](kestd_config &c) { c.iface[0].channel = 14; }, nullptr},
+    {"channel_15", [](kestd_config &c) { c.iface[0].channel = 15; }, kChannel},
+    {"channel_36_on_24ghz", [](kestd_config &c) { c.iface[0].channel = 36; }, kChannel},
+    {"channel_14_on_5ghz", [](kestd_config &c) { c.iface[1].channel = 14; }, kChannel},
+    {"channel_165_on_5ghz", [](kestd_config &c) { c.iface[1].channel = 165; }, nullptr},
+    {"channel_on_station", [](kestd_config &c) { c.iface[2].channel = 1; }, kChannel},
+    {"mode_max", [](kestd_config &c) { c.iface[0].mode = 5; }, nullptr},
+    {"mode_over", [](kestd_config &c) { c.iface[0].mode = 6; }, kRadio},
+    {"bandwidth_over", [](kestd_config &c) { c.iface[1].bandwidth = 4; }, kRadio},
+    {"max_sta_0", [](kestd_config &c) { c.iface[2].max_num_sta = 0; }, kRadio},
+    {"max_sta_16", [](kestd_config &c) { c.iface[2].max_num_sta = 16; }, nullptr},
+    {"max_sta_17", [](kestd_config &c) { c.iface[2].max_num_sta = 17; }, kRadio},
+    {"rssi_95", [](kestd_config &c) { c.iface[0].rssi = 95; }, nullptr},
+    {"rssi_96", [](kestd_config &c) { c.iface[0].rssi = 96; }, kRadio},
+    {"acl_rule_2", [](kestd_config &c) { c.iface[0].acl_rule = 2; }, nullptr},
+    {"acl_rule_3", [](kestd_config &c) { c.iface[0].acl_rule = 3; }, kRadio},
+    {"ssid_hide_2", [](kestd_config &c) { c.iface[0].ssid_hide = 2; }, kRadio},
+    {"only_11n_2", [](kestd_config &c) { c.iface[1].only_11n = 2; }, kRadio},
+    {"only_11ac_2", [](kestd_config &c) { c.iface[1].only_11ac = 2; }, kRadio},
+    {"ap_isolate_2", [](kestd_config &c) { c.iface[2].ap_isolate = 2; }, kRadio},
+    {"dfs_1", [](kestd_config &c) { c.iface[2].dfs = 1; }, nullptr},
+    {"dfs_2", [](kestd_config &c) { c.iface[2].dfs = 2; }, kRadio},
+    {"acl_full", [](kestd_config &c) { c.iface[0].acl_count = kKestdMacAclMax; for (auto &m : c.iface[0].acl) m[5] = m[0] = 2; }, nullptr},
+    {"acl_over", [](kestd_config &c) { c.iface[0].acl_count = kKestdMacAclMax + 1; }, "Wi-Fi MAC access list damaged"},
+    {"acl_zero_address", [](kestd_config &c) { c.iface[1].acl_count = 1; std::memset(c.iface[1].acl[0], 0, 6); }, kAcl},
+    {"acl_multicast", [](kestd_config &c) { c.iface[1].acl_count = 1; c.iface[1].acl[0][0] = 1; }, kAcl},
+    {"acl_last_bad", [](kestd_config &c) { c.iface[1].acl_count = 2; c.iface[1].acl[0][5] = 1; std::memset(c.iface[1].acl[1], 0, 6); }, kAcl},
+    {"apn_used_2", [](kestd_config &c) { c.apn[2][24].used = 2; }, "APN profile out of range"},
+    {"apn_pdp_4", [](kestd_config &c) { c.apn[1][3].pdp_type = 4; }, "APN profile out of range"},
+    {"apn_pdp_255", [](kestd_config &c) { c.apn[1][3].pdp_type = 255; }, nullptr},
+    {"apn_auth_4", [](kestd_config &c) { c.apn[0][0].auth_protocol = 4; }, "APN profile out of range"},
+    {"apn_name_unterminated", [](kestd_config &c) { fill(c.apn[0][1].apn_name, 151, 'a'); }, "APN profile text not terminated"},
+    {"apn_user_unterminated", [](kestd_config &c) { fill(c.apn[0][1].username, 128, 'a'); }, "APN profile text not terminated"},
+    {"apn_password_unterminated", [](kestd_config &c) { fill(c.apn[0][1].password, 128, 'a'); }, "APN profile text not terminated"},
+    {"default_id_25", [](kestd_config &c) { c.default_id = 25; }, "default profile damaged"},
+    {"default_unused", [](kestd_config &c) { c.apn[0][c.default_id].used = 0; }, "default profile damaged"},
+    {"tech_pref_3", [](kestd_config &c) { c.tech_pref = 3; }, "default profile damaged"},
+    {"ip_family_3", [](kestd_config &c) { c.ip_family = 3; }, "default profile damaged"},
+    {"snat_over", [](kestd_config &c) { c.snat_count = kKestdSnatMax + 1; }, "SNAT list damaged"},
+    {"sgmii_enable_2", [](kestd_config &c) { c.sgmii_enable = 2; }, "SGMII or Ethernet mode out of range"},
+    {"sgmii_autoneg_2", [](kestd_config &c) { c.sgmii_autoneg = 2; }, "SGMII or Ethernet mode out of range"},
+    {"ethernet_mode_2", [](kestd_config &c) { c.ethernet_mode = 2; }, "SGMII or Ethernet mode out of range"},
+    {"usb_pid_0", [](kestd_config &c) { c.usb.pid = 0; }, "USB setting out of range"},
+    {"usb_vid_0", [](kestd_config &c) { c.usb.vid = 0; }, "USB setting out of range"},
+    {"usb_product_unterminated", [](kestd_config &c) { fill(c.usb.product_info, 33, 'a'); }, "USB info text damaged"},
+};
+// clang-format on
+
+class StateCheck : public ::testing::TestWithParam<check_row> {};
+
+TEST_P(StateCheck, NamesTheDamageOrLetsTheEdgePass)
+{
+    kestd_config cfg;
+    std::memset(&cfg, 0xa5, sizeof cfg); // the defaults must set every field they rely on
+    kestd_default_config(cfg);
+    GetParam().change(cfg);
+    const char *problem = kestd_config_problem(cfg);
+    EXPECT_EQ(std::string(GetParam().problem ? GetParam().problem : "(none)"),
+              std::string(problem ? problem : "(none)"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, StateCheck, ::testing::ValuesIn(kRows),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+} // namespace
