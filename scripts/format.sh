@@ -2,7 +2,10 @@
 # Formats every C and C++ file that git knows with .clang-format, or, with
 # --check, lists the files that differ from it and fails.
 #   scripts/format.sh            rewrite the files in place
-#   scripts/format.sh --check    change nothing; exit 1 when a file differs
+#   scripts/format.sh --check    change nothing; exit 1 when a file differs,
+#                                or when a constant is named in UPPER_CASE
+#                                (constants are kCamelCase; UPPER_CASE is for
+#                                macros and the public and wire enumerators)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,7 +20,12 @@ if [ "${1:-}" = "--check" ]; then
         echo "run scripts/format.sh to format them" >&2
         exit 1
     fi
-    echo "format: ${#files[@]} files as .clang-format writes them"
+    upper='^\s*(static\s+)?(inline\s+)?(constexpr|const)\s+[A-Za-z_:<>0-9]+\s+[A-Z][A-Z0-9_]+\s*(=|\[|\{)'
+    if git grep -nE "$upper" -- '*.cpp' '*.h' '*.c' ':!include/' >&2; then
+        echo "constants are named kCamelCase (see CONTRIBUTING.md)" >&2
+        exit 1
+    fi
+    echo "format: ${#files[@]} files as .clang-format writes them, constants named alike"
 else
     clang-format --style=file -i "${files[@]}"
 fi

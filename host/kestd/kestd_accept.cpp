@@ -23,7 +23,7 @@ namespace kestd_loop {
 
 namespace {
 
-constexpr auto NOTE_INTERVAL = std::chrono::seconds(1);
+constexpr auto kNoteInterval = std::chrono::seconds(1);
 constexpr auto kAcceptPause = std::chrono::seconds(1);
 
 uid_t peer_uid(int fd)
@@ -117,7 +117,7 @@ void add_connection(server &s, int fd)
 void note(rate_note &n, const std::string &text)
 {
     const auto now = clock_type::now();
-    if (n.said && now - n.last < NOTE_INTERVAL) {
+    if (n.said && now - n.last < kNoteInterval) {
         ++n.held;
         return;
     }

@@ -17,8 +17,8 @@
 namespace {
 
 constexpr char kMagic[8] = {'K', 'E', 'S', 'T', 'D', 'C', 'F', 'G'};
-constexpr size_t HEAD = 16;
-constexpr size_t kFileSize = HEAD + sizeof(kestd_config);
+constexpr size_t kHeadSize = 16;
+constexpr size_t kFileSize = kHeadSize + sizeof(kestd_config);
 
 bool write_all(int fd, const uint8_t *p, size_t n)
 {
@@ -75,7 +75,7 @@ std::string problem_of(const std::vector<uint8_t> &bytes, size_t got)
     uint32_t version = 0, size = 0;
     std::memcpy(&version, bytes.data() + 8, 4);
     std::memcpy(&size, bytes.data() + 12, 4);
-    if (got < HEAD || std::memcmp(bytes.data(), kMagic, 8) != 0)
+    if (got < kHeadSize || std::memcmp(bytes.data(), kMagic, 8) != 0)
         return "not a kestd state file";
     if (version != kKestdStoreVersion)
         return "format version " + std::to_string(version) + ", this kestd reads " +
@@ -115,7 +115,7 @@ bool kestd_save_config(const std::string &path, const kestd_config &cfg, std::st
     std::memcpy(bytes.data(), kMagic, 8);
     std::memcpy(bytes.data() + 8, &version, 4);
     std::memcpy(bytes.data() + 12, &size, 4);
-    std::memcpy(bytes.data() + HEAD, &cfg, sizeof cfg);
+    std::memcpy(bytes.data() + kHeadSize, &cfg, sizeof cfg);
 
     why.clear();
     const std::string fresh = write_fresh(path, bytes, why);
@@ -167,7 +167,7 @@ kestd_load_result kestd_load_config(const std::string &path, kestd_config &cfg, 
     // Checked in place before it is taken: the service must never run on
     // values it would have refused.
     kestd_config copy;
-    std::memcpy(&copy, bytes.data() + HEAD, sizeof copy);
+    std::memcpy(&copy, bytes.data() + kHeadSize, sizeof copy);
     if (const char *problem = kestd_config_problem(copy)) {
         why = problem;
         return kestd_load_result::damaged;
