@@ -42,8 +42,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PARTS = [
     ("src/", ["test_client", "test_wifi", "test_data_call", "test_network", "test_usb", "test_alloc"],
      r"^test_(client|wifi|data_call|network|usb|alloc)$"),
-    ("host/kestd/", ["kestd", "test_kestd", "test_kestd_lan_rule", "test_kestd_check"],
-     r"^test_kestd(_lan_rule|_check)?$"),
+    ("host/kestd/", ["kestd", "test_kestd", "test_kestd_lan_rule", "test_kestd_check", "test_kestd_admit"],
+     r"^test_kestd(_lan_rule|_check|_admit)?$"),
 ]
 DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 

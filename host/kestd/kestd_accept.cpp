@@ -63,30 +63,6 @@ shed shed_one(server &s, int listen_fd, int err)
                                                                         : shed::none_waiting;
 }
 
-// Root and the service's own user keep a place for control when others
-// fill the service: the others together take at most max_clients minus a
-// reserve, and each of them at most a quarter of max_clients.
-const char *full_for(const server &s, uid_t uid)
-{
-    if (s.conns.size() >= s.limits.max_clients)
-        return "the limit (--max-clients)";
-    if (uid == 0 || uid == ::geteuid())
-        return nullptr;
-    const size_t reserve = s.limits.max_clients / 8; // none below 8: a tiny limit is all for use
-    const size_t per_user = std::max<size_t>(1, s.limits.max_clients / 4);
-    size_t others = 0;
-    size_t same = 0;
-    for (const auto &c : s.conns) {
-        others += c->uid != 0 && c->uid != ::geteuid();
-        same += c->uid == uid;
-    }
-    if (same >= per_user)
-        return "the limit for one user";
-    return others + reserve >= s.limits.max_clients
-               ? "the limit for users other than root and the service's"
-               : nullptr;
-}
-
 // A refused client hears why before its connection ends.
 void refuse(server &s, int fd, uid_t uid, const char *limit)
 {
@@ -113,6 +89,28 @@ void add_connection(server &s, int fd)
 }
 
 } // namespace
+
+// Root and the service's own user are refused only at the limit itself.
+const char *full_for(const server &s, uid_t uid)
+{
+    if (s.conns.size() >= s.limits.max_clients)
+        return "the limit (--max-clients)";
+    if (uid == 0 || uid == ::geteuid())
+        return nullptr;
+    const size_t reserve = s.limits.max_clients / 8; // none below 8: a tiny limit is all for use
+    const size_t per_user = std::max<size_t>(1, s.limits.max_clients / 4);
+    size_t others = 0;
+    size_t same = 0;
+    for (const auto &c : s.conns) {
+        others += c->uid != 0 && c->uid != ::geteuid();
+        same += c->uid == uid;
+    }
+    if (same >= per_user)
+        return "the limit for one user";
+    return others + reserve >= s.limits.max_clients
+               ? "the limit for users other than root and the service's"
+               : nullptr;
+}
 
 void note(rate_note &n, const std::string &text)
 {

@@ -63,6 +63,12 @@ struct server {
     rate_note refused_full, refused_fds, accept_failed, timed_out, control_refused;
 };
 
+// Why a client of `uid` cannot have a connection now, or nullptr when it can.
+// Root and the service's own user keep a place for control when others fill
+// the service: the others together take at most max_clients minus an
+// eighth, and each of them at most a quarter.
+const char *full_for(const server &s, uid_t uid);
+
 // Opens the reserve descriptor when it is not open.
 void keep_reserve(server &s);
 
