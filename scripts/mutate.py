@@ -2,7 +2,7 @@
 """Mutation testing of the library and kestd: does a small fault make a test fail?
 
     scripts/mutate.py [--build DIR] [--seed N] [--count N] [--files GLOB ...]
-                      [--timeout S] [--report FILE.json] [--list]
+                      [--part PREFIX] [--timeout S] [--report FILE.json] [--list]
 
 Each mutant is one small change in one source line:
   - an operator swapped (== !=, < <=, > >=, && ||, + -),
@@ -16,7 +16,9 @@ in proportion to their sites.
 
 For each mutant the file is changed in place, only what depends on it is
 rebuilt (ninja), and the tests of its part run: the library's unit tests for
-src/, kestd's tests for host/kestd/. A failing test kills the mutant, so
+src/; for host/kestd/, kestd's tests, its command line's and the end-to-end
+ones of every command and event. --part runs only the mutants of one part
+(src/ or host/kestd/) of the same sample. A failing test kills the mutant, so
 does a hang (the time-out); a mutant that does not compile is "invalid" and
 not counted. The file is put back whatever happens. The build folder is
 configured on first use (RelWithDebInfo, ccache when installed).
@@ -39,11 +41,15 @@ import time
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # Which tests cover which part: (path prefix, build targets, ctest regex).
+# kestd's mutants meet its own tests and the ones that drive it whole: its
+# command line, and every command and event through the library.
 PARTS = [
     ("src/", ["test_client", "test_wifi", "test_data_call", "test_network", "test_usb", "test_alloc"],
      r"^test_(client|wifi|data_call|network|usb|alloc)$"),
-    ("host/kestd/", ["kestd", "test_kestd", "test_kestd_lan_rule", "test_kestd_check", "test_kestd_admit"],
-     r"^test_kestd(_lan_rule|_check|_admit)?$"),
+    ("host/kestd/", ["kestd", "kestctl", "test_kestd", "test_kestd_lan_rule", "test_kestd_check",
+                     "test_kestd_admit", "test_kestd_messages", "test_e2e_commands",
+                     "test_e2e_events"],
+     r"^(test_kestd(_lan_rule|_check|_admit|_messages)?|kestctl_usage|test_e2e_(commands|events))$"),
 ]
 DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 
@@ -181,6 +187,7 @@ def main():
     ap.add_argument("--seed", type=int, default=24)
     ap.add_argument("--count", type=int, default=150)
     ap.add_argument("--files", nargs="+", default=DEFAULT_FILES)
+    ap.add_argument("--part", help="only the sample's mutants under this path prefix")
     ap.add_argument("--timeout", type=int, default=60)
     ap.add_argument("--report")
     ap.add_argument("--list", action="store_true", help="print the sample and stop")
@@ -195,6 +202,8 @@ def main():
     if dirty and not args.list:
         sys.exit("mutate: these files have uncommitted changes:\n" + dirty)
     per_file, sample = draw(files, args.count, args.seed)
+    if args.part:
+        sample = [(f, site) for f, site in sample if f.startswith(args.part)]
     if args.list:
         for f, (no, _, old, new, kind) in sample:
             print(f"{f}:{no + 1}: {kind}: {old.strip()} -> {new.strip()}")

@@ -7,8 +7,8 @@
 
 #include "kest_frame.h"
 
-// The socket path: `arg` when given, else the environment variable
-// the rule of kest_socket_path (empty when that fails).
+// The socket path: `arg` when given, else the one kest_socket_path chooses
+// (empty when it finds none).
 std::string kestd_socket_path(const char *arg);
 
 // A connected socket, or -1 with errno set (EACCES: the process at the

@@ -4,6 +4,7 @@
 #include "kestd_test_support.h"
 
 #include <grp.h>
+#include <sys/un.h>
 
 #include "impostor.h"
 #include "kest_socket_path.h"
@@ -189,6 +190,28 @@ TEST(KestdAccess, TheSocketIsMadeOnlyInAFolderNoOneElseCanWrite)
         EXPECT_NE(::lstat(s.state.c_str(), &sb), 0)
             << "the state made by the failed start was left";
     }
+}
+
+// The client's own refusals: a path that does not fit a socket address is
+// not cut to one that might, and a request that cannot be sent has no answer.
+TEST(KestdClient, APathTooLongForASocketIsRefusedAsSuch)
+{
+    errno = 0;
+    EXPECT_EQ(kestd_connect("/tmp/" + std::string(sizeof(sockaddr_un{}.sun_path), 'x')), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
+}
+
+TEST(KestdClient, NoAnswerWhenTheRequestCannotBeSent)
+{
+    int pair[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    ::close(pair[1]);
+    int32_t status = 12345;
+    std::string text = "untouched";
+    EXPECT_FALSE(kestd_control_call(pair[0], "ping", status, text, 100));
+    EXPECT_EQ(status, 12345);
+    EXPECT_EQ(text, "untouched");
+    ::close(pair[0]);
 }
 
 } // namespace
