@@ -184,7 +184,7 @@ struct client {
             if (f.h.kind == KEST_FRAME_RESPONSE && f.h.txn == t && f.h.msg_id == id)
                 return f;
             if (f.h.kind == KEST_FRAME_INDICATION)
-                indications.push_back(f);
+                keep_indication(f);
         }
         return frame{};
     }
@@ -230,6 +230,13 @@ struct client {
         return text;
     }
 
+    // An indication answers no request: its transaction is 0.
+    void keep_indication(const frame &f)
+    {
+        EXPECT_EQ(f.h.txn, 0u) << "indication " << f.h.msg_id;
+        indications.push_back(f);
+    }
+
     // The next indication of `id`, from those kept or from the socket.
     bool indication(uint32_t id, bytes &payload, int timeout_ms = 1000)
     {
@@ -244,7 +251,7 @@ struct client {
             if (!kest_read_frame(fd, f.h, f.payload, timeout_ms))
                 return false;
             if (f.h.kind == KEST_FRAME_INDICATION)
-                indications.push_back(f);
+                keep_indication(f);
         }
     }
 

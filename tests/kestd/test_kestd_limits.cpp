@@ -321,4 +321,64 @@ TEST(KestdLimits, OneUsersConnectionsLeaveRoomForOthers)
     EXPECT_NE(s.err_text.find("the limit for one user"), std::string::npos) << s.err_text;
 }
 
+// `n` requests of `id` with transactions first, first + 1, ..., sent as one
+// stream without reading any answer.
+void send_requests(client &c, uint32_t id, uint32_t first, int n, uint32_t room)
+{
+    bytes all;
+    for (int i = 0; i < n; ++i) {
+        const bytes one = kest_frame_bytes(KEST_FRAME_REQUEST, first + static_cast<uint32_t>(i), id,
+                                           0, nullptr, 0, room);
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    ASSERT_TRUE(c.send_raw(all));
+}
+
+// The answers to `n` requests of `id` from `first` on: whole, and in order.
+void expect_answers(client &c, uint32_t id, uint32_t first, int n)
+{
+    for (int i = 0; i < n; ++i) {
+        frame f;
+        ASSERT_TRUE(kest_read_frame(c.fd, f.h, f.payload, 5000)) << "answer " << i;
+        EXPECT_EQ(f.h.kind, KEST_FRAME_RESPONSE);
+        EXPECT_EQ(f.h.msg_id, id);
+        ASSERT_EQ(f.h.txn, first + static_cast<uint32_t>(i)) << "answers out of order or torn";
+    }
+}
+
+// A client that reads nothing while its answers fill the socket (600 kB,
+// under the limit of unsent output): the others are served meanwhile, and
+// when it reads it gets every answer whole.
+TEST(KestdLimits, ASlowReaderGetsEveryAnswerWholeAndOthersAreServed)
+{
+    service s;
+    ASSERT_TRUE(s.start());
+    client slow(s.sock);
+    send_requests(slow, KEST_WIFI_STA_INFO_GET, 1, 130, 4616);
+    client other(s.sock);
+    EXPECT_EQ(other.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "one slow reader held up others";
+    expect_answers(slow, KEST_WIFI_STA_INFO_GET, 1, 130);
+    EXPECT_EQ(s.stop(), 0);
+}
+
+// A client held back by the bound on waiting answers keeps its connection,
+// costs no processor time while held, and gets every answer in order.
+TEST(KestdLimits, AHeldBackClientIsServedInFullWithoutSpinning)
+{
+    service s;
+    ASSERT_TRUE(s.start());
+    client ctl(s.sock);
+    ctl.control("delay 2000");
+    client held(s.sock);
+    send_requests(held, KEST_WIFI_WORK_MODE_GET, 1, kKestdMaxDeferred, 4);
+    ctl.control("ping"); // the service has taken the first batch
+    send_requests(held, KEST_WIFI_WORK_MODE_GET, kKestdMaxDeferred + 1, 50, 4);
+    ctl.control("ping");
+    const long cpu_before = cpu_ms(s.pid);
+    std::this_thread::sleep_for(std::chrono::milliseconds(900));
+    EXPECT_LT(cpu_ms(s.pid) - cpu_before, 150) << "the service spun while it held a client back";
+    expect_answers(held, KEST_WIFI_WORK_MODE_GET, 1, kKestdMaxDeferred + 50);
+    EXPECT_EQ(s.stop(), 0);
+}
+
 } // namespace
