@@ -338,6 +338,17 @@ const std::vector<refusal> &refusals()
                      raw(ipv4(192, 168, 225, 10)),
                      KESTD_ERR_DUPLICATE});
         r.push_back({"usb_instance_1", {}, 74, raw(uint32_t{1}), KESTD_ERR_INVALID_INSTANCE});
+        // Instance 1 is judged before the values, which are bad here too.
+        r.push_back({"usb_id_instance_1",
+                     {},
+                     KEST_USB_ID_SET,
+                     raw(usb_id_set_req{1, 0, 0}),
+                     KESTD_ERR_INVALID_INSTANCE});
+        r.push_back({"usb_func_instance_1",
+                     {},
+                     KEST_USB_FUNC_SET,
+                     raw(usb_func_set_req{1, 0, 0, 0, 0, 0, 0, 0, 0}),
+                     KESTD_ERR_INVALID_INSTANCE});
         return r;
     }();
     return rows;
@@ -359,6 +370,29 @@ TEST_F(Kestd, RefusalsComeFromTheErrorTable)
 
 // ---------------------------------------------------------------------------
 // Indications reach every client.
+
+// The dump shows what the requests set: both profile types, a MAC list, a
+// station with the address it was given.
+TEST_F(Kestd, TheDumpShowsWhatWasSet)
+{
+    client c(svc.sock);
+    for (uint8_t type : {0, 1}) {
+        data_call_apn_add_set_req add{};
+        add.profile_type = type;
+        std::strcpy(add.apn_name, type == 0 ? "internet" : "ims");
+        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, raw(add)), 0);
+    }
+    EXPECT_EQ(c.error_of(KEST_WIFI_MAC_ACL_ADD_SET, acl_add(1, 7)), 0);
+    c.control("sta-join 1 02:aa:bb:cc:dd:01 laptop");
+    c.control("sta-join 1 02:aa:bb:cc:dd:02 phone");
+    const std::string dump = c.control("dump");
+    for (const char *line :
+         {"\napn.0.1=pdp ", "apn \"internet\"", "\napn.1.0=pdp ", "apn \"ims\"",
+          "\nwifi.1.acl=acl_rule 0 acl_count 1 02:00:00:00:00:07\n",
+          "\nwifi.sta=iface 1 mac 02:aa:bb:cc:dd:01 name \"laptop\" ip 192.168.225.20 ",
+          "\nwifi.sta=iface 1 mac 02:aa:bb:cc:dd:02 name \"phone\" ip 192.168.225.21 "})
+        EXPECT_NE(dump.find(line), std::string::npos) << line << "\n" << dump;
+}
 
 TEST_F(Kestd, DataCallUpAndDownIndicateToEveryClient)
 {
@@ -404,6 +438,9 @@ TEST_F(Kestd, StationsJoinAndLeaveThroughControl)
     ASSERT_EQ(list.num_sta, 1u);
     EXPECT_STREQ(list.stations[0].text, "laptop");
     EXPECT_EQ(list.stations[0].field_a, 2u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(list.stations[0].field_c)),
+              "192.168.225.20")
+        << "the first address of the DHCP range";
 
     int32_t status = 0;
     ctl.control("sta-join 2 02:aa:bb:cc:dd:01", &status);
@@ -510,6 +547,9 @@ TEST_F(Kestd, InjectedFailuresHitTheChosenRequests)
     EXPECT_EQ(c.error_of(KEST_WIFI_ENABLE_GET, {}), 0) << "another message is not hit";
     EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4242);
     EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4242);
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    c.control("fail 4243"); // the next request, once
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4243);
     EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
 }
 
