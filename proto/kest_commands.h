@@ -207,6 +207,22 @@ inline constexpr kest_range kWifiModeRange{0, 5};
 inline constexpr kest_range kBandwidthRange{0, 3};
 inline constexpr kest_range kRssiRange{0, 95};
 
+// The Wi-Fi channels the module takes: 0 (automatic), 1 to 14 (2.4 GHz) and
+// the 5 GHz channels of its list.
+inline constexpr uint16_t kWifiChannels[] = {
+    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
+    36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
+    100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
+    132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165,
+};
+inline constexpr bool kest_wifi_channel_ok(uint64_t channel)
+{
+    for (uint16_t c : kWifiChannels)
+        if (c == channel)
+            return true;
+    return false;
+}
+
 // The four tables in domain order, and what is counted from them.
 struct kest_command_table {
     const kest_command *rows;

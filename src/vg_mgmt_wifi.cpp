@@ -1,7 +1,6 @@
 // Wi-Fi domain: dispatcher, handlers and the decoder of the two Wi-Fi
 // indications.
 
-#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -371,7 +370,7 @@ int32_t wifi_auth_get(mgmt_client *handle, void *value)
 
 enum class wifi_setting_kind : uint8_t {
     number,  // u32 in the record, u8 on the wire, tested against min..max
-    channel, // u32 in the record, u16 on the wire, tested against kWifiChannelList
+    channel, // u32 in the record, u16 on the wire, tested against kWifiChannels
     flag,    // u8 in the record and on the wire, untested; read back as 0 or 1
 };
 
@@ -406,14 +405,6 @@ struct wifi_setting_row {
                      VG_FMT(invalid, "dd"))
 #define WIFI_FLAG_ROW(set_id, get_id, label)                                                       \
     WIFI_SETTING_ROW(set_id, get_id, label, wifi_setting_kind::flag, 0, 0, vg_fmt{})
-
-constexpr uint32_t kWifiChannelList[] = {
-    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
-    36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
-    100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
-    132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165,
-};
-static_assert(std::size(kWifiChannelList) == 60);
 
 constexpr wifi_setting_row kModeRow =
     WIFI_NUMBER_ROW(KEST_WIFI_MODE_SET, KEST_WIFI_MODE_GET, "ieee80211 mode", kWifiModeRange.min,
@@ -478,8 +469,7 @@ bool wifi_setting_ok(const wifi_setting_row &row, uint32_t setting)
     case wifi_setting_kind::number:
         return setting >= row.min && setting <= row.max;
     case wifi_setting_kind::channel:
-        return std::find(std::begin(kWifiChannelList), std::end(kWifiChannelList), setting) !=
-               std::end(kWifiChannelList);
+        return kest_wifi_channel_ok(setting);
     case wifi_setting_kind::flag:
         break;
     }

@@ -115,6 +115,7 @@ size_t kestd_text_len(const char (&src)[S])
 // IPv4 addresses travel in network byte order: the bytes a.b.c.d in memory.
 uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d);
 uint32_t kestd_ipv4_host(uint32_t wire);                   // to a number for comparisons
+void kestd_ipv4_text(char (&buf)[16], uint32_t wire);      // dotted, terminated
 bool kestd_in_lan(const kestd_config &cfg, uint32_t addr); // a LAN host, not the gateway
 
 // Station changes that the control channel asks for, in kestd_wifi_stations.cpp.

@@ -246,13 +246,6 @@ constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_NETWORK_ETHERNET_MODE_GET, ethernet_mode_get),
 };
 
-void ipv4_text(char (&buf)[INET_ADDRSTRLEN], uint32_t wire)
-{
-    in_addr a{};
-    a.s_addr = wire;
-    inet_ntop(AF_INET, &a, buf, sizeof buf);
-}
-
 } // namespace
 
 std::span<const kestd_msg_row> kestd_network_rows()
@@ -271,6 +264,14 @@ uint32_t kestd_ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
 uint32_t kestd_ipv4_host(uint32_t wire)
 {
     return ntohl(wire);
+}
+
+void kestd_ipv4_text(char (&buf)[16], uint32_t wire)
+{
+    static_assert(INET_ADDRSTRLEN == 16);
+    in_addr a{};
+    a.s_addr = wire;
+    inet_ntop(AF_INET, &a, buf, sizeof buf);
 }
 
 bool kestd_in_lan(const kestd_config &cfg, uint32_t addr)
@@ -321,19 +322,19 @@ void kestd_network_dump(const kestd_state &st, std::string &out)
 {
     const kestd_config &cfg = st.cfg;
     char a[INET_ADDRSTRLEN], b[INET_ADDRSTRLEN], c[INET_ADDRSTRLEN], d[INET_ADDRSTRLEN];
-    ipv4_text(a, cfg.dmz);
+    kestd_ipv4_text(a, cfg.dmz);
     kestd_dump_line(out, "dmz", "%s", cfg.dmz ? a : "none");
     kestd_dump_line(out, "snat.count", "%u", cfg.snat_count);
     for (uint32_t i = 0; i < cfg.snat_count; ++i) {
         const network_snat_rule &r = cfg.snat[i];
-        ipv4_text(a, r.private_ip);
+        kestd_ipv4_text(a, r.private_ip);
         kestd_dump_line(out, "snat", "private %s:%u global %u protocol %u", a, r.private_port,
                         r.global_port, r.protocol);
     }
-    ipv4_text(a, cfg.lan.lan_word_a);
-    ipv4_text(b, cfg.lan.lan_word_b);
-    ipv4_text(c, cfg.lan.lan_word_c);
-    ipv4_text(d, cfg.lan.lan_word_d);
+    kestd_ipv4_text(a, cfg.lan.lan_word_a);
+    kestd_ipv4_text(b, cfg.lan.lan_word_b);
+    kestd_ipv4_text(c, cfg.lan.lan_word_c);
+    kestd_ipv4_text(d, cfg.lan.lan_word_d);
     kestd_dump_line(out, "lan", "gateway %s mask %s dhcp %u range %s-%s lease %u", a, b,
                     cfg.lan.lan_byte, c, d, cfg.lan.lan_word_e);
     kestd_dump_line(out, "sgmii", "enable %u autoneg %u speed %u duplex %u", cfg.sgmii_enable,

@@ -1,21 +1,15 @@
 // The Wi-Fi validators, shared by the handlers and the check of a loaded
 // state file.
-#include <array>
 #include <cctype>
 #include <cstring>
 
+#include "kest_commands.h"
 #include "kestd_errors.h"
 #include "kestd_wifi_internal.h"
 
 using namespace kestd_wifi;
 
 namespace {
-
-constexpr std::array<uint16_t, 60> channel_list = {
-    0,   1,   2,   3,   4,   5,   6,   7,   8,   9,   10,  11,  12,  13,  14,
-    36,  38,  40,  42,  44,  46,  48,  50,  52,  54,  56,  58,  60,  62,  64,
-    100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126, 128,
-    132, 134, 136, 138, 140, 142, 144, 149, 151, 153, 155, 157, 159, 161, 165};
 
 bool all_hex(const char *s, size_t n)
 {
@@ -64,10 +58,7 @@ namespace kestd_wifi {
 // interface follows whatever access point it joins, so it only takes 0.
 uint16_t channel_check(uint32_t index, uint32_t channel)
 {
-    bool member = false;
-    for (uint16_t c : channel_list)
-        member = member || c == channel;
-    if (!member)
+    if (!kest_wifi_channel_ok(channel))
         return KESTD_ERR_INVALID_CHANNEL;
     if (channel == 0)
         return KESTD_OK;

@@ -1,6 +1,8 @@
 // Stations on the access points: the station changes that the control
 // channel asks for, the ones a setting brings, and the dump of the Wi-Fi
 // state with its stations.
+#include <arpa/inet.h>
+
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -29,12 +31,6 @@ bool ap_up(const kestd_state &st, uint32_t iface)
 {
     return st.cfg.wifi_enable && iface >= 1 && iface < kKestdStaIface &&
            st.cfg.iface[iface - 1].active;
-}
-
-void ipv4_text(char (&buf)[16], uint32_t host)
-{
-    std::snprintf(buf, sizeof buf, "%u.%u.%u.%u", host >> 24, (host >> 16) & 255, (host >> 8) & 255,
-                  host & 255);
 }
 
 void mac_text(char (&buf)[18], const uint8_t *mac)
@@ -106,7 +102,7 @@ uint16_t kestd_station_join(kestd_state &st, uint32_t iface, const uint8_t mac[6
     char ip[16];
     for (uint32_t host = kestd_ipv4_host(st.cfg.lan.lan_word_c);; ++host) {
         std::memset(ip, 0, sizeof ip);
-        ipv4_text(ip, host);
+        kestd_ipv4_text(ip, htonl(host));
         bool taken = false;
         for (uint32_t i = 0; i < st.rt.sta_count; ++i)
             taken = taken || std::strcmp(st.rt.sta[i].ip, ip) == 0;

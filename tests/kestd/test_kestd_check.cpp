@@ -7,6 +7,7 @@
 #include <string>
 
 #include "kestd_state.h"
+#include "module_channels.h"
 
 namespace {
 
@@ -150,5 +151,22 @@ TEST_P(StateCheck, NamesTheDamageOrLetsTheEdgePass)
 
 INSTANTIATE_TEST_SUITE_P(Rows, StateCheck, ::testing::ValuesIn(kRows),
                          [](const auto &row) { return std::string(row.param.name); });
+
+// Every number up to 200 on each interface: the 2.4 GHz access point takes
+// the module's channels up to 14, the 5 GHz one those from 36, both take 0
+// (automatic), and the station interface only 0.
+TEST(StateCheckChannels, EveryNumberOnEveryInterface)
+{
+    for (int iface = 1; iface <= 3; ++iface)
+        for (uint32_t ch = 0; ch <= 200; ++ch) {
+            kestd_config cfg;
+            kestd_default_config(cfg);
+            cfg.iface[iface - 1].channel = static_cast<uint16_t>(ch);
+            const bool band = ch == 0 || (iface == 1 && ch <= 14) || (iface == 2 && ch >= 36);
+            const bool ok = kModuleChannels.count(ch) != 0 && band;
+            EXPECT_EQ(kestd_config_problem(cfg) == nullptr, ok)
+                << "interface " << iface << " channel " << ch;
+        }
+}
 
 } // namespace

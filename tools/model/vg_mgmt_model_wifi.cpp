@@ -15,13 +15,6 @@ constexpr name_value kAuth[] = {
 constexpr name_value kAclRule[] = {{"off", 0}, {"allow-listed", 1}, {"deny-listed", 2}};
 constexpr name_value kStationState[] = {{"disconnected", 0}, {"connecting", 1}, {"connected", 2}};
 
-bool channel_ok(uint64_t ch)
-{
-    return ch <= 14 || (ch >= 36 && ch <= 64 && ch % 2 == 0) ||
-           (ch >= 100 && ch <= 144 && ch % 2 == 0 && ch != 130) ||
-           (ch >= 149 && ch <= 161 && ch % 2 == 1) || ch == 165;
-}
-
 uint32_t auth_of(const uint8_t *rec)
 {
     uint32_t a;
@@ -110,7 +103,7 @@ std::vector<field> auth_fields()
 field channel_field()
 {
     field f = num("channel", 4, 4, 0, 165, "radio channel; 0 picks one (or follows the AP)");
-    f.allowed = channel_ok;
+    f.allowed = kest_wifi_channel_ok;
     f.range_text = "0, 1-14, 36-64 even, 100-128 even, 132-144 even, 149-161 odd, 165";
     return f;
 }
