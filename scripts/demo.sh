@@ -28,6 +28,8 @@ cleanup() {
 trap cleanup EXIT
 
 export VG_KEST_SOCKET=$work/kest.sock
+# The undo journal and history of these throw-away services stay with them.
+export VG_MGMT_STATE_DIR=$work/vg-mgmt
 "$kestd" --socket "$VG_KEST_SOCKET" --state "$work/state" >"$work/kestd.out" 2>"$work/kestd.err" &
 kestd_pid=$!
 for _ in $(seq 100); do

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -59,20 +60,33 @@ inline std::vector<std::string> with(std::vector<std::string> a, const std::vect
     return a;
 }
 
-// One kestd for the whole test program, its socket in VG_KEST_SOCKET.
+// One kestd for the whole test program, its socket in VG_KEST_SOCKET, and a
+// state folder of the program's own in VG_MGMT_STATE_DIR, so that what the
+// config verbs keep (locks, journals, history) never lands in the machine's.
 class Kestd : public ::testing::Environment {
 public:
     void SetUp() override
     {
         ASSERT_TRUE(kestd().start());
         ::setenv(KEST_SOCKET_ENV, kestd().socket_path().c_str(), 1);
+        char dir[] = "/tmp/vg-mgmt-test-state-XXXXXX";
+        ASSERT_NE(::mkdtemp(dir), nullptr);
+        state_dir_ = dir;
+        ::setenv("VG_MGMT_STATE_DIR", dir, 1);
     }
-    void TearDown() override { kestd().stop(); }
+    void TearDown() override
+    {
+        kestd().stop();
+        std::filesystem::remove_all(state_dir_);
+    }
     static e2e::kestd_process &kestd()
     {
         static e2e::kestd_process k;
         return k;
     }
+
+private:
+    std::string state_dir_;
 };
 
 // A handle of the library, for reading records behind the tool's back.
