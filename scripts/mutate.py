@@ -42,14 +42,16 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 # Which tests cover which part: (path prefix, build targets, ctest regex).
 # kestd's mutants meet its own tests and the ones that drive it whole: its
-# command line, and every command and event through the library.
+# command line, every command and event through the library, and the tool's
+# settings (with the factory configuration it keeps).
 PARTS = [
     ("src/", ["test_client", "test_wifi", "test_data_call", "test_network", "test_usb", "test_alloc"],
      r"^test_(client|wifi|data_call|network|usb|alloc)$"),
     ("host/kestd/", ["kestd", "kestctl", "test_kestd", "test_kestd_lan_rule", "test_kestd_check",
                      "test_kestd_admit", "test_kestd_messages", "test_e2e_commands",
-                     "test_e2e_events"],
-     r"^(test_kestd(_lan_rule|_check|_admit|_messages)?|kestctl_usage|test_e2e_(commands|events))$"),
+                     "test_e2e_events", "test_cli"],
+     r"^(test_kestd(_lan_rule|_check|_admit|_messages)?|kestctl_usage|test_e2e_(commands|events)"
+     r"|test_cli)$"),
 ]
 DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 

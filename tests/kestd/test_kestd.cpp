@@ -99,6 +99,23 @@ bytes tail(const T &rec)
     return bytes(b.begin() + 4, b.end());
 }
 
+// The SGMII port's state while enabled: auto-negotiation, speed and duplex in use.
+bytes sgmii_info(uint8_t autoneg, uint8_t speed, uint8_t duplex)
+{
+    network_sgmii_info_get_resp r{};
+    r.flag_a = r.flag_b = 1;
+    r.flag_c = autoneg;
+    r.byte_a = speed;
+    r.byte_b = duplex;
+    return tail(r);
+}
+
+network_snat_rule snat_rule(uint8_t host)
+{
+    return network_snat_rule{
+        ipv4(192, 168, 225, host), 80, static_cast<uint16_t>(8000 + host), 6, {}};
+}
+
 const std::vector<round_trip> &round_trips()
 {
     static const wifi_essid_get_resp essid = [] {
@@ -149,16 +166,33 @@ const std::vector<round_trip> &round_trips()
              r.entries[0] = network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}};
              return tail(r);
          }()},
-        // The DMZ host and SNAT rule above leave first: the new LAN does not hold them.
+        // A rule taken from the middle leaves the others in their order.
+        {"snat_delete_middle",
+         {{62, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})},
+          {61, raw(snat_rule(31))},
+          {61, raw(snat_rule(32))},
+          {61, raw(snat_rule(33))},
+          {62, raw(snat_rule(32))}},
+         63,
+         {},
+         [] {
+             network_snat_get_get_resp r{};
+             r.count = 2;
+             r.entries[0] = snat_rule(31);
+             r.entries[1] = snat_rule(33);
+             return tail(r);
+         }()},
+        // The DMZ host and SNAT rules above leave first: the new LAN does not hold them.
         {"lan",
-         {{52, {}},
-          {62, raw(network_snat_rule{ipv4(192, 168, 225, 30), 8080, 80, 6, {}})},
-          {59, raw(lan_block())}},
+         {{52, {}}, {62, raw(snat_rule(31))}, {62, raw(snat_rule(33))}, {59, raw(lan_block())}},
          60,
          {},
          raw(lan_block())},
         {"sgmii_enable", {{54, {5}}}, 55, {}, {1, 0}},
         {"sgmii_config", {{56, {0, 1, 0}}}, 57, {}, {0, 1, 0, 0}},
+        // In use: what auto-negotiation found (1000 Mb/s, full), else what was set.
+        {"sgmii_info_autoneg", {{54, {1}}, {56, {1, 0, 0}}}, 58, {}, sgmii_info(1, 2, 1)},
+        {"sgmii_info_fixed", {{54, {1}}, {56, {0, 1, 0}}}, 58, {}, sgmii_info(0, 1, 0)},
         {"ethernet_mode", {{64, raw(uint32_t{1})}}, 65, {}, raw(uint32_t{1})},
         {"usb_after_write_back",
          {{68, raw(usb_u32_setting_set_req{0, 2})}, {66, {}}},
@@ -352,6 +386,30 @@ const std::vector<refusal> &refusals()
         return r;
     }();
     return rows;
+}
+
+// A profile's PDP type offers its IP types only: 0 IPv4, 1 IPv6, 2 both.
+TEST_F(Kestd, ACallUpTakesTheIpTypesItsPdpTypeOffers)
+{
+    client c(svc.sock);
+    const struct {
+        uint8_t pdp, ip;
+        uint16_t error;
+    } rows[] = {{0, 0, 0},
+                {0, 1, KESTD_ERR_IP_TYPE_MISMATCH},
+                {1, 0, KESTD_ERR_IP_TYPE_MISMATCH},
+                {1, 1, 0},
+                {2, 0, 0},
+                {2, 1, 0}};
+    for (const auto &row : rows) {
+        data_call_apn_add_set_req add{};
+        add.pdp_type = row.pdp;
+        std::strcpy(add.apn_name, "internet");
+        const auto index =
+            c.get<data_call_apn_add_set_resp>(KEST_DATA_CALL_APN_ADD_SET, raw(add)).profile_index;
+        EXPECT_EQ(c.error_of(KEST_DATA_CALL_UP_SET, call_up(index, row.ip)), row.error)
+            << "pdp " << int{row.pdp} << " ip " << int{row.ip};
+    }
 }
 
 // The rows run in order on one service, each on state of its own.

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <set>
 
+#include "config_states.h"
 #include "vg_mgmt_model.h"
 
 namespace {
@@ -497,6 +498,19 @@ TEST(Values, LanGivenAndShownAsAddresses)
               r.out.find("gateway: 192.168.225.1\nnetmask: 255.255.255.0\ndhcp: on\n"))
         << r.out;
     EXPECT_NE(std::string::npos, run({"--raw", "network", "lan", "get"}).out.find("lan-word-a: "));
+}
+
+// The tool keeps kestd's factory configuration for the states that put
+// settings back to their defaults: a fresh kestd exports exactly that.
+TEST(Factory, AFreshServiceExportsTheDefaultsTheToolKeeps)
+{
+    e2e::kestd_process fresh;
+    ASSERT_TRUE(fresh.start());
+    const std::string service = std::getenv("VG_KEST_SOCKET"); // --socket changes it
+    const auto r = run({"--socket", fresh.socket_path(), "config", "export"});
+    ::setenv("VG_KEST_SOCKET", service.c_str(), 1);
+    ASSERT_EQ(0, r.status) << r.err;
+    EXPECT_EQ(json::parse(r.out), vgcfg::defaults_document());
 }
 
 } // namespace
