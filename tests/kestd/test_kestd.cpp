@@ -510,6 +510,21 @@ TEST_F(Kestd, StationsJoinAndLeaveThroughControl)
     EXPECT_EQ(app.get<wifi_sta_info_get_resp>(KEST_WIFI_STA_INFO_GET).num_sta, 0u);
 }
 
+// A lower maximum on one interface sends its newest stations away, and
+// only its own.
+TEST_F(Kestd, ALowerMaximumSendsTheNewestStationsAway)
+{
+    client ctl(svc.sock), app(svc.sock);
+    ctl.control("sta-join 1 02:aa:bb:cc:dd:01 first");
+    ctl.control("sta-join 1 02:aa:bb:cc:dd:02 second");
+    ctl.control("sta-join 2 02:aa:bb:cc:dd:03 other");
+    EXPECT_EQ(app.error_of(KEST_WIFI_MAX_NUM_STA_SET, {1, 1}), 0);
+    const auto list = app.get<wifi_sta_info_get_resp>(KEST_WIFI_STA_INFO_GET);
+    ASSERT_EQ(list.num_sta, 2u);
+    EXPECT_STREQ(list.stations[0].text, "first");
+    EXPECT_STREQ(list.stations[1].text, "other");
+}
+
 TEST_F(Kestd, StationStatusIndicatesAndReadsBack)
 {
     client ctl(svc.sock), app(svc.sock);
@@ -527,6 +542,12 @@ TEST_F(Kestd, StationStatusIndicatesAndReadsBack)
     EXPECT_EQ(app.error_of(KEST_WIFI_ACTIVE_SET, {3, 0}), 0);
     ASSERT_TRUE(app.indication(KEST_WIFI_STA_STATUS_IND, b));
     EXPECT_EQ(indication_as<wifi_sta_status_ind>(b).status, 0);
+    // While it is off it can only be disconnected.
+    int32_t status = 0;
+    ctl.control("sta-status 1", &status);
+    EXPECT_NE(status, 0);
+    ctl.control("sta-status 0", &status);
+    EXPECT_EQ(status, 0);
 }
 
 // ---------------------------------------------------------------------------
