@@ -146,11 +146,21 @@ def part_of(path):
 
 
 def run(cmd, timeout):
+    """The exit status, or None on a time-out. The command runs in a process
+    group of its own, which is killed when it ends: a mutant that makes a
+    service spin must not leave it running behind its test."""
+    proc = subprocess.Popen(cmd, cwd=ROOT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                            start_new_session=True)
     try:
-        return subprocess.run(cmd, cwd=ROOT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              timeout=timeout).returncode
+        return proc.wait(timeout=timeout)
     except subprocess.TimeoutExpired:
         return None
+    finally:
+        try:
+            os.killpg(proc.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        proc.wait()
 
 
 def configure(build):
