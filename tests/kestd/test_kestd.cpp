@@ -372,6 +372,17 @@ const std::vector<refusal> &refusals()
                      raw(ipv4(192, 168, 225, 10)),
                      KESTD_ERR_DUPLICATE});
         r.push_back({"usb_instance_1", {}, 74, raw(uint32_t{1}), KESTD_ERR_INVALID_INSTANCE});
+        r.push_back(
+            {"apn_list_type_3", {}, KEST_DATA_CALL_GET_APN_LIST_GET, {3}, KESTD_ERR_INVALID_VALUE});
+        r.push_back({"lan_gateway_is_the_network",
+                     {},
+                     59,
+                     [] {
+                         network_lan_config_block b = lan_block();
+                         b.lan_word_a = ipv4(10, 1, 0, 0);
+                         return raw(b);
+                     }(),
+                     KESTD_ERR_INVALID_ADDRESS});
         // Instance 1 is judged before the values, which are bad here too.
         r.push_back({"usb_id_instance_1",
                      {},
@@ -523,6 +534,9 @@ TEST_F(Kestd, ALowerMaximumSendsTheNewestStationsAway)
     ASSERT_EQ(list.num_sta, 2u);
     EXPECT_STREQ(list.stations[0].text, "first");
     EXPECT_STREQ(list.stations[1].text, "other");
+    int32_t status = 0;
+    ctl.control("sta-join 1 02:aa:bb:cc:dd:04 third", &status);
+    EXPECT_NE(status, 0) << "a station beyond the interface's maximum";
 }
 
 TEST_F(Kestd, StationStatusIndicatesAndReadsBack)
