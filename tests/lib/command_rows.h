@@ -105,18 +105,43 @@ inline constexpr auto kRows = [] {
     return rows;
 }();
 
-inline uint32_t value_size(uint32_t domain)
+// What a domain's handlers and dispatcher share: the value buffer's size, the
+// prefix of its handlers' names, the line of a null value, the dispatcher's
+// word for the domain, and what a direction without a handler does.
+using dispatch_fn = int32_t (*)(mgmt_client *, uint32_t, uint32_t, void *);
+struct domain_row {
+    uint32_t domain;
+    uint32_t size;
+    const char *prefix;
+    const char *null_text;
+    const char *word; // "cannot found %d <word> command"
+    dispatch_fn dispatch;
+    bool null_handler_sets_errno;
+    bool has_last_row; // the table ends in a row of id -1
+};
+inline constexpr domain_row kDomains[] = {
+    {W, MGMT_WIFI_VALUE_SIZE, "wifi_", "the wifi params is null", "WiFi", wifi_command_handle,
+     false, true},
+    {D, MGMT_DATA_CALL_VALUE_SIZE, "data_call_", "the data call params is null", "Data Call",
+     data_call_command_handle, true, false},
+    {N, MGMT_NETWORK_VALUE_SIZE, "network_", "the network params is null", "network",
+     network_command_handle, true, false},
+    {U, MGMT_USB_VALUE_SIZE, "usb_", "NULL params", "Usb", usb_command_handle, false, true},
+};
+constexpr const domain_row &domain_of(uint32_t domain)
 {
-    switch (domain) {
-    case MGMT_DOMAIN_WIFI:
-        return MGMT_WIFI_VALUE_SIZE;
-    case MGMT_DOMAIN_NETWORK:
-        return MGMT_NETWORK_VALUE_SIZE;
-    case MGMT_DOMAIN_DATA_CALL:
-        return MGMT_DATA_CALL_VALUE_SIZE;
-    default:
-        return MGMT_USB_VALUE_SIZE;
-    }
+    for (const domain_row &d : kDomains)
+        if (d.domain == domain)
+            return d;
+    return kDomains[0];
+}
+
+// Runs a row's command through the router with a buffer of its domain's size.
+inline int32_t run(mgmt_client *h, const command_row &r, void *value)
+{
+    const uint32_t cmd = MGMT_COMMAND(r.domain, r.id), size = domain_of(r.domain).size;
+    return r.flag == S ? vg_mgmt_client_set(h, cmd, value, size)
+                       : vg_mgmt_client_get(h, cmd, value, size);
 }
 
 } // namespace vg_rows

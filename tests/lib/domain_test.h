@@ -1,43 +1,59 @@
-// The fixture of a domain's handler tests: an open handle on the fake
-// platform, an error number of 1234 that failures must overwrite and
-// successes must keep, and a value buffer of the domain's size filled with a
-// pattern, so a test can see every byte a call touched.
+// The fixture of the domains' particular tests: an open handle whose events
+// are captured, an error number of 1234 that successes must keep, and a
+// patterned buffer, so a test can see every byte a call touched.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include "command_rows.h"
 #include "fake_platform.h"
 
-template <uint32_t Domain, uint32_t Size>
+struct captured_event {
+    uint32_t id;
+    std::vector<uint8_t> bytes;
+};
+inline std::vector<captured_event> g_events;
+inline int32_t capture(uint32_t id, const void *rec, uint32_t size)
+{
+    const auto *b = static_cast<const uint8_t *>(rec);
+    g_events.push_back({id, std::vector<uint8_t>(b, b + size)});
+    return 0;
+}
+
 class DomainTest : public ::testing::Test {
 protected:
-    explicit DomainTest(mgmt_event_cb cb = nullptr) : cb_(cb) {}
-
     void SetUp() override
     {
-        h = fake::open_handle(cb_);
+        h = fake::open_handle(capture);
+        g_events.clear();
         fake::g().logs.clear();
         vg_mgmt_set_errno(1234);
     }
     void TearDown() override { vg_mgmt_client_close(h); }
 
-    int32_t run(uint32_t flag, uint32_t id, void *value)
+    // Runs a command on the buffer (size 0 passes the router for any domain).
+    int32_t set(uint32_t domain, uint32_t id)
     {
-        const uint32_t cmd = MGMT_COMMAND(Domain, id);
-        return flag == MGMT_OPT_SET ? vg_mgmt_client_set(h, cmd, value, Size)
-                                    : vg_mgmt_client_get(h, cmd, value, Size);
+        return vg_mgmt_client_set(h, MGMT_COMMAND(domain, id), buf.data(), 0);
     }
-    int32_t set(uint32_t id) { return run(MGMT_OPT_SET, id, buf.data()); }
-    int32_t get(uint32_t id) { return run(MGMT_OPT_GET, id, buf.data()); }
+    int32_t get(uint32_t domain, uint32_t id)
+    {
+        return vg_mgmt_client_get(h, MGMT_COMMAND(domain, id), buf.data(), 0);
+    }
     template <class T>
-    T &record()
+    T &rec()
     {
         return *reinterpret_cast<T *>(buf.data());
     }
+    // The buffer from the given byte on is as it was.
+    bool kept_from(size_t at, const std::vector<uint8_t> &before) const
+    {
+        return std::equal(buf.begin() + static_cast<std::ptrdiff_t>(at), buf.end(),
+                          before.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    static std::string last() { return fake::logs().back().text; }
+    static std::vector<uint8_t> req() { return fake::last_sent().req; }
 
     mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = fake::patterned(Size);
-
-private:
-    mgmt_event_cb cb_;
+    std::vector<uint8_t> buf = fake::patterned(MGMT_WIFI_VALUE_SIZE);
 };

@@ -1,4 +1,4 @@
-// Connection, error number, indication routing, router and dispatchers.
+// Connection, error number, indication routing and the router.
 #include <algorithm>
 #include <chrono>
 #include <thread>
@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "fake_platform.h"
-#include "kest_commands.h"
 
 using fake::g;
 
@@ -209,16 +208,6 @@ TEST(OpenWait, TenRealWaitsTakeFiveSeconds)
     EXPECT_EQ(vg_mgmt_get_errno(), 5);
 }
 
-TEST(Close, NullHandleOnlyLogs)
-{
-    vg_mgmt_client_close(nullptr);
-    const auto lines = fake::logs();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].fmt, "destroy handle %p");
-    EXPECT_EQ(lines[0].level, 4);
-    EXPECT_TRUE(g().calls.empty());
-}
-
 // ---------------------------------------------------------------------------
 // Error number
 
@@ -375,174 +364,5 @@ TEST_F(Router, SizeMustBeTheDomainsOrZero)
     }
     EXPECT_EQ(fake::sent_count(), 0u);
 }
-
-TEST_F(Router, SizeZeroAndTheDomainsSizeReachTheDispatcher)
-{
-    const uint32_t sizes[][2] = {{1, 5000}, {3, 392}, {6, 416}, {7, 92}};
-    for (const auto &s : sizes)
-        for (uint32_t size : {s[1], 0u}) {
-            g().logs.clear();
-            vg_mgmt_client_get(h, MGMT_COMMAND(s[0], 0x7777), buf.data(), size);
-            EXPECT_EQ(vg_mgmt_get_errno(), -2);
-            EXPECT_TRUE(fake::logs().back().text.starts_with("cannot found 30583"));
-        }
-}
-
-TEST_F(Router, NullValueReachesTheHandler)
-{
-    EXPECT_EQ(vg_mgmt_client_get(h, MGMT_COMMAND(1, WIFI_CMD_WORK_MODE), nullptr, 0), -1);
-    EXPECT_EQ(vg_mgmt_get_errno(), 2);
-    EXPECT_EQ(fake::logs().back().text, "the wifi params is null");
-    EXPECT_EQ(fake::logs().back().func, "wifi_work_mode_get");
-}
-
-// ---------------------------------------------------------------------------
-// Dispatchers
-
-using dispatch_fn = int32_t (*)(mgmt_client *, uint32_t, uint32_t, void *);
-
-struct DomainInfo {
-    const char *name;
-    dispatch_fn dispatch;
-    const char *file;
-    const char *func;
-    const char *word;             // as in "cannot found %d <word> command"
-    kest_command_table described; // ids 1..n of its commands are in the table
-    bool null_handler_sets_errno;
-    bool has_last_row;
-
-    uint32_t ids() const
-    {
-        uint32_t n = 0;
-        for (size_t i = 0; i < described.count; ++i)
-            n = std::max(n, described.rows[i].command);
-        return n;
-    }
-    // The (id, flag) pairs of the table without a handler: the directions
-    // that no command description has.
-    std::vector<std::pair<uint32_t, uint32_t>> missing() const
-    {
-        std::vector<std::pair<uint32_t, uint32_t>> out;
-        for (uint32_t id = 1; id <= ids(); ++id)
-            for (uint32_t flag : {MGMT_OPT_SET, MGMT_OPT_GET})
-                if (kest_command_find(described.rows[0].domain, id, flag) == nullptr)
-                    out.emplace_back(id, flag);
-        return out;
-    }
-};
-
-// Failures name the domain, not the bytes of its row.
-void PrintTo(const DomainInfo &d, std::ostream *os)
-{
-    *os << d.name;
-}
-
-const DomainInfo kDomainsInfo[] = {
-    {"wifi", wifi_command_handle, "vg_mgmt_wifi", "wifi_command_handle", "WiFi", kCommandTables[0],
-     false, true},
-    {"data_call", data_call_command_handle, "vg_mgmt_data_call", "data_call_command_handle",
-     "Data Call", kCommandTables[1], true, false},
-    {"network", network_command_handle, "vg_mgmt_network", "network_command_handle", "network",
-     kCommandTables[2], true, false},
-    {"usb", usb_command_handle, "vg_mgmt_usb", "usb_command_handle", "Usb", kCommandTables[3],
-     false, true},
-};
-
-class Dispatchers : public ::testing::TestWithParam<DomainInfo> {
-protected:
-    void SetUp() override
-    {
-        h = fake::open_handle();
-        g().logs.clear();
-    }
-    void TearDown() override { vg_mgmt_client_close(h); }
-    mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = std::vector<uint8_t>(5000);
-};
-
-TEST_P(Dispatchers, IdsOutsideTheTableAreNotFoundWhateverTheFlag)
-{
-    const DomainInfo &d = GetParam();
-    for (uint32_t id : {0u, d.ids() + 1, 65535u})
-        for (uint32_t flag : {0u, 1u, 2u, 3u}) {
-            g().logs.clear();
-            vg_mgmt_set_errno(0);
-            EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), -1);
-            EXPECT_EQ(vg_mgmt_get_errno(), -2);
-            const auto lines = fake::logs();
-            ASSERT_EQ(lines.size(), 1u);
-            EXPECT_EQ(lines[0].text,
-                      "cannot found " + std::to_string(id) + " " + d.word + " command");
-            EXPECT_EQ(lines[0].level, 2);
-            EXPECT_EQ(lines[0].func, d.func);
-            EXPECT_EQ(lines[0].file, d.file);
-        }
-}
-
-TEST_P(Dispatchers, KnownIdWithABadFlagLogsTheFindFirst)
-{
-    const DomainInfo &d = GetParam();
-    for (uint32_t id = 1; id <= d.ids(); ++id)
-        for (uint32_t flag : {0u, 3u}) {
-            g().logs.clear();
-            vg_mgmt_set_errno(0);
-            EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), -1);
-            EXPECT_EQ(vg_mgmt_get_errno(), -2);
-            const auto lines = fake::logs();
-            ASSERT_EQ(lines.size(), 2u);
-            EXPECT_EQ(lines[0].text, "found " + std::string(d.word) + " command " +
-                                         std::to_string(id) + ", command flag " +
-                                         std::to_string(flag));
-            EXPECT_EQ(lines[0].level, 4);
-            EXPECT_EQ(lines[1].text, std::to_string(flag) + " invalid command flag");
-            EXPECT_EQ(lines[1].level, 2);
-            EXPECT_EQ(lines[1].func, d.func);
-            EXPECT_EQ(lines[1].file, d.file);
-        }
-    EXPECT_EQ(fake::sent_count(), 0u);
-}
-
-TEST_P(Dispatchers, MissingDirectionEndsInTheDispatcher)
-{
-    const DomainInfo &d = GetParam();
-    for (const auto &[id, flag] : d.missing()) {
-        g().logs.clear();
-        vg_mgmt_set_errno(1234);
-        EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), -1);
-        EXPECT_EQ(vg_mgmt_get_errno(), d.null_handler_sets_errno ? -2 : 1234) << id;
-        const auto lines = fake::logs();
-        ASSERT_EQ(lines.size(), 2u);
-        EXPECT_EQ(lines[1].text, "command " + std::to_string(id) + " function is null");
-        EXPECT_EQ(lines[1].level, 2);
-        EXPECT_EQ(lines[1].func, d.func);
-        EXPECT_EQ(lines[1].file, d.file);
-    }
-    EXPECT_EQ(fake::sent_count(), 0u);
-}
-
-TEST_P(Dispatchers, TheMinusOneRowIsARowLikeTheOthers)
-{
-    const DomainInfo &d = GetParam();
-    for (uint32_t flag : {1u, 2u}) {
-        g().logs.clear();
-        vg_mgmt_set_errno(0);
-        EXPECT_EQ(d.dispatch(h, flag, 0xffffffffu, buf.data()), -1);
-        const auto lines = fake::logs();
-        if (d.has_last_row) {
-            ASSERT_EQ(lines.size(), 2u);
-            EXPECT_EQ(lines[0].text, "found " + std::string(d.word) + " command -1, command flag " +
-                                         std::to_string(flag));
-            EXPECT_EQ(lines[1].text, "command -1 function is null");
-            EXPECT_EQ(lines[1].file, d.file);
-            EXPECT_EQ(vg_mgmt_get_errno(), 0);
-        } else {
-            ASSERT_EQ(lines.size(), 1u);
-            EXPECT_EQ(lines[0].text, "cannot found -1 " + std::string(d.word) + " command");
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Domains, Dispatchers, ::testing::ValuesIn(kDomainsInfo),
-                         [](const auto &p) { return std::string(p.param.name); });
 
 } // namespace
