@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "fake_platform.h"
+#include "domain_test.h"
 
 using fake::g;
 
@@ -227,18 +227,6 @@ TEST(ErrorNumber, BelongsToItsThread)
 
 // ---------------------------------------------------------------------------
 // Indication routing
-
-struct captured_event {
-    uint32_t id;
-    std::vector<uint8_t> bytes;
-};
-std::vector<captured_event> g_events;
-int32_t capture(uint32_t id, const void *event, uint32_t size)
-{
-    const auto *b = static_cast<const uint8_t *>(event);
-    g_events.push_back({id, std::vector<uint8_t>(b, b + size)});
-    return 0;
-}
 
 TEST(Indications, RoutedById)
 {

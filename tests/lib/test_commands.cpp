@@ -30,6 +30,14 @@ bool is_transport(const fake::log_line &l)
     return l.text.starts_with("qmi_client_send_msg_sync(");
 }
 
+// A transport line with the given end was logged.
+bool logged_transport(const std::string &tail)
+{
+    const auto lines = fake::logs();
+    return std::ranges::any_of(
+        lines, [&](const fake::log_line &l) { return is_transport(l) && l.text.ends_with(tail); });
+}
+
 // Queues a patterned answer of the row's response length with the status.
 void answer(const command_row &r, uint16_t result, uint16_t error)
 {
@@ -122,8 +130,8 @@ TEST_F(Commands, SendTheirDescribedMessage)
 // The commands that judge an answer by its error rather than its result.
 bool judged_by_error(const command_row &r)
 {
-    return r.domain == D && (r.id == DATA_CALL_CMD_UP || r.id == DATA_CALL_CMD_DOWN ||
-                             r.id == DATA_CALL_CMD_INFO);
+    return r.domain == D &&
+           (r.id == DATA_CALL_CMD_UP || r.id == DATA_CALL_CMD_DOWN || r.id == DATA_CALL_CMD_INFO);
 }
 
 // A refusal passes the service's error on, a failed send leaves error 0; both
@@ -141,16 +149,14 @@ TEST_F(Commands, PassTheServiceErrorOnAndLeaveTheRecord)
         EXPECT_TRUE(fake::logs().back().text.ends_with(": error 77")) << fake::logs().back().text;
         EXPECT_EQ(fake::logs().back().level, 1);
         EXPECT_EQ(fake::logs().back().func, name);
+        EXPECT_TRUE(logged_transport("): error 0 result 1"));
         EXPECT_EQ(buf, before);
 
         fake::reply_send_failure(-3);
         EXPECT_EQ(call(r, buf.data()), -1);
         EXPECT_EQ(vg_mgmt_get_errno(), 0);
-        const auto lines = fake::logs();
-        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const fake::log_line &l) {
-            return is_transport(l) && l.text.ends_with("): error -3 result 0");
-        }));
-        EXPECT_TRUE(lines.back().text.ends_with(": error 0")) << lines.back().text;
+        EXPECT_TRUE(logged_transport("): error -3 result 0"));
+        EXPECT_TRUE(fake::logs().back().text.ends_with(": error 0")) << fake::logs().back().text;
         EXPECT_EQ(buf, before);
 
         const bool by_error = judged_by_error(r);
@@ -307,8 +313,9 @@ TEST_F(Commands, DispatchersRefuseBadFlagsAndMissingDirections)
                 EXPECT_EQ(lines[0].text, "found " + std::string(d.word) + " command " + n +
                                              ", command flag " + std::to_string(flag));
                 EXPECT_EQ(lines[0].level, 4);
-                EXPECT_EQ(lines[1].text, known_flag ? "command " + n + " function is null"
-                                                    : std::to_string(flag) + " invalid command flag");
+                EXPECT_EQ(lines[1].text, known_flag
+                                             ? "command " + n + " function is null"
+                                             : std::to_string(flag) + " invalid command flag");
                 EXPECT_EQ(lines[1].level, 2);
             }
     }
