@@ -255,17 +255,17 @@ extern "C" qmi_client_error_type qmi_client_init(qmi_service_info *, qmi_idl_ser
     return 0;
 }
 
-extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_handle,
-                                                          uint32_t msg_id, const void *req,
-                                                          uint32_t req_len, void *resp,
-                                                          uint32_t resp_len, uint32_t timeout_msecs)
+extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type, uint32_t msg_id,
+                                                          const void *req, uint32_t req_len,
+                                                          void *resp, uint32_t resp_len,
+                                                          uint32_t timeout_msecs)
 {
     const fake::platform_scope scope;
     auto &s = g();
     fake::reply r;
     {
         std::lock_guard lock(s.mu);
-        fake::sent_msg m{user_handle, msg_id, req == nullptr, {}, req_len, resp_len, timeout_msecs};
+        fake::sent_msg m{msg_id, req == nullptr, {}, req_len, resp_len, timeout_msecs};
         if (req != nullptr)
             m.req.assign(static_cast<const uint8_t *>(req),
                          static_cast<const uint8_t *>(req) + req_len);
@@ -280,8 +280,8 @@ extern "C" qmi_client_error_type qmi_client_send_msg_sync(qmi_client_type user_h
     return r.rc;
 }
 
-extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type user_handle, int kind,
-                                                           uint32_t msg_id, const void *src,
+extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type, int kind,
+                                                           uint32_t msg_id, const void *,
                                                            uint32_t src_len, void *dst,
                                                            uint32_t dst_len)
 {
@@ -290,7 +290,7 @@ extern "C" qmi_client_error_type qmi_client_message_decode(qmi_client_type user_
     fake::reply r;
     {
         std::lock_guard lock(s.mu);
-        s.decodes.push_back({user_handle, kind, msg_id, src, src_len, dst_len});
+        s.decodes.push_back({kind, msg_id, src_len, dst_len});
         if (!s.decode_replies.empty()) {
             r = std::move(s.decode_replies.front());
             s.decode_replies.pop_front();

@@ -21,7 +21,6 @@ namespace fake {
 
 // One qmi_client_send_msg_sync call.
 struct sent_msg {
-    qmi_client_type client;
     uint32_t msg_id;
     bool req_null;
     std::vector<uint8_t> req; // the request bytes as they went out
@@ -49,10 +48,8 @@ struct log_line {
 };
 
 struct decode_call {
-    qmi_client_type user_handle;
     int kind;
     uint32_t msg_id;
-    const void *src;
     uint32_t src_len;
     uint32_t dst_len;
 };
@@ -105,30 +102,27 @@ struct state {
 state &g();
 void reset();
 
+// A record's bytes as an answer with the given return code.
+template <class T>
+reply bytes_of(const T &record, int rc)
+{
+    reply r{rc, std::vector<uint8_t>(sizeof record)};
+    std::memcpy(r.bytes.data(), &record, sizeof record);
+    return r;
+}
 // Queues the answer to the next send: the record's bytes, or a bare status.
 template <class Resp>
 void reply_with(const Resp &resp, int rc = 0)
 {
-    reply r;
-    r.rc = rc;
-    r.bytes.resize(sizeof resp);
-    std::memcpy(r.bytes.data(), &resp, sizeof resp);
-    std::lock_guard lock(g().mu);
-    g().replies.push_back(std::move(r));
+    g().replies.push_back(bytes_of(resp, rc));
 }
 void reply_status(uint16_t result, uint16_t error, int rc = 0);
 void reply_send_failure(int rc); // the transport fails and writes nothing
-
 // Queues what the next decode writes into its destination.
 template <class Ind>
 void decode_with(const Ind &ind, int rc = 0)
 {
-    reply r;
-    r.rc = rc;
-    r.bytes.resize(sizeof ind);
-    std::memcpy(r.bytes.data(), &ind, sizeof ind);
-    std::lock_guard lock(g().mu);
-    g().decode_replies.push_back(std::move(r));
+    g().decode_replies.push_back(bytes_of(ind, rc));
 }
 
 // The request of a recorded send as its wire record.

@@ -91,7 +91,8 @@ protected:
     {
         const uint32_t v = f.width == 4 ? static_cast<uint32_t>(value)
                                         : static_cast<uint32_t>(value & ((1u << 8 * f.width) - 1));
-        const bool ok = (v >= f.range.min && v <= f.range.max) || (f.also_ok != 0 && v == f.also_ok);
+        const bool ok =
+            (v >= f.range.min && v <= f.range.max) || (f.also_ok != 0 && v == f.also_ok);
         const std::string text = [&] {
             char line[160];
             snprintf(line, sizeof line, f.refusal, static_cast<int32_t>(v));
@@ -149,8 +150,13 @@ TEST_F(Ranges, EveryTestedFieldAtItsEdges)
 // and a listed channel beyond 16 bits, are refused.
 TEST_F(Ranges, ChannelsOfTheListAndNoOther)
 {
-    const field f{W, WIFI_CMD_CHANNEL, S, AT(wifi_channel_params, channel),
-                  AT(wifi_channel_set_req, channel), {0, 0}, "Invalid WiFi index 1 channel parameters %d"};
+    const field f{W,
+                  WIFI_CMD_CHANNEL,
+                  S,
+                  AT(wifi_channel_params, channel),
+                  AT(wifi_channel_set_req, channel),
+                  {0, 0},
+                  "Invalid WiFi index 1 channel parameters %d"};
     for (uint16_t c : kWifiChannels) {
         for (uint64_t v : {uint64_t{c} - 1, uint64_t{c}, uint64_t{c} + 1, uint64_t{c} + 0x10000}) {
             const auto w = static_cast<uint32_t>(v);
