@@ -23,6 +23,9 @@
 #include <vector>
 
 #include "kest_frame_io.h"
+#include "kest_wire.h"
+#include "qmi_cci_host.h"
+#include "vg_manager_msgr.h"
 
 namespace vg_test {
 using namespace std::chrono_literals;
@@ -227,6 +230,23 @@ inline bool transport_threads_become(int n)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+inline qmi_idl_service_object_type service_object()
+{
+    return vg_manager_msgr_get_service_object_internal_v01(1, 1, 6);
+}
+
+// A client of the service found on g_socket, its indications to `cb`.
+inline qmi_client_type connect_client(qmi_client_ind_cb cb = nullptr, void *data = nullptr)
+{
+    qmi_service_info list[2]{};
+    uint32_t entries = 2;
+    uint32_t services = 0;
+    EXPECT_EQ(0, qmi_client_get_service_list(service_object(), list, &entries, &services));
+    qmi_client_type client = nullptr;
+    EXPECT_EQ(0, qmi_client_init(&list[0], service_object(), cb, data, nullptr, &client));
+    return client;
 }
 
 // A fresh folder for the socket, named to the transport by the environment.

@@ -9,26 +9,12 @@
 #include <mutex>
 #include <string>
 
-#include "qmi_cci_host.h"
 #include "scripted_service.h"
-#include "vg_manager_msgr.h"
 
 namespace {
 using namespace vg_test;
 
 constexpr uint32_t kSent = 3000;
-
-qmi_client_type connect_client(qmi_client_ind_cb cb, void *data)
-{
-    qmi_idl_service_object_type object = vg_manager_msgr_get_service_object_internal_v01(1, 1, 6);
-    qmi_service_info list[1]{};
-    uint32_t entries = 1;
-    uint32_t services = 0;
-    EXPECT_EQ(0, qmi_client_get_service_list(object, list, &entries, &services));
-    qmi_client_type client = nullptr;
-    EXPECT_EQ(0, qmi_client_init(&list[0], object, cb, data, nullptr, &client));
-    return client;
-}
 
 // A callback that holds the first indication until it is let go.
 struct SlowCallback {
@@ -83,7 +69,7 @@ TEST(IndicationLoss, DropsBehindASlowCallbackAreReportedWithTheirCount)
         c.answer(f, nullptr, 0);
         for (uint32_t seq = 0; f.h.msg_id == 1 && seq < kSent; ++seq) {
             const uint32_t payload[4] = {seq, 0, 0, 0};
-            if (!c.indicate(33, payload, sizeof payload))
+            if (!c.indicate(KEST_WIFI_AP_STA_IND, payload, sizeof payload))
                 return;
         }
     });

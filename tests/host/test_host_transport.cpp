@@ -11,32 +11,14 @@
 #include <vector>
 
 #include "impostor.h"
-#include "qmi_cci_host.h"
 #include "scripted_service.h"
-#include "vg_manager_msgr.h"
 
 namespace {
 using namespace vg_test;
 
-qmi_idl_service_object_type service_object()
-{
-    return vg_manager_msgr_get_service_object_internal_v01(1, 1, 6);
-}
-
 int probe(uint32_t *num_services = nullptr)
 {
     return qmi_client_get_service_list(service_object(), nullptr, nullptr, num_services);
-}
-
-qmi_client_type connect_client(qmi_client_ind_cb cb = nullptr, void *data = nullptr)
-{
-    qmi_service_info list[2]{};
-    uint32_t entries = 2;
-    uint32_t services = 0;
-    EXPECT_EQ(0, qmi_client_get_service_list(service_object(), list, &entries, &services));
-    qmi_client_type client = nullptr;
-    EXPECT_EQ(0, qmi_client_init(&list[0], service_object(), cb, data, nullptr, &client));
-    return client;
 }
 
 // ---------------------------------------------------------------------------
@@ -464,10 +446,11 @@ struct Recorder {
     }
 };
 
-constexpr uint32_t kIndIds[] = {32, 33, 43};
+constexpr uint32_t kIndIds[] = {KEST_WIFI_STA_STATUS_IND, KEST_WIFI_AP_STA_IND,
+                                KEST_DATA_CALL_STATUS_IND};
 
 // On message 1: answers, then sends `count` indications numbered from 0,
-// ids cycling through 32, 33, 43; count 0 sends until the client is gone.
+// cycling through the indications' ids; count 0 sends until the client is gone.
 Script indications_after_answer(uint32_t count)
 {
     return [count](Conn &c, const Frame &f) {
@@ -547,7 +530,7 @@ TEST(Indications, CallbackMaySendOnItsClientButNotReleaseIt)
         const uint8_t resp[4] = {0x42, 0, 0, 0};
         c.answer(f, resp, sizeof resp);
         if (f.h.msg_id == 1)
-            c.indicate(32, resp, sizeof resp);
+            c.indicate(KEST_WIFI_STA_STATUS_IND, resp, sizeof resp);
     });
     Reentrant r;
     r.client = connect_client(Reentrant::cb, &r);

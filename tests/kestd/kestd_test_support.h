@@ -38,16 +38,6 @@ bytes raw(const T &rec)
     return bytes(p, p + sizeof rec);
 }
 
-// The request that adds an APN profile of PDP type 2 with this name.
-inline bytes apn_add(uint8_t type, const char *apn)
-{
-    data_call_apn_add_set_req r{};
-    r.profile_type = type;
-    r.pdp_type = 2;
-    std::strcpy(r.apn_name, apn);
-    return raw(r);
-}
-
 inline uint32_t ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
 {
     const uint8_t v[4] = {a, b, c, d};
@@ -158,11 +148,10 @@ struct frame {
 };
 
 // One connection; indications that arrive while it waits for an answer are
-// kept for later.
+// passed over (the end-to-end tests look at them).
 struct client {
     int fd = -1;
     uint32_t txn = 0;
-    std::vector<frame> indications;
 
     explicit client(const std::string &path) : fd(kestd_connect(path)) {}
     ~client()
@@ -183,8 +172,6 @@ struct client {
         while (kest_read_frame(fd, f.h, f.payload, timeout_ms)) {
             if (f.h.kind == KEST_FRAME_RESPONSE && f.h.txn == t && f.h.msg_id == id)
                 return f;
-            if (f.h.kind == KEST_FRAME_INDICATION)
-                keep_indication(f);
         }
         return frame{};
     }
@@ -230,31 +217,6 @@ struct client {
         return text;
     }
 
-    // An indication answers no request: its transaction is 0.
-    void keep_indication(const frame &f)
-    {
-        EXPECT_EQ(f.h.txn, 0u) << "indication " << f.h.msg_id;
-        indications.push_back(f);
-    }
-
-    // The next indication of `id`, from those kept or from the socket.
-    bool indication(uint32_t id, bytes &payload, int timeout_ms = 1000)
-    {
-        for (;;) {
-            for (auto it = indications.begin(); it != indications.end(); ++it)
-                if (it->h.msg_id == id) {
-                    payload = it->payload;
-                    indications.erase(it);
-                    return true;
-                }
-            frame f;
-            if (!kest_read_frame(fd, f.h, f.payload, timeout_ms))
-                return false;
-            if (f.h.kind == KEST_FRAME_INDICATION)
-                keep_indication(f);
-        }
-    }
-
     // True when the service closed this connection.
     bool closed_by_peer(int timeout_ms = 2000)
     {
@@ -283,14 +245,5 @@ protected:
     }
     service svc;
 };
-
-template <class T>
-T indication_as(const bytes &b)
-{
-    T rec{};
-    EXPECT_EQ(b.size(), sizeof rec);
-    std::memcpy(&rec, b.data(), std::min(b.size(), sizeof rec));
-    return rec;
-}
 
 } // namespace kestd_test

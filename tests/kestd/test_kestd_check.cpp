@@ -6,8 +6,10 @@
 #include <cstring>
 #include <string>
 
+#include "kest_commands.h"
 #include "kestd_state.h"
 #include "module_channels.h"
+#include "module_factory.h"
 
 namespace {
 
@@ -18,6 +20,19 @@ struct check_row {
     damage change;
     const char *problem; // nullptr: still a good state
 };
+
+std::string bytes_of(uint8_t a, uint8_t b, uint8_t c, uint8_t d, uint8_t e)
+{
+    return {char(a), char(b), char(c), char(d), char(e)};
+}
+
+uint32_t ipv4(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
+{
+    const uint8_t v[4] = {a, b, c, d};
+    uint32_t w;
+    std::memcpy(&w, v, 4);
+    return w;
+}
 
 void fill(char *text, size_t size, char c)
 {
@@ -51,8 +66,8 @@ const char kHex64[] = "0123456789abcdef0123456789abcdef0123456789abcdef012345678
 // clang-format off
 const check_row kRows[] = {
     {"factory", [](kestd_config &) {}, nullptr},
-    {"work_mode_max", [](kestd_config &c) { c.work_mode = 4; }, nullptr},
-    {"work_mode_over", [](kestd_config &c) { c.work_mode = 5; }, kGlobal},
+    {"work_mode_max", [](kestd_config &c) { c.work_mode = kWorkModeRange.max; }, nullptr},
+    {"work_mode_over", [](kestd_config &c) { c.work_mode = kWorkModeRange.max + 1; }, kGlobal},
     {"enable_2", [](kestd_config &c) { c.wifi_enable = 2; }, kGlobal},
     {"country_digit", [](kestd_config &c) { c.country_code[0] = '1'; }, kGlobal},
     {"country_short", [](kestd_config &c) { c.country_code[1] = '\0'; }, kGlobal},
@@ -91,14 +106,15 @@ const check_row kRows[] = {
     {"channel_14_on_5ghz", [](kestd_config &c) { c.iface[1].channel = 14; }, kChannel},
     {"channel_165_on_5ghz", [](kestd_config &c) { c.iface[1].channel = 165; }, nullptr},
     {"channel_on_station", [](kestd_config &c) { c.iface[2].channel = 1; }, kChannel},
-    {"mode_max", [](kestd_config &c) { c.iface[0].mode = 5; }, nullptr},
-    {"mode_over", [](kestd_config &c) { c.iface[0].mode = 6; }, kRadio},
-    {"bandwidth_over", [](kestd_config &c) { c.iface[1].bandwidth = 4; }, kRadio},
+    {"mode_max", [](kestd_config &c) { c.iface[0].mode = kWifiModeRange.max; }, nullptr},
+    {"mode_over", [](kestd_config &c) { c.iface[0].mode = kWifiModeRange.max + 1; }, kRadio},
+    {"bandwidth_max", [](kestd_config &c) { c.iface[1].bandwidth = kBandwidthRange.max; }, nullptr},
+    {"bandwidth_over", [](kestd_config &c) { c.iface[1].bandwidth = kBandwidthRange.max + 1; }, kRadio},
     {"max_sta_0", [](kestd_config &c) { c.iface[2].max_num_sta = 0; }, kRadio},
-    {"max_sta_16", [](kestd_config &c) { c.iface[2].max_num_sta = 16; }, nullptr},
-    {"max_sta_17", [](kestd_config &c) { c.iface[2].max_num_sta = 17; }, kRadio},
-    {"rssi_95", [](kestd_config &c) { c.iface[0].rssi = 95; }, nullptr},
-    {"rssi_96", [](kestd_config &c) { c.iface[0].rssi = 96; }, kRadio},
+    {"max_sta_max", [](kestd_config &c) { c.iface[2].max_num_sta = WIFI_STA_INFO_MAX; }, nullptr},
+    {"max_sta_over", [](kestd_config &c) { c.iface[2].max_num_sta = WIFI_STA_INFO_MAX + 1; }, kRadio},
+    {"rssi_max", [](kestd_config &c) { c.iface[0].rssi = kRssiRange.max; }, nullptr},
+    {"rssi_over", [](kestd_config &c) { c.iface[0].rssi = kRssiRange.max + 1; }, kRadio},
     {"acl_rule_2", [](kestd_config &c) { c.iface[0].acl_rule = 2; }, nullptr},
     {"acl_rule_3", [](kestd_config &c) { c.iface[0].acl_rule = 3; }, kRadio},
     {"ssid_hide_2", [](kestd_config &c) { c.iface[0].ssid_hide = 2; }, kRadio},
@@ -119,8 +135,8 @@ const check_row kRows[] = {
     {"apn_name_unterminated", [](kestd_config &c) { fill(c.apn[0][1].apn_name, 151, 'a'); }, "APN profile text not terminated"},
     {"apn_user_unterminated", [](kestd_config &c) { fill(c.apn[0][1].username, 128, 'a'); }, "APN profile text not terminated"},
     {"apn_password_unterminated", [](kestd_config &c) { fill(c.apn[0][1].password, 128, 'a'); }, "APN profile text not terminated"},
-    {"default_id_24", [](kestd_config &c) { c.apn[0][24].used = 1; c.default_id = 24; }, nullptr},
-    {"default_id_25", [](kestd_config &c) { c.default_id = 25; }, "default profile damaged"},
+    {"default_id_max", [](kestd_config &c) { c.apn[0][DATA_CALL_PROFILE_MAX].used = 1; c.default_id = DATA_CALL_PROFILE_MAX; }, nullptr},
+    {"default_id_over", [](kestd_config &c) { c.default_id = DATA_CALL_PROFILE_MAX + 1; }, "default profile damaged"},
     {"default_unused", [](kestd_config &c) { c.apn[0][c.default_id].used = 0; }, "default profile damaged"},
     {"tech_pref_2", [](kestd_config &c) { c.tech_pref = 2; }, nullptr},
     {"tech_pref_3", [](kestd_config &c) { c.tech_pref = 3; }, "default profile damaged"},
@@ -151,6 +167,39 @@ TEST_P(StateCheck, NamesTheDamageOrLetsTheEdgePass)
 
 INSTANTIATE_TEST_SUITE_P(Rows, StateCheck, ::testing::ValuesIn(kRows),
                          [](const auto &row) { return std::string(row.param.name); });
+
+// kestd's defaults are the module's factory settings.
+TEST(StateCheck, TheDefaultsAreTheFactorySettings)
+{
+    namespace mf = module_factory;
+    kestd_config cfg;
+    kestd_default_config(cfg);
+    for (int i = 0; i < 3; ++i) {
+        const kestd_iface &f = cfg.iface[i];
+        const mf::iface &m = mf::kIfaces[i];
+        EXPECT_STREQ(f.ssid, m.ssid) << i;
+        EXPECT_STREQ(f.password, m.password) << i;
+        EXPECT_EQ(bytes_of(f.active, f.auth, f.mode, f.bandwidth, f.max_num_sta),
+                  bytes_of(m.active, m.auth, m.mode, m.bandwidth, m.max_num_sta))
+            << i;
+        EXPECT_EQ(f.channel, m.channel) << i;
+    }
+    EXPECT_EQ(std::string(cfg.country_code, 2), mf::kCountry);
+    const uint8_t *net = mf::kLanNet;
+    const auto host = [&](uint8_t h) { return ipv4(net[0], net[1], net[2], h); };
+    EXPECT_EQ(cfg.lan.lan_word_a, host(mf::kLanGateway));
+    EXPECT_EQ(cfg.lan.lan_word_c, host(mf::kDhcpFirst));
+    EXPECT_EQ(cfg.lan.lan_word_d, host(mf::kDhcpLast));
+    EXPECT_EQ(cfg.lan.lan_word_e, mf::kLeaseSeconds);
+    EXPECT_EQ(cfg.usb.pid, mf::kUsbPid);
+    EXPECT_EQ(cfg.usb.vid, mf::kUsbVid);
+    EXPECT_STREQ(cfg.usb.product_info, mf::kUsbProduct);
+    EXPECT_STREQ(cfg.usb.manufac_info, mf::kUsbMaker);
+    EXPECT_EQ(std::string(cfg.usb.func, cfg.usb.func + 7),
+              std::string(mf::kUsbFunctions, mf::kUsbFunctions + 7));
+    EXPECT_STREQ(cfg.apn[0][0].apn_name, mf::kApn);
+    EXPECT_EQ(cfg.ip_family, mf::kIpFamily);
+}
 
 // Every number up to 200 on each interface: the 2.4 GHz access point takes
 // the module's channels up to 14, the 5 GHz one those from 36, both take 0

@@ -1,7 +1,8 @@
 // kestd never accepts a change after which it refuses its own state: after
 // any sequence of network sets (random, seeded), kestd starts again on the
 // state file it wrote, and vg-mgmt's export of it applies to a fresh kestd
-// with no refusal, ending equal.
+// with no refusal, ending equal. (The rule's refusals at set time are rows
+// of test_kestd's refusals.)
 #include "kestd_test_support.h"
 
 #include <cstdio>
@@ -166,39 +167,6 @@ TEST(KestdLanRule, EveryAcceptedSequenceRestartsAndItsExportApplies)
         EXPECT_EQ(vg_config(fresh.sock, {"export", "--show-secrets"}).out, before.out);
         EXPECT_EQ(fresh.stop(), 0);
         EXPECT_EQ(std::system(("rm -rf '" + dir + "'").c_str()), 0);
-    }
-}
-
-// The rule at set time, one row per set that the old service took.
-TEST(KestdLanRule, ALanMoveThatLeavesADependantOutsideIsRefused)
-{
-    struct row {
-        const char *name;
-        uint32_t msg;
-        bytes req;
-    };
-    const row rows[] = {
-        {"dmz", KEST_NETWORK_DMZ_ADD_SET, raw(network_dmz_add_set_req{ipv4(192, 168, 225, 50)})},
-        {"snat", KEST_NETWORK_SNAT_ADD_SET,
-         raw(network_snat_rule{ipv4(192, 168, 225, 50), 80, 8080, 6, {}})},
-    };
-    network_lan_config_block moved{};
-    moved.lan_word_a = ipv4(10, 0, 0, 1);
-    moved.lan_word_b = ipv4(255, 255, 255, 0);
-    moved.lan_byte = 1;
-    moved.lan_word_c = ipv4(10, 0, 0, 20);
-    moved.lan_word_d = ipv4(10, 0, 0, 60);
-    moved.lan_word_e = 3600;
-    for (const row &r : rows) {
-        SCOPED_TRACE(r.name);
-        service s;
-        ASSERT_TRUE(s.start());
-        client c(s.sock);
-        ASSERT_EQ(c.error_of(r.msg, r.req), 0);
-        EXPECT_EQ(c.error_of(KEST_NETWORK_LAN_CONFIG_SET, raw(moved)), KESTD_ERR_LAN_IN_USE);
-        EXPECT_EQ(c.get<network_lan_config_get_resp>(KEST_NETWORK_LAN_CONFIG_GET).lan.lan_word_a,
-                  ipv4(192, 168, 225, 1));
-        EXPECT_EQ(s.stop(), 0);
     }
 }
 

@@ -26,7 +26,10 @@ TEST(KestdState, SurvivesARestart)
     {
         client c(s.sock);
         EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_SET, {2}), 0);
-        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, apn_add(1, "kept")), 0);
+        data_call_apn_add_set_req add{};
+        add.profile_type = 1;
+        std::strcpy(add.apn_name, "kept");
+        EXPECT_EQ(c.error_of(KEST_DATA_CALL_APN_ADD_SET, raw(add)), 0);
     }
     EXPECT_EQ(s.stop(SIGINT), 0);
     ASSERT_TRUE(s.start(true));
