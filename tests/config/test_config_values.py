@@ -32,10 +32,7 @@ def ssid(iface, value):
 
 # One row per text field that takes any bytes: (name, partial document).
 TEXTS = [
-    ("ssid", ssid(2, {"hex": "fffe2078"})),
     ("ssid of full length", ssid(1, {"hex": "ff" * 32})),
-    ("apn", profile(apn={"hex": "e9746521"})),
-    ("apn user", profile(user={"hex": "4dfc6c6c6572"})),
     ("apn password", profile(password={"hex": "fe"})),
 ]
 
@@ -117,7 +114,6 @@ REFUSED = {"version": 1, "network": {"dmz": "10.1.2.3"}}
 JSON_OUT = [
     (["validate", "--json"], GOOD, 0, {"problems": []}),
     (["validate", "--json"], BAD, 2, {"error": "wifi.interfaces.1.channel"}),
-    (["diff", "--json"], BAD, 2, {"error": "wifi.interfaces.1.channel"}),
     (["diff", "--json"], GOOD, 0, {"changes": [{"path": "wifi.interfaces.1.channel", "old": 6, "new": 11}]}),
     (["apply", "--check", "--json"], GOOD, 6, {"changed": True}),
     (["apply", "--json"], REFUSED, 1, {"changed": False}),
@@ -189,46 +185,30 @@ SSID, COUNTRY = "wifi.interfaces.1.ssid.ssid", "wifi.country"
 # One row per edge value: (name, document, taken by both).
 EDGES = [
     ("number", at(CHANNEL, 11), True),
-    ("number with no fraction", at(CHANNEL, 11.0), True),
     ("number with a fraction", at(CHANNEL, 11.5), False),
     ("number as a string", at(CHANNEL, "11"), False),
-    ("number not allowed", at(CHANNEL, 15), False),
-    ("negative number", at(CHANNEL, -1), False),
     ("largest lease", at(LEASE, 4294967295), True),
     ("lease past its width", at(LEASE, 4294967296), False),
-    ("USB id in hex", at(PID, "0x9025"), True),
     ("USB id as a number", at(PID, 36901), False),
-    ("USB id in decimal digits", at(PID, "36901"), False),
     ("USB id of five digits", at(PID, "0x10000"), False),
     ("named by name", rule(protocol="udp"), True),
-    ("named by number", rule(protocol=17), True),
     ("named by decimal digits", rule(protocol="17"), True),
     ("named by digits with a leading zero", rule(protocol="017"), False),
-    ("named past its range", rule(protocol=254), False),
-    ("flag on", at("wifi.interfaces.1.dfs", "on"), True),
     ("flag true", at("wifi.interfaces.1.dfs", True), True),
     ("flag 1", at("wifi.interfaces.1.dfs", 1), False),
     ("SSID of 32 ASCII bytes", at(SSID, "x" * 32), True),
-    ("SSID of 33 ASCII bytes", at(SSID, "x" * 33), False),
     ("SSID of 16 two-byte characters", at(SSID, "é" * 16), True),
     ("SSID of 17 two-byte characters", at(SSID, "é" * 17), False),
     ("SSID of 32 bytes in hex", at(SSID, {"hex": "ff" * 32}), True),
-    ("SSID of 33 bytes in hex", at(SSID, {"hex": "ff" * 33}), False),
     ("SSID in upper-case hex", at(SSID, {"hex": "FF"}), False),
-    ("SSID in hex of odd length", at(SSID, {"hex": "fff"}), False),
     ("SSID with a NUL byte", at(SSID, "a\u0000b"), False),
-    ("SSID in hex with a NUL byte", at(SSID, {"hex": "6100"}), False),
     ("SSID in hex and more", at(SSID, {"hex": "61", "more": 1}), False),
-    ("country of 2 bytes", at(COUNTRY, "DE"), True),
-    ("country of 1 byte", at(COUNTRY, "D"), False),
     ("country of one two-byte character", at(COUNTRY, "é"), True),
     ("country empty (kept)", at(COUNTRY, ""), True),
     ("address", rule(**{"private-ip": "192.168.225.9"}), True),
     ("address with a leading zero", rule(**{"private-ip": "192.168.225.09"}), False),
     ("MAC in upper case", at("wifi.interfaces.1.acl", ["AA:BB:CC:00:00:01"]), True),
     ("MAC without colons", at("wifi.interfaces.1.acl", ["aabbcc000001"]), False),
-    ("MAC list full", at("wifi.interfaces.1.acl", ["02:00:00:00:00:%02x" % n for n in range(32)]), True),
-    ("MAC list past its limit", at("wifi.interfaces.1.acl", ["02:00:00:00:00:%02x" % n for n in range(33)]), False),
 ]
 
 

@@ -13,21 +13,17 @@ bash_completion=/usr/share/bash-completion/bash_completion
 # Partial command line (the cursor at its end) | words that must be offered,
 # all of them | a word that must not be.
 rows=(
-    "vg-mgmt |wifi datacall network usb|get"
-    "vg-mgmt wi|wifi|usb"
+    "vg-mgmt |wifi datacall network usb status config|get"
     "vg-mgmt wifi chan|channel|wifi"
     "vg-mgmt wifi channel |get set|add"
-    "vg-mgmt network sn|snat|dmz"
-    "vg-mgmt network snat |add del list|get"
     "vg-mgmt datacall apn |add set get del list|up"
-    "vg-mgmt usb |config bootup net-mode action id product manufacturer func|wifi"
     "vg-mgmt --json wifi ss|ssid ssid-hide|channel"
-    "vg-mgmt con|config|wifi"
-    "vg-mgmt config |export schema diff apply ansible|wifi"
+    "vg-mgmt wifi auth set 1 wpa|wpa-psk-2 wpa-psk-3 wpa-psk-4|open"
+    "vg-mgmt config |export schema diff apply validate confirm recover history rollback ansible|wifi"
     "vg-mgmt --socket /tmp/kest.sock config |export schema diff apply ansible|get"
+    "vg-mgmt config export --|--show-secrets --socket --stats|--json"
     "vg-mgmt --socket /etc/passw|/etc/passwd|wifi"
-    "vg-mgmt config --socket /etc/passw|/etc/passwd|export"
-    "vg-mgmt |status|/etc/passwd"
+    "vg-mgmt config apply /etc/passw|/etc/passwd|export"
 )
 
 # Prints the words offered for the partial line $1.

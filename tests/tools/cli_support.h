@@ -1,8 +1,12 @@
 // vg-mgmt tests: the tool's entry point run in the test's process against a
-// kestd of the test program's own, and the library beside it to read what
-// the tool changed.
+// kestd of the test program's own, or the built vg-mgmt run as a program.
 #pragma once
 
+#include "kestd_test_support.h"
+
+#include <spawn.h>
+
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -11,8 +15,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "e2e_support.h"
+#include "kest_proto.h"
 #include "vg_mgmt_cli.h"
+
+extern char **environ;
 
 namespace cli {
 
@@ -36,10 +42,45 @@ inline result run(std::vector<std::string> args)
     const int status = vg_mgmt_cli_run(static_cast<int>(args.size()), argv.data(), out, err);
     std::fclose(out);
     std::fclose(err);
-    result r{status, out_buf, err_buf};
+    result r{status, std::string(out_buf, out_len), std::string(err_buf, err_len)};
     std::free(out_buf);
     std::free(err_buf);
     return r;
+}
+
+// The built vg-mgmt (VG_MGMT_PATH) as a program of its own.
+inline result run_program(const std::vector<std::string> &args)
+{
+    std::vector<std::string> words = {VG_MGMT_PATH};
+    words.insert(words.end(), args.begin(), args.end());
+    std::vector<char *> argv;
+    for (auto &a : words)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    FILE *out = std::tmpfile(), *err = std::tmpfile();
+    posix_spawn_file_actions_t fa;
+    posix_spawn_file_actions_init(&fa);
+    posix_spawn_file_actions_adddup2(&fa, fileno(out), 1);
+    posix_spawn_file_actions_adddup2(&fa, fileno(err), 2);
+    pid_t pid = -1;
+    int status = -1;
+    if (posix_spawn(&pid, VG_MGMT_PATH, &fa, nullptr, argv.data(), environ) == 0)
+        ::waitpid(pid, &status, 0);
+    posix_spawn_file_actions_destroy(&fa);
+    result r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, {}, {}};
+    for (auto [f, text] : {std::pair{out, &r.out}, std::pair{err, &r.err}}) {
+        std::rewind(f);
+        *text = kestd_test::read_all(fileno(f));
+        std::fclose(f);
+    }
+    return r;
+}
+
+inline long ms_since(std::chrono::steady_clock::time_point t0)
+{
+    return static_cast<long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
+            .count());
 }
 
 // The words of a command line written as one text: w("wifi mode get 1").
@@ -68,7 +109,7 @@ public:
     void SetUp() override
     {
         ASSERT_TRUE(kestd().start());
-        ::setenv(KEST_SOCKET_ENV, kestd().socket_path().c_str(), 1);
+        ::setenv(KEST_SOCKET_ENV, kestd().sock.c_str(), 1);
         char dir[] = "/tmp/vg-mgmt-test-state-XXXXXX";
         ASSERT_NE(::mkdtemp(dir), nullptr);
         state_dir_ = dir;
@@ -79,34 +120,28 @@ public:
         kestd().stop();
         std::filesystem::remove_all(state_dir_);
     }
-    static e2e::kestd_process &kestd()
+    static kestd_test::service &kestd()
     {
-        static e2e::kestd_process k;
+        static kestd_test::service k;
         return k;
     }
+    // A control command of the service (sta-join, fail, clear ...).
+    static void control(const std::string &cmd) { kestd_test::client(kestd().sock).control(cmd); }
 
 private:
     std::string state_dir_;
 };
 
-// A handle of the library, for reading records behind the tool's back.
-class Library {
-public:
-    Library() { EXPECT_EQ(0, vg_mgmt_client_open(&h_, nullptr)); }
-    ~Library() { vg_mgmt_client_close(h_); }
-    Library(const Library &) = delete;
-    Library &operator=(const Library &) = delete;
-
-    // The record of a get, with `prefix` as its first bytes (the instance).
-    e2e::bytes get(uint32_t command, size_t size, e2e::bytes prefix)
+// A parameterised test's name from its row's: letters and digits, the rest '_'.
+struct RowName {
+    template <class Row>
+    std::string operator()(const ::testing::TestParamInfo<Row> &i) const
     {
-        prefix.resize(size, 0);
-        EXPECT_EQ(0, e2e::call(h_, MGMT_OPT_GET, command, prefix)) << vg_mgmt_get_errno();
-        return prefix;
+        std::string n = i.param.name;
+        for (char &c : n)
+            c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+        return n;
     }
-
-private:
-    mgmt_client *h_ = nullptr;
 };
 
 } // namespace cli

@@ -73,7 +73,7 @@ template <class Step, class Until>
 bool keep_doing(Step step, Until until)
 {
     const auto t0 = std::chrono::steady_clock::now();
-    while (e2e::ms_since(t0) < 10000) {
+    while (cli::ms_since(t0) < 10000) {
         if (until())
             return true;
         step();
@@ -85,9 +85,8 @@ bool keep_doing(Step step, Until until)
 // A station joins and leaves: two events each time.
 void station_comes_and_goes()
 {
-    e2e::control_link ctl(cli::Kestd::kestd().socket_path());
-    ctl("sta-join 1 02:00:00:00:00:41 tablet");
-    ctl("sta-leave 02:00:00:00:00:41");
+    cli::Kestd::control("sta-join 1 02:00:00:00:00:41 tablet");
+    cli::Kestd::control("sta-leave 02:00:00:00:00:41");
 }
 
 TEST(Events, CountReachedIsStatusZero)
@@ -161,7 +160,7 @@ TEST(Events, ExitOnLossHasItsOwnStatus)
     cli::Kestd::kestd().stop();
     EXPECT_EQ(vgm::EXIT_LOST, ev.status());
     EXPECT_NE(std::string::npos,
-              ev.err.text().find("lost the service at " + cli::Kestd::kestd().socket_path()));
+              ev.err.text().find("lost the service at " + cli::Kestd::kestd().sock));
     ASSERT_TRUE(cli::Kestd::kestd().start());
 }
 

@@ -24,9 +24,8 @@ protected:
                           "none", "--apn", "internet", "--user", "", "--password", ""})
                          .status);
         ASSERT_EQ(0, run({"datacall", "up", "1", "--ip-type", "ipv4"}).status);
-        e2e::control_link ctl(cli::Kestd::kestd().socket_path());
-        ctl("sta-join 1 02:00:00:00:00:51 phone");
-        ctl("sta-join 1 02:00:00:00:00:52 tablet");
+        cli::Kestd::control("sta-join 1 02:00:00:00:00:51 phone");
+        cli::Kestd::control("sta-join 1 02:00:00:00:00:52 tablet");
     }
 };
 
@@ -75,7 +74,7 @@ TEST(StatusNoService, SaysUnreachableAndExits3)
     const auto r = run({"--socket", "/nonexistent/kest.sock", "--json", "status"});
     EXPECT_EQ(3, r.status);
     EXPECT_EQ(false, json::parse(r.out.substr(0, r.out.find('\n'))).at("service").at("reachable"));
-    ::setenv(KEST_SOCKET_ENV, cli::Kestd::kestd().socket_path().c_str(), 1);
+    ::setenv(KEST_SOCKET_ENV, cli::Kestd::kestd().sock.c_str(), 1);
 }
 
 } // namespace
