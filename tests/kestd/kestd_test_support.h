@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "kest_commands.h"
 #include "kest_msg.h"
 #include "kestd_client.h"
 #include "kestd_errors.h"
@@ -30,6 +31,15 @@
 namespace kestd_test {
 
 using bytes = std::vector<uint8_t>;
+
+// The room a test client offers for an answer: the largest described response.
+inline constexpr uint32_t kRoom = [] {
+    uint32_t most = 0;
+    for (const kest_command_table &t : kCommandTables)
+        for (size_t i = 0; i < t.count; ++i)
+            most = std::max(most, t.rows[i].resp_len);
+    return most;
+}();
 
 template <class T>
 bytes raw(const T &rec)
@@ -167,7 +177,7 @@ struct client {
     {
         const uint32_t t = ++txn;
         send_raw(kest_frame_bytes(KEST_FRAME_REQUEST, t, id, 0, req.data(),
-                                  static_cast<uint32_t>(req.size()), 4616));
+                                  static_cast<uint32_t>(req.size()), kRoom));
         frame f;
         while (kest_read_frame(fd, f.h, f.payload, timeout_ms)) {
             if (f.h.kind == KEST_FRAME_RESPONSE && f.h.txn == t && f.h.msg_id == id)

@@ -47,7 +47,7 @@ int as_another_user(const std::string &sock)
     if (status != KESTD_STATUS_CONTROL_REFUSED || text.find("only from uid") == std::string::npos)
         return 13;
     const bytes req =
-        kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+        kest_frame_bytes(KEST_FRAME_REQUEST, 7, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, kRoom);
     kest_frame_header h{};
     std::vector<uint8_t> payload;
     if (!kest_write_full(fd, req.data(), req.size()) || !kest_read_frame(fd, h, payload, 5000) ||

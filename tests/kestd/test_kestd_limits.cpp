@@ -94,8 +94,8 @@ bool served_again(const std::string &sock, int deadline_ms)
     return false;
 }
 
-const bytes work_mode_get =
-    kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_WORK_MODE_GET, 0, nullptr, 0, 4);
+const bytes work_mode_get = kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_WORK_MODE_GET, 0,
+                                             nullptr, 0, sizeof(wifi_work_mode_get_resp));
 
 // 100 clients against a limit of 64 descriptors: each one is served or
 // refused at once, none waits out a time-out, and while every descriptor
@@ -173,7 +173,7 @@ TEST(KestdLimits, DelayedAnswersStayBoundedPerClient)
     auto flood = std::make_unique<client>(s.sock);
     ::fcntl(flood->fd, F_SETFL, O_NONBLOCK);
     const bytes one =
-        kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_STA_INFO_GET, 0, nullptr, 0, 4616);
+        kest_frame_bytes(KEST_FRAME_REQUEST, 1, KEST_WIFI_STA_INFO_GET, 0, nullptr, 0, kRoom);
     int sent = 0;
     for (size_t off = 0; sent < 20000;) {
         const ssize_t w = ::send(flood->fd, one.data() + off, one.size() - off, MSG_NOSIGNAL);
@@ -228,10 +228,10 @@ TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
     bytes batch;
     for (uint32_t i = 0; i < 256; ++i) {
         const bytes req = {3, 0, static_cast<uint8_t>('a' + i % 2), 0};
-        bytes rec(34, 0);
+        bytes rec(sizeof(wifi_essid_set_req), 0);
         std::copy(req.begin(), req.end(), rec.begin());
-        const bytes f =
-            kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0, rec.data(), 34, 4);
+        const bytes f = kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0,
+                                         rec.data(), static_cast<uint32_t>(rec.size()), kRoom);
         batch.insert(batch.end(), f.begin(), f.end());
     }
     int taken = 0; // the others came while 64 clients were still being closed
@@ -354,7 +354,7 @@ TEST(KestdLimits, ASlowReaderGetsEveryAnswerWholeAndOthersAreServed)
     service s;
     ASSERT_TRUE(s.start());
     client slow(s.sock);
-    send_requests(slow, KEST_WIFI_STA_INFO_GET, 1, 130, 4616);
+    send_requests(slow, KEST_WIFI_STA_INFO_GET, 1, 130, kRoom);
     client other(s.sock);
     EXPECT_EQ(other.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0) << "one slow reader held up others";
     expect_answers(slow, KEST_WIFI_STA_INFO_GET, 1, 130);
@@ -370,9 +370,9 @@ TEST(KestdLimits, AHeldBackClientIsServedInFullWithoutSpinning)
     client ctl(s.sock);
     ctl.control("delay 2000");
     client held(s.sock);
-    send_requests(held, KEST_WIFI_WORK_MODE_GET, 1, kKestdMaxDeferred, 4);
+    send_requests(held, KEST_WIFI_WORK_MODE_GET, 1, kKestdMaxDeferred, kRoom);
     ctl.control("ping"); // the service has taken the first batch
-    send_requests(held, KEST_WIFI_WORK_MODE_GET, kKestdMaxDeferred + 1, 50, 4);
+    send_requests(held, KEST_WIFI_WORK_MODE_GET, kKestdMaxDeferred + 1, 50, kRoom);
     ctl.control("ping");
     const long cpu_before = cpu_ms(s.pid);
     std::this_thread::sleep_for(std::chrono::milliseconds(900));
