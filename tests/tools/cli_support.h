@@ -4,8 +4,6 @@
 
 #include "kestd_test_support.h"
 
-#include <spawn.h>
-
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -15,10 +13,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "exec_program.h"
 #include "kest_proto.h"
 #include "vg_mgmt_cli.h"
-
-extern char **environ;
 
 namespace cli {
 
@@ -48,25 +45,19 @@ inline result run(std::vector<std::string> args)
     return r;
 }
 
-// The built vg-mgmt (VG_MGMT_PATH) as a program of its own.
+// The built vg-mgmt (VG_MGMT_PATH) as a program of its own (through the
+// emulator of a cross build).
 inline result run_program(const std::vector<std::string> &args)
 {
-    std::vector<std::string> words = {VG_MGMT_PATH};
-    words.insert(words.end(), args.begin(), args.end());
-    std::vector<char *> argv;
-    for (auto &a : words)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
     FILE *out = std::tmpfile(), *err = std::tmpfile();
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_adddup2(&fa, fileno(out), 1);
-    posix_spawn_file_actions_adddup2(&fa, fileno(err), 2);
-    pid_t pid = -1;
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(fileno(out), 1);
+        ::dup2(fileno(err), 2);
+        exec_program(VG_MGMT_PATH, args);
+    }
     int status = -1;
-    if (posix_spawn(&pid, VG_MGMT_PATH, &fa, nullptr, argv.data(), environ) == 0)
-        ::waitpid(pid, &status, 0);
-    posix_spawn_file_actions_destroy(&fa);
+    ::waitpid(pid, &status, 0);
     result r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, {}, {}};
     for (auto [f, text] : {std::pair{out, &r.out}, std::pair{err, &r.err}}) {
         std::rewind(f);
