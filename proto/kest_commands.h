@@ -50,20 +50,27 @@ inline constexpr uint32_t kest_len<kest_no_req> = 0;
     KEST_WIFI_SETTING(name, setting, wifi_u8_setting_set_req, wifi_u8_setting_get_resp)
 
 // The on/off switches of a Wi-Fi interface, one row each: the name of the
-// command and its messages, of the value record, of the record's field, and
-// the word that the tools use. Every switch is a one-byte setting; the
-// library, kestd (its state, messages, checks and dump) and kestctl expand
-// this list, so a new switch is one row here.
+// command and its messages, of the value record, of the record's field, the
+// word that the tools use, what the setting is, its help and its value on a
+// fresh module. Every switch is a one-byte setting; the library, kestd (its
+// state, messages, checks, defaults and dump), kestctl and the tool expand
+// this list, so a new switch is one row here. Expanders take the columns
+// they need and leave the rest to `...`.
 // clang-format off
 #define KEST_WIFI_SWITCHES(X)                                                                      \
-    X(SSID_HIDE, ssid_hide, ssid_hide, "ssid-hide")                                                \
-    X(11N_ONLY, 11n_only, only_11n, "11n-only")                                                    \
-    X(11AC_ONLY, 11ac_only, only_11ac, "11ac-only")                                                \
-    X(AP_ISOLATE, ap_isolate, ap_isolate, "ap-isolate")                                            \
-    X(DFS, dfs, dfs, "dfs")
+    X(SSID_HIDE, ssid_hide, ssid_hide, "ssid-hide", "whether an interface hides its SSID",        \
+      "SSID left out of beacons", "off")                                                           \
+    X(11N_ONLY, 11n_only, only_11n, "11n-only", "whether an interface takes 802.11n stations only",\
+      "802.11n stations only", "off")                                                              \
+    X(11AC_ONLY, 11ac_only, only_11ac, "11ac-only",                                                \
+      "whether an interface takes 802.11ac stations only", "802.11ac stations only", "off")        \
+    X(AP_ISOLATE, ap_isolate, ap_isolate, "ap-isolate",                                            \
+      "whether an interface keeps its stations apart", "stations cannot reach each other", "off")  \
+    X(DFS, dfs, dfs, "dfs", "whether an interface uses DFS channels", "dynamic frequency selection",\
+      "off")
 // clang-format on
-#define KEST_WIFI_SWITCH_COMMANDS(name, setting, field, word) KEST_WIFI_U8(name, setting),
-#define KEST_WIFI_SWITCH_ONE(name, setting, field, word) +1
+#define KEST_WIFI_SWITCH_COMMANDS(name, setting, ...) KEST_WIFI_U8(name, setting),
+#define KEST_WIFI_SWITCH_ONE(...) +1
 inline constexpr size_t kKestWifiSwitchCount = 0 KEST_WIFI_SWITCHES(KEST_WIFI_SWITCH_ONE);
 
 inline constexpr kest_command kWifiCommands[] = {
@@ -206,6 +213,34 @@ inline constexpr kest_range kWorkModeRange{0, 4};
 inline constexpr kest_range kWifiModeRange{0, 5};
 inline constexpr kest_range kBandwidthRange{0, 3};
 inline constexpr kest_range kRssiRange{0, 95};
+inline constexpr kest_range kInterfaceRange{1, 3};
+inline constexpr kest_range kMaxStaRange{1, WIFI_STA_INFO_MAX};
+inline constexpr kest_range kSsidFormatRange{0, 3};
+inline constexpr kest_range kActiveRange{0, 2};
+inline constexpr kest_range kWepDefaultIndexRange{0, 3};
+inline constexpr kest_range kPairwiseRange{0, 2};
+inline constexpr kest_range kMacAclRuleRange{0, 2};
+inline constexpr kest_range kProfileTypeRange{0, 2};
+inline constexpr kest_range kProfileIndexRange{0, 24};
+inline constexpr kest_range kIpTypeRange{0, DATA_CALL_IP_V4V6};
+inline constexpr kest_range kTechPrefRange{0, 2};
+inline constexpr kest_range kIpFamilyRange{0, 2};
+inline constexpr kest_range kSnatProtocolRange{6, 253};
+inline constexpr kest_range kEthernetModeRange{0, 1};
+inline constexpr kest_range kSgmiiSpeedRange{0, 2};
+inline constexpr kest_range kSgmiiDuplexRange{0, 1};
+inline constexpr kest_range kUsbBootupRange{0, 2};
+inline constexpr kest_range kUsbNetRange{0, 3};
+inline constexpr kest_range kUsbActionRange{0, 2};
+// The most characters of a USB product or manufacturer text.
+inline constexpr size_t kUsbTextMax = 32;
+// The PDP type and authentication protocol of a profile: 0 to 3, or 255.
+inline constexpr kest_range kPdpRange{0, 3};
+inline constexpr uint8_t kPdpAny = 255;
+constexpr bool kest_pdp_ok(uint64_t v)
+{
+    return v <= kPdpRange.max || v == kPdpAny;
+}
 
 // The Wi-Fi channels the module takes: 0 (automatic), 1 to 14 (2.4 GHz) and
 // the 5 GHz channels of its list.
@@ -236,6 +271,15 @@ inline constexpr kest_command_table kCommandTables[] = {
 };
 inline constexpr size_t kCommandCount = std::size(kWifiCommands) + std::size(kDataCallCommands) +
                                         std::size(kNetworkCommands) + std::size(kUsbCommands);
+
+// The highest message id of a request.
+inline constexpr uint32_t kKestMsgIdMax = [] {
+    uint32_t top = 0;
+    for (const kest_command_table &t : kCommandTables)
+        for (size_t i = 0; i < t.count; ++i)
+            top = t.rows[i].msg_id > top ? t.rows[i].msg_id : top;
+    return top;
+}();
 
 // The number of distinct commands of a table (a command with both directions
 // has two rows, next to each other).

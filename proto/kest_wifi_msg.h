@@ -1,4 +1,4 @@
-// Wire records of the Wi-Fi messages (1 to 39) and indications (32, 33).
+// Wire records of the Wi-Fi messages and indications.
 #pragma once
 
 #include "kest_wire.h"
@@ -131,7 +131,7 @@ KEST_WIRE_AT(wifi_auth_get_resp, password, 267);
 KEST_WIRE_AT(wifi_auth_get_resp, group_rekey, 332);
 KEST_WIRE_SIZE(wifi_auth_get_resp, 336);
 
-// Radio parameters: nine one-byte settings share one shape, the channel has
+// Radio parameters: the one-byte settings share one shape, the channel has
 // a 16-bit field of its own.
 struct [[gnu::packed]] wifi_u8_setting_set_req {
     uint8_t index;

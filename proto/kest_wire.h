@@ -99,8 +99,6 @@ enum kest_msg_id : uint32_t {
     KEST_USB_FUNC_SET = 73,
     KEST_USB_CONFIG_GET = 74,
 };
-// The highest message id: the last of the enumeration.
-inline constexpr uint32_t kKestMsgIdMax = KEST_USB_CONFIG_GET;
 
 // Time-outs of the sends, in milliseconds.
 inline constexpr uint32_t kKestTimeoutMs = 5000;

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 #include "kest_commands.h"
 #include "kest_msg.h"
@@ -181,16 +180,6 @@ inline bool vg_exchange(const vg_site &site, const mgmt_client *h, const kest_ca
     static_assert(sizeof(Resp) >= sizeof(resp_status));
     memset(&resp, 0, sizeof(Resp));
     return vg_exchange_zeroed(site, h, call, nullptr, 0, &resp, sizeof(Resp));
-}
-
-// The status head of any response record.
-template <class Resp>
-inline const resp_status &vg_status(const Resp &resp)
-{
-    if constexpr (std::is_same_v<Resp, resp_status>)
-        return resp;
-    else
-        return resp.status;
 }
 
 // Flags read back from the service are reduced to 0 or 1.

@@ -23,16 +23,10 @@ int32_t data_call_null_params(const vg_site &site)
     kest_call{id, VG_TRANSPORT(label), kKestTimeoutMs, vg_judge::error}
 // clang-format on
 
-constexpr uint8_t kIpTypeMax = DATA_CALL_IP_V4V6;
-constexpr uint32_t kProfileTypeMax = 2;
-constexpr uint32_t kTechPrefMax = 2;
-constexpr uint32_t kIpFamilyMax = 2;
-constexpr uint8_t kPdpAuthAny = 255;
-
 // The profile and IP type test that up, down and info share.
 bool data_call_profile_ok(const vg_site &site, uint8_t profile_id, uint32_t ip_type)
 {
-    if (profile_id <= DATA_CALL_PROFILE_MAX && ip_type <= kIpTypeMax)
+    if (profile_id <= DATA_CALL_PROFILE_MAX && ip_type <= kIpTypeRange.max)
         return true;
     VG_LOG_AT(site, 1, "Invalid profile id %d, ip type %d", profile_id, ip_type);
     vg_fail(MGMT_ERR_INVALID);
@@ -180,12 +174,12 @@ int32_t data_call_info_get(mgmt_client *handle, void *value)
 
 constexpr bool data_call_pdp_auth_ok(uint8_t v)
 {
-    return v <= 3 || v == kPdpAuthAny;
+    return kest_pdp_ok(v);
 }
 
 constexpr bool data_call_profile_type_ok(uint8_t t)
 {
-    return t <= kProfileTypeMax;
+    return t <= kProfileTypeRange.max;
 }
 
 constexpr bool data_call_profile_index_ok(uint8_t i)
@@ -380,8 +374,8 @@ int32_t data_call_default_profile_set(mgmt_client *handle, void *value)
     auto *p = static_cast<const data_call_default_profile_params *>(value);
     if (p == nullptr)
         return data_call_null_params(VG_SITE);
-    if (p->default_id > DATA_CALL_PROFILE_MAX || p->tech_pref > kTechPrefMax ||
-        p->ip_family > kIpFamilyMax) {
+    if (p->default_id > DATA_CALL_PROFILE_MAX || p->tech_pref > kTechPrefRange.max ||
+        p->ip_family > kIpFamilyRange.max) {
         VG_LOG(1, "Invalid profile id %d, tech pref %d ip type %d", p->default_id, p->tech_pref,
                p->ip_family);
         return vg_fail(MGMT_ERR_INVALID);

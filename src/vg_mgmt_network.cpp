@@ -69,9 +69,6 @@ int32_t network_dmz_get_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // SNAT
 
-constexpr uint8_t kSnatProtocolMin = 6;
-constexpr uint8_t kSnatProtocolMax = 253;
-
 // The four fields of a rule, between value record and wire in either
 // direction; the 3 bytes behind protocol are never touched.
 template <class Dst, class Src>
@@ -123,8 +120,8 @@ int32_t network_snat_change(const vg_site &site, const network_snat_change_row &
         return network_null_params(site);
     network_snat_rule req{};
     resp_status resp;
-    if (p->private_port == 0 || p->global_port == 0 || p->protocol < kSnatProtocolMin ||
-        p->protocol > kSnatProtocolMax) {
+    if (p->private_port == 0 || p->global_port == 0 || p->protocol < kSnatProtocolRange.min ||
+        p->protocol > kSnatProtocolRange.max) {
         VG_LOG_AT(site, 1, "invalid private port %d global port %d protocol %d", p->private_port,
                   p->global_port, p->protocol);
         return vg_fail(MGMT_ERR_INVALID);
@@ -222,16 +219,12 @@ int32_t network_lan_config_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // SGMII and Ethernet mode
 
-constexpr uint32_t kEthernetModeMax = 1;
-constexpr uint8_t kSgmiiSpeedMax = 2;
-constexpr uint8_t kSgmiiDuplexMax = 1;
-
 int32_t network_ethernet_mode_set(mgmt_client *handle, void *value)
 {
     auto *p = static_cast<const network_ethernet_mode_params *>(value);
     if (p == nullptr)
         return network_null_params(VG_SITE);
-    if (p->mode > kEthernetModeMax) {
+    if (p->mode > kEthernetModeRange.max) {
         VG_LOG(1, "invalid ethernet mode %d", p->mode);
         return vg_fail(MGMT_ERR_INVALID);
     }
@@ -303,7 +296,7 @@ int32_t network_sgmii_config_set(mgmt_client *handle, void *value)
     auto *p = static_cast<const network_sgmii_config_params *>(value);
     if (p == nullptr)
         return network_null_params(VG_SITE);
-    if (p->speed > kSgmiiSpeedMax || p->duplex > kSgmiiDuplexMax) {
+    if (p->speed > kSgmiiSpeedRange.max || p->duplex > kSgmiiDuplexRange.max) {
         VG_LOG(1, "invalid speed(%d) and duplex(%d) params", p->speed, p->duplex);
         return vg_fail(MGMT_ERR_INVALID);
     }

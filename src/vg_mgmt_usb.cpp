@@ -141,7 +141,6 @@ static_assert(sizeof(usb_info_params) == sizeof(usb_product_info_params) &&
 static_assert(sizeof(usb_info_params) == sizeof(usb_manufac_info_params) &&
               offsetof(usb_manufac_info_params, manufac_info) == offsetof(usb_info_params, info));
 
-constexpr size_t kUsbTextMax = 32;
 static_assert(sizeof(usb_info_set_req::info) == kUsbTextMax + 1);
 
 struct usb_info_setting {

@@ -58,7 +58,7 @@ int32_t wifi_work_mode_get(mgmt_client *handle, void *value)
 
 constexpr bool wifi_index_ok(uint32_t index)
 {
-    return index >= 1 && index <= 3;
+    return index >= kInterfaceRange.min && index <= kInterfaceRange.max;
 }
 
 // The record of a per-interface command, or null after a refusal: a null
@@ -169,16 +169,14 @@ int32_t wifi_country_code_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // SSID and activation
 
-constexpr uint32_t kSsidFormatMax = 3;
 constexpr size_t kSsidMax = sizeof(wifi_essid_set_req::ssid);
-constexpr uint8_t kActiveMax = 2;
 
 int32_t wifi_essid_set(mgmt_client *handle, void *value)
 {
     auto *p = wifi_interface_record<const wifi_essid_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
-    if (p->format_type > kSsidFormatMax) {
+    if (p->format_type > kSsidFormatRange.max) {
         VG_LOG(1, "invvalid WiFi index %d ssid format type %d", p->index, p->format_type);
         return vg_fail(MGMT_ERR_INVALID);
     }
@@ -233,7 +231,7 @@ int32_t wifi_active_set(mgmt_client *handle, void *value)
     auto *p = wifi_interface_record<const wifi_active_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
-    if (p->active > kActiveMax)
+    if (p->active > kActiveRange.max)
         return vg_fail(MGMT_ERR_INVALID);
     const wifi_active_set_req req{static_cast<uint8_t>(p->index), p->active};
     wifi_active_set_resp resp;
@@ -247,9 +245,6 @@ int32_t wifi_active_set(mgmt_client *handle, void *value)
 
 // ---------------------------------------------------------------------------
 // Authentication
-
-constexpr uint32_t kWepDefaultIndexMax = 3;
-constexpr uint32_t kPairwiseMax = 2;
 
 constexpr bool wifi_auth_is_wpa(uint32_t auth)
 {
@@ -269,7 +264,7 @@ int32_t wifi_auth_set(mgmt_client *handle, void *value)
         VG_LOG(4, "set wifi index %d open auth", p->index);
     } else if (p->auth == WIFI_AUTH_WEP) {
         req.auth = static_cast<uint8_t>(p->auth);
-        if (p->wep.default_index > kWepDefaultIndexMax) {
+        if (p->wep.default_index > kWepDefaultIndexRange.max) {
             VG_LOG(1, "set wifi index %d wep auth failure: invvalid wep default index(0 ~ 3)",
                    p->index);
             return vg_fail(MGMT_ERR_INVALID);
@@ -284,7 +279,7 @@ int32_t wifi_auth_set(mgmt_client *handle, void *value)
                vg_field_text(req.key2).s, vg_field_text(req.key3).s);
     } else if (wifi_auth_is_wpa(p->auth)) {
         req.auth = static_cast<uint8_t>(p->auth);
-        if (p->wpa.pairwise > kPairwiseMax) {
+        if (p->wpa.pairwise > kPairwiseRange.max) {
             VG_LOG(1, "set wifi index %d wpa psk auth failure: invvalid pairwise", p->index);
             return vg_fail(MGMT_ERR_INVALID);
         }
@@ -326,7 +321,7 @@ int32_t wifi_auth_get(mgmt_client *handle, void *value)
         return 0;
     }
     if (resp.auth == WIFI_AUTH_WEP) {
-        if (resp.default_index > kWepDefaultIndexMax) {
+        if (resp.default_index > kWepDefaultIndexRange.max) {
             VG_LOG(1, "get WiFi index %d wep failure: invalid default index %d", p->index,
                    resp.default_index);
             return vg_fail(MGMT_ERR_INVALID);
@@ -344,7 +339,7 @@ int32_t wifi_auth_get(mgmt_client *handle, void *value)
         return 0;
     }
     if (wifi_auth_is_wpa(resp.auth)) {
-        if (resp.pairwise > kPairwiseMax) {
+        if (resp.pairwise > kPairwiseRange.max) {
             VG_LOG(1, "get WiFi index %d wpa psk failure: invalid pairwise %d", p->index,
                    resp.pairwise);
             return vg_fail(MGMT_ERR_INVALID);
@@ -365,7 +360,7 @@ int32_t wifi_auth_get(mgmt_client *handle, void *value)
 // ---------------------------------------------------------------------------
 // Radio parameters
 //
-// Ten settings of one interface, each a record of index and setting, share
+// The settings of one interface that are a record of index and setting share
 // one set and one get shape; a constant row holds what differs.
 
 enum class wifi_setting_kind : uint8_t {
@@ -415,9 +410,10 @@ constexpr wifi_setting_row kChannelRow = WIFI_SETTING_ROW(
 constexpr wifi_setting_row kBandwidthRow = WIFI_NUMBER_ROW(
     KEST_WIFI_BANDWIDTH_SET, KEST_WIFI_BANDWIDTH_GET, "bandwidth", kBandwidthRange.min,
     kBandwidthRange.max, "Invalid WiFi index %d bandwidth parameters %d");
-constexpr wifi_setting_row kMaxNumStaRow = WIFI_NUMBER_ROW(
-    KEST_WIFI_MAX_NUM_STA_SET, KEST_WIFI_MAX_NUM_STA_GET, "maximum station number", 1,
-    WIFI_STA_INFO_MAX, "Invalid WiFi index %d maximum station number parameter %d");
+constexpr wifi_setting_row kMaxNumStaRow =
+    WIFI_NUMBER_ROW(KEST_WIFI_MAX_NUM_STA_SET, KEST_WIFI_MAX_NUM_STA_GET, "maximum station number",
+                    kMaxStaRange.min, kMaxStaRange.max,
+                    "Invalid WiFi index %d maximum station number parameter %d");
 constexpr wifi_setting_row kRssiRow =
     WIFI_NUMBER_ROW(KEST_WIFI_RSSI_SET, KEST_WIFI_RSSI_GET, "rssi", kRssiRange.min, kRssiRange.max,
                     "Invalid WiFi index %d rssi parameter %d");
@@ -438,7 +434,7 @@ WIFI_SETTING_LAYOUT(wifi_channel_params, channel, 4);
 WIFI_SETTING_LAYOUT(wifi_bandwidth_params, bandwidth, 4);
 WIFI_SETTING_LAYOUT(wifi_max_num_sta_params, max_num_sta, 4);
 WIFI_SETTING_LAYOUT(wifi_rssi_params, rssi, 4);
-#define WIFI_SWITCH_LAYOUT(name, setting, field, word)                                             \
+#define WIFI_SWITCH_LAYOUT(name, setting, field, ...)                                              \
     WIFI_SETTING_LAYOUT(wifi_##setting##_params, field, 1);
 KEST_WIFI_SWITCHES(WIFI_SWITCH_LAYOUT)
 
@@ -559,11 +555,18 @@ int32_t wifi_rssi_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k
     X(11ac_only, 11AC_ONLY, "only ieee80211ac accept")                                             \
     X(ap_isolate, AP_ISOLATE, "ap isolate")                                                        \
     X(dfs, DFS, "DFS")
+#define WIFI_SWITCH_ROW(NAME, label) WIFI_FLAG_ROW(KEST_WIFI_##NAME##_SET, KEST_WIFI_##NAME##_GET, label)
 #define WIFI_SWITCH_HANDLERS(name, NAME, label)                                                    \
-    constexpr wifi_setting_row k_##name##_row =                                                    \
-        WIFI_FLAG_ROW(KEST_WIFI_##NAME##_SET, KEST_WIFI_##NAME##_GET, label);                      \
-    int32_t wifi_##name##_set(mgmt_client *h, void *v) { return wifi_setting_set(h, v, k_##name##_row, VG_SITE); } \
-    int32_t wifi_##name##_get(mgmt_client *h, void *v) { return wifi_setting_get(h, v, k_##name##_row, VG_SITE); }
+    int32_t wifi_##name##_set(mgmt_client *h, void *v)                                             \
+    {                                                                                              \
+        static constexpr wifi_setting_row row = WIFI_SWITCH_ROW(NAME, label);                      \
+        return wifi_setting_set(h, v, row, VG_SITE);                                               \
+    }                                                                                              \
+    int32_t wifi_##name##_get(mgmt_client *h, void *v)                                             \
+    {                                                                                              \
+        static constexpr wifi_setting_row row = WIFI_SWITCH_ROW(NAME, label);                      \
+        return wifi_setting_get(h, v, row, VG_SITE);                                               \
+    }
 #define WIFI_SWITCH_DISPATCH(name, NAME, label) {WIFI_CMD_##NAME, wifi_##name##_set, wifi_##name##_get},
 // clang-format on
 WIFI_SWITCHES(WIFI_SWITCH_HANDLERS)
@@ -571,14 +574,12 @@ WIFI_SWITCHES(WIFI_SWITCH_HANDLERS)
 // ---------------------------------------------------------------------------
 // MAC access control
 
-constexpr uint32_t kMacAclRuleMax = 2;
-
 int32_t wifi_mac_acl_rule_set(mgmt_client *handle, void *value)
 {
     auto *p = wifi_interface_record<const wifi_mac_acl_rule_params>(value, VG_SITE);
     if (p == nullptr)
         return -1;
-    if (p->rule > kMacAclRuleMax) {
+    if (p->rule > kMacAclRuleRange.max) {
         VG_LOG(1, "invalid wifi index %d mac address acl rule %d", p->index, p->rule);
         return vg_fail(MGMT_ERR_INVALID);
     }

@@ -75,7 +75,7 @@ std::optional<std::string> fail_command(std::vector<std::string> args, std::stri
     uint32_t id = 0;
     if (!words.empty() && (id = kestctl_message_id(words)) == 0) {
         std::vector<std::string> known;
-        for (const kestctl_message &m : kestctl_messages)
+        for (const kestctl_message &m : kestctl_messages())
             for (const char *verb : {"", " get", " set"})
                 if (kestctl_message_id(m.words + std::string(verb)) != 0)
                     known.push_back(m.words + std::string(verb));

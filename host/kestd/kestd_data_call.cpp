@@ -15,7 +15,7 @@ constexpr uint32_t kReasonClientDown = 1;
 
 bool pdp_or_auth_ok(uint8_t v)
 {
-    return v <= 3 || v == 255;
+    return kest_pdp_ok(v);
 }
 
 // An ip_type of the requests: 0 IPv4, 1 IPv6, 2 both.
@@ -77,7 +77,7 @@ void call_addresses(kestd_call &c, uint32_t profile, int family, uint32_t serial
 
 uint16_t up_set(kestd_ctx &ctx, const data_call_up_set_req &req, data_call_up_set_resp &)
 {
-    if (req.profile_id >= kKestdProfiles || req.ip_type > 2)
+    if (req.profile_id >= kKestdProfiles || req.ip_type > kIpTypeRange.max)
         return KESTD_ERR_INVALID_VALUE;
     const kestd_apn *profile = call_profile(ctx.st, req.profile_id);
     if (!profile)
@@ -108,7 +108,7 @@ uint16_t up_set(kestd_ctx &ctx, const data_call_up_set_req &req, data_call_up_se
 
 uint16_t down_set(kestd_ctx &ctx, const data_call_down_set_req &req, data_call_down_set_resp &)
 {
-    if (req.profile_id >= kKestdProfiles || req.ip_type > 2)
+    if (req.profile_id >= kKestdProfiles || req.ip_type > kIpTypeRange.max)
         return KESTD_ERR_INVALID_VALUE;
     bool any = false;
     for (int fam = 0; fam < kKestdFamilies; ++fam) {
@@ -222,7 +222,8 @@ uint16_t apn_add(kestd_ctx &ctx, const data_call_apn_add_set_req &req,
 uint16_t default_profile_set(kestd_ctx &ctx, const data_call_default_profile_set_req &req,
                              data_call_default_profile_set_resp &)
 {
-    if (req.default_id >= kKestdProfiles || req.tech_pref > 2 || req.ip_family > 2)
+    if (req.default_id >= kKestdProfiles || req.tech_pref > kTechPrefRange.max ||
+        req.ip_family > kIpFamilyRange.max)
         return KESTD_ERR_INVALID_VALUE;
     if (!call_profile(ctx.st, req.default_id))
         return KESTD_ERR_UNKNOWN_PROFILE;
@@ -272,8 +273,8 @@ const char *kestd_data_call_config_problem(const kestd_config &cfg)
                 strnlen(apn.password, sizeof apn.password) == sizeof apn.password)
                 return "APN profile text not terminated";
         }
-    if (cfg.default_id >= kKestdProfiles || cfg.tech_pref > 2 || cfg.ip_family > 2 ||
-        !cfg.apn[kCallProfileType][cfg.default_id].used)
+    if (cfg.default_id >= kKestdProfiles || cfg.tech_pref > kTechPrefRange.max ||
+        cfg.ip_family > kIpFamilyRange.max || !cfg.apn[kCallProfileType][cfg.default_id].used)
         return "default profile damaged";
     return nullptr;
 }

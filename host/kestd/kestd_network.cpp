@@ -61,7 +61,8 @@ uint16_t lan_check(const network_lan_config_block &lan)
 
 bool snat_rule_ok(const network_snat_rule &r)
 {
-    return r.private_port != 0 && r.global_port != 0 && r.protocol >= 6 && r.protocol <= 253;
+    return r.private_port != 0 && r.global_port != 0 && r.protocol >= kSnatProtocolRange.min &&
+           r.protocol <= kSnatProtocolRange.max;
 }
 
 // Protocol 253 stands for TCP and UDP together, so it meets both.
@@ -175,8 +176,10 @@ uint16_t sgmii_enable_get(kestd_ctx &ctx, const kestd_no_req &, network_sgmii_en
 // Ethernet has no half duplex.
 uint16_t sgmii_config_check(uint8_t speed, uint8_t duplex)
 {
-    return speed > 2 || duplex > 1 || (speed == 2 && duplex == 0) ? KESTD_ERR_INVALID_VALUE
-                                                                  : KESTD_OK;
+    return speed > kSgmiiSpeedRange.max || duplex > kSgmiiDuplexRange.max ||
+                   (speed == 2 && duplex == 0)
+               ? KESTD_ERR_INVALID_VALUE
+               : KESTD_OK;
 }
 
 uint16_t sgmii_config_set(kestd_ctx &ctx, const network_sgmii_config_set_req &req, resp_status &)
@@ -284,17 +287,30 @@ bool kestd_in_lan(const kestd_config &cfg, uint32_t addr)
 
 void kestd_default_network(kestd_config &cfg)
 {
-    cfg.lan.lan_word_a = kestd_ipv4(192, 168, 225, 1);
-    cfg.lan.lan_word_b = kestd_ipv4(255, 255, 255, 0);
-    cfg.lan.lan_byte = 1;
-    cfg.lan.lan_word_c = kestd_ipv4(192, 168, 225, 20);
-    cfg.lan.lan_word_d = kestd_ipv4(192, 168, 225, 60);
-    cfg.lan.lan_word_e = 43200;
-    cfg.sgmii_enable = 0;
-    cfg.sgmii_autoneg = 1;
-    cfg.sgmii_speed = 2;
-    cfg.sgmii_duplex = 1;
-    cfg.ethernet_mode = 0;
+    const auto address = [](const char *word) {
+        in_addr a{};
+        inet_pton(
+            AF_INET,
+            kest_factory_text(kest_field_at(MGMT_DOMAIN_NETWORK, NETWORK_CMD_LAN_CONFIG, word)),
+            &a);
+        return a.s_addr;
+    };
+    const auto number = [](uint32_t cmd, const char *word) {
+        return static_cast<uint8_t>(
+            kest_factory_number(kest_field_at(MGMT_DOMAIN_NETWORK, cmd, word)));
+    };
+    cfg.lan.lan_word_a = address("gateway");
+    cfg.lan.lan_word_b = address("netmask");
+    cfg.lan.lan_byte = number(NETWORK_CMD_LAN_CONFIG, "dhcp");
+    cfg.lan.lan_word_c = address("dhcp-start");
+    cfg.lan.lan_word_d = address("dhcp-end");
+    cfg.lan.lan_word_e = static_cast<uint32_t>(
+        kest_factory_number(kest_field_at(MGMT_DOMAIN_NETWORK, NETWORK_CMD_LAN_CONFIG, "lease")));
+    cfg.sgmii_enable = number(NETWORK_CMD_SGMII_ENABLE, "enable");
+    cfg.sgmii_autoneg = number(NETWORK_CMD_SGMII_CONFIG, "autoneg");
+    cfg.sgmii_speed = number(NETWORK_CMD_SGMII_CONFIG, "speed");
+    cfg.sgmii_duplex = number(NETWORK_CMD_SGMII_CONFIG, "duplex");
+    cfg.ethernet_mode = number(NETWORK_CMD_ETHERNET_MODE, "ethernet-mode");
 }
 
 const char *kestd_network_config_problem(const kestd_config &cfg)

@@ -11,13 +11,22 @@ void kestd_default_config(kestd_config &cfg)
     // Zero every byte, padding included: the configuration is stored as bytes.
     std::memset(&cfg, 0, sizeof cfg);
     kestd_default_wifi(cfg);
-    kestd_apn &internet = cfg.apn[0][0];
-    internet.used = 1;
-    internet.pdp_type = 2;
-    std::snprintf(internet.apn_name, sizeof internet.apn_name, "internet");
-    cfg.default_id = 0;
-    cfg.tech_pref = 0;
-    cfg.ip_family = 2;
+    for (const data_call_apn_params &p : kFactoryProfiles) {
+        kestd_apn &a = cfg.apn[p.profile_type][p.profile_index];
+        a.used = 1;
+        a.pdp_type = p.pdp_type;
+        a.auth_protocol = p.auth_protocol;
+        std::snprintf(a.apn_name, sizeof a.apn_name, "%s", p.apn_name);
+        std::snprintf(a.username, sizeof a.username, "%s", p.username);
+        std::snprintf(a.password, sizeof a.password, "%s", p.password);
+    }
+    const auto number = [](const char *word) {
+        return static_cast<uint8_t>(kest_factory_number(
+            kest_field_at(MGMT_DOMAIN_DATA_CALL, DATA_CALL_CMD_DEFAULT_PROFILE, word)));
+    };
+    cfg.default_id = number("profile");
+    cfg.tech_pref = number("tech-pref");
+    cfg.ip_family = number("ip-family");
     kestd_default_network(cfg);
     kestd_default_usb(cfg.usb);
 }

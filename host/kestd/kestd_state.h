@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "kest_commands.h"
+#include "kest_fields.h"
 #include "kest_msg.h"
 
 inline constexpr int kKestdWifiIfaces = 3;
@@ -37,7 +37,7 @@ struct kestd_iface {
     uint8_t bandwidth;
     uint8_t max_num_sta;
     uint8_t rssi;
-#define KESTD_SWITCH_FIELD(name, setting, field, word) uint8_t field;
+#define KESTD_SWITCH_FIELD(name, setting, field, ...) uint8_t field;
     KEST_WIFI_SWITCHES(KESTD_SWITCH_FIELD)
 #undef KESTD_SWITCH_FIELD
     uint8_t acl_rule; // 0 off, 1 allow only the listed, 2 deny the listed

@@ -38,11 +38,11 @@ struct u32_setting {
     uint32_t max;
 };
 constexpr u32_setting kActionSetting{
-    [](kestd_state &st) -> uint32_t & { return st.rt.usb_last_action; }, 2};
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_last_action; }, kUsbActionRange.max};
 constexpr u32_setting kBootupSetting{
-    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.bootup; }, 2};
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.bootup; }, kUsbBootupRange.max};
 constexpr u32_setting kNetSetting{
-    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.usbnet; }, 3};
+    [](kestd_state &st) -> uint32_t & { return st.rt.usb_pending.usbnet; }, kUsbNetRange.max};
 
 template <const u32_setting &S>
 uint16_t u32_set(kestd_ctx &ctx, const usb_u32_setting_set_req &req, resp_status &)
@@ -152,14 +152,24 @@ std::span<const kestd_msg_row> kestd_usb_rows()
 void kestd_default_usb(kestd_usb &u)
 {
     u = kestd_usb{};
-    u.bootup = 0;
-    u.pid = 0x9025;
-    u.vid = 0x05c6;
-    std::snprintf(u.product_info, sizeof u.product_info, "KEST LTE Module");
-    std::snprintf(u.manufac_info, sizeof u.manufac_info, "KEST");
-    u.usbnet = 0;
-    const uint8_t func[7] = {1, 1, 1, 1, 1, 0, 0};
-    std::memcpy(u.func, func, sizeof func);
+    const auto number = [](uint32_t cmd, const char *word) {
+        return static_cast<uint32_t>(
+            kest_factory_number(kest_field_at(MGMT_DOMAIN_USB, cmd, word)));
+    };
+    u.bootup = number(USB_CMD_BOOTUP, "bootup");
+    u.pid = static_cast<uint16_t>(number(USB_CMD_ID, "pid"));
+    u.vid = static_cast<uint16_t>(number(USB_CMD_ID, "vid"));
+    std::snprintf(
+        u.product_info, sizeof u.product_info, "%s",
+        kest_factory_text(kest_field_at(MGMT_DOMAIN_USB, USB_CMD_PRODUCT_INFO, "product")));
+    std::snprintf(
+        u.manufac_info, sizeof u.manufac_info, "%s",
+        kest_factory_text(kest_field_at(MGMT_DOMAIN_USB, USB_CMD_MANUFAC_INFO, "manufacturer")));
+    u.usbnet = number(USB_CMD_NET, "net-mode");
+    // The functions in the order of the record and of u.func.
+    size_t i = 0;
+    for (const kest_field &f : kest_fields_of(MGMT_DOMAIN_USB, USB_CMD_FUNC))
+        u.func[i++] = static_cast<uint8_t>(kest_factory_number(f));
 }
 
 const char *kestd_usb_config_problem(const kestd_usb &u)

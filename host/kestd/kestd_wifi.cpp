@@ -73,7 +73,7 @@ uint16_t essid_set(kestd_ctx &ctx, const wifi_essid_set_req &req, wifi_essid_set
 {
     if (!iface_ok(req.index))
         return KESTD_ERR_INVALID_INTERFACE;
-    if (req.format_type > 3)
+    if (req.format_type > kSsidFormatRange.max)
         return KESTD_ERR_INVALID_VALUE;
     kestd_iface &f = iface_of(ctx, req.index);
     if (kestd_text_len(req.ssid) == 0 || !kestd_take_text(f.ssid, req.ssid))
@@ -97,7 +97,7 @@ uint16_t active_set(kestd_ctx &ctx, const wifi_active_set_req &req, wifi_active_
 {
     if (!iface_ok(req.index))
         return KESTD_ERR_INVALID_INTERFACE;
-    if (req.active > 2)
+    if (req.active > kActiveRange.max)
         return KESTD_ERR_INVALID_VALUE;
     iface_of(ctx, req.index).active = req.active != 0;
     enforce_stations(ctx.st);
@@ -156,12 +156,13 @@ uint16_t auth_get(kestd_ctx &ctx, const wifi_auth_get_req &req, wifi_auth_get_re
 // Radio settings and the MAC access rule. A change may send stations away
 // (fewer allowed stations, a stricter rule).
 
-template <const u8_setting &S>
+template <size_t I>
 uint16_t u8_set(kestd_ctx &ctx, const wifi_u8_setting_set_req &req, wifi_setting_set_resp &)
 {
     if (!iface_ok(req.index))
         return KESTD_ERR_INVALID_INTERFACE;
-    const uint8_t v = S.flag ? req.setting != 0 : req.setting;
+    const u8_setting &S = kU8Settings[I];
+    const uint8_t v = S.desc->kind == kest_kind::flag ? req.setting != 0 : req.setting;
     if (!u8_setting_ok(S, v))
         return KESTD_ERR_INVALID_VALUE;
     iface_of(ctx, req.index).*S.field = v;
@@ -169,12 +170,12 @@ uint16_t u8_set(kestd_ctx &ctx, const wifi_u8_setting_set_req &req, wifi_setting
     return KESTD_OK;
 }
 
-template <const u8_setting &S>
+template <size_t I>
 uint16_t u8_get(kestd_ctx &ctx, const wifi_setting_get_req &req, wifi_u8_setting_get_resp &resp)
 {
     if (!iface_ok(req.index))
         return KESTD_ERR_INVALID_INTERFACE;
-    resp.setting = iface_of(ctx, req.index).*S.field;
+    resp.setting = iface_of(ctx, req.index).*kU8Settings[I].field;
     return KESTD_OK;
 }
 
@@ -299,10 +300,10 @@ uint16_t restore_default(kestd_ctx &ctx, const wifi_restore_default_set_req &req
 }
 
 // A one-byte setting's two rows, and a switch's.
-#define KESTD_U8_ROWS(name, setting)                                                               \
-    KESTD_ROW(KEST_WIFI_##name##_SET, u8_set<setting>),                                            \
-        KESTD_ROW(KEST_WIFI_##name##_GET, u8_get<setting>)
-#define KESTD_SWITCH_ROWS(name, setting, field, word) KESTD_U8_ROWS(name, kSwitch_##field),
+#define KESTD_U8_ROWS(name)                                                                        \
+    KESTD_ROW(KEST_WIFI_##name##_SET, u8_set<u8_setting_of(WIFI_CMD_##name)>),                     \
+        KESTD_ROW(KEST_WIFI_##name##_GET, u8_get<u8_setting_of(WIFI_CMD_##name)>)
+#define KESTD_SWITCH_ROWS(name, ...) KESTD_U8_ROWS(name),
 // clang-format off
 constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_WIFI_WORK_MODE_SET, work_mode_set),
@@ -324,46 +325,42 @@ constexpr kestd_msg_row rows[] = {
     KESTD_ROW(KEST_WIFI_MAC_ACL_DEL_SET, acl_del),
     KESTD_ROW(KEST_WIFI_MAC_ACL_INFO_GET, acl_info),
     KESTD_ROW(KEST_WIFI_RESTORE_DEFAULT_SET, restore_default),
-    KESTD_U8_ROWS(MODE, kModeSetting),
-    KESTD_U8_ROWS(BANDWIDTH, kBandwidthSetting),
-    KESTD_U8_ROWS(MAX_NUM_STA, kMaxNumStaSetting),
-    KESTD_U8_ROWS(RSSI, kRssiSetting),
-    KESTD_U8_ROWS(MAC_ACL_RULE, kAclRuleSetting),
+    KESTD_U8_ROWS(MODE),
+    KESTD_U8_ROWS(BANDWIDTH),
+    KESTD_U8_ROWS(MAX_NUM_STA),
+    KESTD_U8_ROWS(RSSI),
+    KESTD_U8_ROWS(MAC_ACL_RULE),
     KEST_WIFI_SWITCHES(KESTD_SWITCH_ROWS)
 };
 // clang-format on
 
-void default_iface(kestd_iface &f, const char *ssid, uint8_t active, uint8_t auth,
-                   const char *password, uint16_t channel, uint8_t mode, uint8_t bandwidth,
-                   uint8_t max_num_sta)
+// A fresh module's value of a field of an interface.
+uint32_t factory(uint32_t cmd, const char *word, int iface)
 {
-    f = kestd_iface{};
-    std::snprintf(f.ssid, sizeof f.ssid, "%s", ssid);
-    f.active = active;
-    f.auth = auth;
-    f.pairwise = auth >= 2 ? 1 : 0;
-    f.group_rekey = auth >= 2 ? 3600 : 0;
-    std::snprintf(f.password, sizeof f.password, "%s", password);
-    f.channel = channel;
-    f.mode = mode;
-    f.bandwidth = bandwidth;
-    f.max_num_sta = max_num_sta;
+    return static_cast<uint32_t>(
+        kest_factory_number(kest_field_at(MGMT_DOMAIN_WIFI, cmd, word), iface));
+}
+template <size_t N>
+void factory_text(char (&dst)[N], uint32_t cmd, const char *word, int iface)
+{
+    std::snprintf(dst, N, "%s",
+                  kest_factory_text(kest_field_at(MGMT_DOMAIN_WIFI, cmd, word), iface));
 }
 
 void default_wifi_iface(kestd_config &cfg, int iface)
 {
     kestd_iface &f = cfg.iface[iface - 1];
-    switch (iface) {
-    case 1:
-        default_iface(f, "KEST-2.4G", 1, 3, "kest-module-24", 6, 4, 1, 10);
-        break;
-    case 2:
-        default_iface(f, "KEST-5G", 1, 3, "kest-module-5g", 36, 5, 2, 10);
-        break;
-    default:
-        default_iface(f, "", 1, 0, "", 0, 4, 0, 1); // on, but joined to no network yet
-        break;
-    }
+    f = kestd_iface{};
+    factory_text(f.ssid, WIFI_CMD_ESSID, "ssid", iface);
+    f.format_type = static_cast<uint8_t>(factory(WIFI_CMD_ESSID, "format-type", iface));
+    f.active = static_cast<uint8_t>(factory(WIFI_CMD_ACTIVE, "active", iface));
+    f.auth = static_cast<uint8_t>(factory(WIFI_CMD_AUTH, "auth", iface));
+    f.pairwise = static_cast<uint8_t>(factory(WIFI_CMD_AUTH, "pairwise", iface));
+    f.group_rekey = factory(WIFI_CMD_AUTH, "group-rekey", iface);
+    factory_text(f.password, WIFI_CMD_AUTH, "password", iface);
+    f.channel = static_cast<uint16_t>(factory(WIFI_CMD_CHANNEL, "channel", iface));
+    for (const u8_setting &s : kU8Settings)
+        f.*s.field = static_cast<uint8_t>(kest_factory_number(*s.desc, iface));
 }
 
 } // namespace
@@ -375,9 +372,11 @@ std::span<const kestd_msg_row> kestd_wifi_rows()
 
 void kestd_default_wifi(kestd_config &cfg)
 {
-    cfg.work_mode = 0;
-    cfg.wifi_enable = 1;
-    std::memcpy(cfg.country_code, "US", 2);
+    cfg.work_mode = static_cast<uint8_t>(factory(WIFI_CMD_WORK_MODE, "work-mode", 1));
+    cfg.wifi_enable = static_cast<uint8_t>(factory(WIFI_CMD_ENABLE, "enable", 1));
+    std::memcpy(
+        cfg.country_code,
+        kest_factory_text(kest_field_at(MGMT_DOMAIN_WIFI, WIFI_CMD_COUNTRY_CODE, "country")), 2);
     for (int i = 1; i <= kKestdWifiIfaces; ++i)
         default_wifi_iface(cfg, i);
 }

@@ -43,13 +43,6 @@ bool wpa_password_ok(const char *pw, size_t len)
     return len >= 8 && len <= 63 && printable(pw, len);
 }
 
-// Every one-byte setting, for the check of a loaded state file.
-#define KESTD_SWITCH_CHECK(name, setting, field, word) &kSwitch_##field,
-constexpr const u8_setting *kU8Settings[] = {
-    &kModeSetting, &kBandwidthSetting, &kMaxNumStaSetting,
-    &kRssiSetting, &kAclRuleSetting,   KEST_WIFI_SWITCHES(KESTD_SWITCH_CHECK)};
-#undef KESTD_SWITCH_CHECK
-
 } // namespace
 
 namespace kestd_wifi {
@@ -71,7 +64,7 @@ uint16_t auth_check(const kestd_iface &f)
     if (f.auth == 0)
         return KESTD_OK;
     if (f.auth == 1) {
-        if (f.wep_default > 3)
+        if (f.wep_default > kWepDefaultIndexRange.max)
             return KESTD_ERR_INVALID_VALUE;
         for (int k = 0; k < 4; ++k) {
             const size_t len = strnlen(f.wep_key[k], sizeof f.wep_key[k]);
@@ -80,7 +73,7 @@ uint16_t auth_check(const kestd_iface &f)
         }
         return KESTD_OK;
     }
-    if (f.auth > 4 || f.pairwise > 2)
+    if (f.auth > WIFI_AUTH_WPA_PSK_MAX || f.pairwise > kPairwiseRange.max)
         return KESTD_ERR_INVALID_VALUE;
     return wpa_password_ok(f.password, strnlen(f.password, sizeof f.password))
                ? KESTD_OK
@@ -95,7 +88,8 @@ bool mac_ok(const uint8_t *mac)
 
 bool u8_setting_ok(const u8_setting &s, uint8_t v)
 {
-    return s.flag ? v <= 1 : v >= s.min && v <= s.max;
+    const kest_field &d = *s.desc;
+    return d.kind == kest_kind::flag ? v <= 1 : v >= d.min && v <= d.max;
 }
 
 bool country_ok(const char *cc)
@@ -112,7 +106,8 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
         return "Wi-Fi global settings out of range";
     for (uint32_t i = 1; i <= kKestdWifiIfaces; ++i) {
         const kestd_iface &f = cfg.iface[i - 1];
-        if (strnlen(f.ssid, sizeof f.ssid) == sizeof f.ssid || f.format_type > 3 || f.active > 1)
+        if (strnlen(f.ssid, sizeof f.ssid) == sizeof f.ssid ||
+            f.format_type > kSsidFormatRange.max || f.active > 1)
             return "Wi-Fi interface SSID or activation damaged";
         for (const auto &key : f.wep_key)
             if (strnlen(key, sizeof key) == sizeof key)
@@ -122,8 +117,8 @@ const char *kestd_wifi_config_problem(const kestd_config &cfg)
             return "Wi-Fi authentication damaged";
         if (channel_check(i, f.channel) != KESTD_OK)
             return "Wi-Fi channel not valid for its interface";
-        for (const u8_setting *s : kU8Settings)
-            if (!u8_setting_ok(*s, f.*s->field))
+        for (const u8_setting &s : kU8Settings)
+            if (!u8_setting_ok(s, f.*s.field))
                 return "Wi-Fi radio setting out of range";
         if (f.acl_count > kKestdMacAclMax)
             return "Wi-Fi MAC access list damaged";

@@ -5,8 +5,9 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 
-#include "kest_commands.h"
+#include "kest_fields.h"
 #include "kestd_state.h"
 
 namespace kestd_wifi {
@@ -20,37 +21,39 @@ bool mac_ok(const uint8_t *mac);
 // A country code of two letters.
 bool country_ok(const char *cc);
 
-// The one-byte radio settings: one shape, one row each. A flag is stored as
-// 0 or 1; a number must lie in [min, max].
+// The one-byte radio settings: one shape, one row each, with the field's
+// description (its kind, range and factory value). A flag is stored as 0 or
+// 1; a number must lie in the described range.
 struct u8_setting {
     uint8_t kestd_iface::*field;
-    bool flag;
-    uint8_t min;
-    uint8_t max;
+    const kest_field *desc;
+    const char *name; // in the state dump
 };
-inline constexpr u8_setting kModeSetting{&kestd_iface::mode, false, kWifiModeRange.min,
-                                         kWifiModeRange.max};
-inline constexpr u8_setting kBandwidthSetting{&kestd_iface::bandwidth, false, kBandwidthRange.min,
-                                              kBandwidthRange.max};
-inline constexpr u8_setting kMaxNumStaSetting{&kestd_iface::max_num_sta, false, 1,
-                                              kKestdStationsMax};
-inline constexpr u8_setting kRssiSetting{&kestd_iface::rssi, false, kRssiRange.min, kRssiRange.max};
-// One row per switch, named after its field: kSwitch_ap_isolate.
-#define KESTD_SWITCH_SETTING(name, setting, field, word)                                           \
-    inline constexpr u8_setting kSwitch_##field{&kestd_iface::field, true, 0, 1};
-KEST_WIFI_SWITCHES(KESTD_SWITCH_SETTING)
+#define KESTD_U8_SETTING(member, cmd, word)                                                        \
+    u8_setting                                                                                     \
+    {                                                                                              \
+        &kestd_iface::member, &kest_field_at(MGMT_DOMAIN_WIFI, cmd, word), #member                 \
+    }
+#define KESTD_SWITCH_SETTING(name, setting, field, word, ...)                                      \
+    u8_setting{&kestd_iface::field, &kest_field_at(MGMT_DOMAIN_WIFI, WIFI_CMD_##name, word),       \
+               #setting},
+// Every one-byte setting of an interface, the switches last.
+inline constexpr u8_setting kU8Settings[] = {
+    KESTD_U8_SETTING(mode, WIFI_CMD_MODE, "mode"),
+    KESTD_U8_SETTING(bandwidth, WIFI_CMD_BANDWIDTH, "bandwidth"),
+    KESTD_U8_SETTING(max_num_sta, WIFI_CMD_MAX_NUM_STA, "max-sta"),
+    KESTD_U8_SETTING(rssi, WIFI_CMD_RSSI, "rssi"),
+    KESTD_U8_SETTING(acl_rule, WIFI_CMD_MAC_ACL_RULE, "acl-rule"),
+    KEST_WIFI_SWITCHES(KESTD_SWITCH_SETTING)};
 #undef KESTD_SWITCH_SETTING
-// The switches with the names of the state dump.
-struct switch_name {
-    uint8_t kestd_iface::*field;
-    const char *name;
-};
-#define KESTD_SWITCH_NAME(name, setting, field, word) {&kestd_iface::field, #setting},
-inline constexpr switch_name kSwitchNames[] = {KEST_WIFI_SWITCHES(KESTD_SWITCH_NAME)};
-#undef KESTD_SWITCH_NAME
-// The MAC access rule has the same records: 0 off, 1 allow only the listed,
-// 2 deny the listed.
-inline constexpr u8_setting kAclRuleSetting{&kestd_iface::acl_rule, false, 0, 2};
+// The place of a setting's command in kU8Settings.
+consteval size_t u8_setting_of(uint32_t cmd)
+{
+    for (size_t i = 0; i < std::size(kU8Settings); ++i)
+        if (kU8Settings[i].desc->command == cmd)
+            return i;
+    return std::size(kU8Settings);
+}
 
 // Whether `v` may be stored in setting `s`.
 bool u8_setting_ok(const u8_setting &s, uint8_t v);

@@ -164,8 +164,9 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
             f.group_rekey);
         std::snprintf(key, sizeof key, "wifi.%d.radio", i);
         std::string switches;
-        for (const switch_name &s : kSwitchNames)
-            switches += std::string(" ") + s.name + " " + std::to_string(f.*s.field);
+        for (const u8_setting &s : kU8Settings)
+            if (s.desc->kind == kest_kind::flag)
+                switches += std::string(" ") + s.name + " " + std::to_string(f.*s.field);
         kestd_dump_line(out, key, "channel %u mode %u bandwidth %u max_num_sta %u rssi %u%s",
                         f.channel, f.mode, f.bandwidth, f.max_num_sta, f.rssi, switches.c_str());
         std::string acl;
