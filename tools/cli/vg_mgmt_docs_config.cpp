@@ -9,9 +9,6 @@
 #include "vg_mgmt_docs.h"
 
 namespace vgm {
-namespace {
-
-} // namespace
 
 const config_option kConfigOptions[] = {
     {"--socket", "PATH", "", "the service's socket (sets VG_KEST_SOCKET), before or after config"},

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <thread>
 
+#include "config_apply.h"
 #include "kest_socket_path.h"
 #include "vg_mgmt_docs.h"
 
@@ -139,6 +140,18 @@ int h_set(const call &k)
         if (k.r.values[i] && k.c.fields[i].shown != nullptr && !k.c.fields[i].shown(w.data()))
             return fail(k, usage_failure(std::string(k.c.fields[i].key) +
                                          " does not apply here: " + k.c.fields[i].help));
+    // The rules that config validate applies to the same values.
+    uint32_t iface = 0;
+    if (k.c.inst == axis::iface)
+        std::memcpy(&iface, w.data(), sizeof iface);
+    const std::vector<std::string> problems =
+        vgcfg::setting_problems(k.c, static_cast<int>(iface), r.data(), w.data());
+    if (!problems.empty()) {
+        std::string all;
+        for (const std::string &p : problems)
+            all += (all.empty() ? "" : "; ") + p;
+        return fail(k, usage_failure(all));
+    }
     if (auto f = lib(k, MGMT_OPT_SET, k.c.write_id, w))
         return fail(k, *f);
     return done(k, nullptr);

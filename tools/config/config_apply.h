@@ -13,6 +13,11 @@ namespace vgcfg {
 
 // Every problem of a document, as "path: why", before anything is read.
 std::vector<std::string> validate(const json &doc);
+// The problems that config validate finds in one setting about to be
+// written (wrec, after reading rrec), for interface iface (0: none): the
+// values the write leaves as the module holds them are not judged alone.
+std::vector<std::string> setting_problems(const vgm::command &row, int iface, const uint8_t *rrec,
+                                          const uint8_t *wrec);
 // Texts of decimal digits where a field takes that number become the number
 // (what Ansible's templates give); nothing else changes.
 void numbers_from_text(json &doc);

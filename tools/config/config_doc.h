@@ -55,6 +55,9 @@ bool read_snapshot(conn &c, snapshot &s, std::string &what);
 using path_filter = std::function<bool(const std::string &path, bool list)>;
 bool read_snapshot(conn &c, snapshot &s, std::string &what, const path_filter &only);
 json to_document(const snapshot &s, bool show_secrets);
+// The configuration of a fresh module, as the protocol's description gives
+// it: its settings and profiles, and no other list entries.
+snapshot factory_snapshot();
 
 // A field's value in a record, as the document writes it.
 json field_value(const field &f, const uint8_t *rec, bool show_secrets);

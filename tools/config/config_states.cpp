@@ -12,30 +12,6 @@ namespace vgcfg {
 
 namespace {
 
-// kestd's factory configuration (export of a fresh kestd), secrets masked.
-constexpr const char *kDefaults = R"({"version":1,
-"wifi":{"work-mode":0,"enable":"on","country":"US","interfaces":{
-"1":{"ssid":{"ssid":"KEST-2.4G","format-type":0},
- "auth":{"auth":"wpa-psk-3","pairwise":1,"password":"********","group-rekey":3600},
- "mode":4,"channel":6,"bandwidth":1,"max-sta":10,"rssi":0,"ssid-hide":"off","11n-only":"off",
- "11ac-only":"off","ap-isolate":"off","dfs":"off","acl-rule":"off","acl":[]},
-"2":{"ssid":{"ssid":"KEST-5G","format-type":0},
- "auth":{"auth":"wpa-psk-3","pairwise":1,"password":"********","group-rekey":3600},
- "mode":5,"channel":36,"bandwidth":2,"max-sta":10,"rssi":0,"ssid-hide":"off","11n-only":"off",
- "11ac-only":"off","ap-isolate":"off","dfs":"off","acl-rule":"off","acl":[]},
-"3":{"ssid":{"ssid":"","format-type":0},"auth":{"auth":"open"},
- "mode":4,"channel":0,"bandwidth":0,"max-sta":1,"rssi":0,"ssid-hide":"off","11n-only":"off",
- "11ac-only":"off","ap-isolate":"off","dfs":"off","acl-rule":"off","acl":[]}}},
-"datacall":{"default-profile":{"profile":0,"tech-pref":0,"ip-family":"ipv4v6"},
- "apn":[{"profile-type":0,"profile-index":0,"pdp-type":"ipv4v6","auth-protocol":"none","apn":"internet",
-         "user":"","password":""}]},
-"network":{"lan":{"gateway":"192.168.225.1","netmask":"255.255.255.0","dhcp":"on",
- "dhcp-start":"192.168.225.20","dhcp-end":"192.168.225.60","lease":43200},
- "sgmii-enable":{"enable":"off"},"sgmii-config":{"autoneg":"on","speed":"1000mbps","duplex":"full"},
- "ethernet-mode":"lan","dmz":null,"snat":[]},
-"usb":{"bootup":0,"id":{"pid":"0x9025","vid":"0x05c6"},"product":"KEST LTE Module","manufacturer":"KEST",
- "net-mode":0,"func":{"diag":"on","nmea":"on","at":"on","modem":"on","net":"on","adb":"off","audio-uac":"off"}}})";
-
 constexpr const char *kSections[] = {
     "wifi", "wifi.interfaces.1", "wifi.interfaces.2", "wifi.interfaces.3", "datacall", "network",
     "usb"};
@@ -184,7 +160,7 @@ const char *state_names()
 
 const json &defaults_document()
 {
-    static const json d = json::parse(kDefaults);
+    static const json d = to_document(factory_snapshot(), false);
     return d;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 
+#include "kest_fields.h"
 #include "vg_mgmt_client.h"
 
 namespace vgcfg {
@@ -16,41 +17,43 @@ using vgm::axis;
 using vgm::command;
 using vgm::kind;
 
-// Writes go out phase by phase. Removals from lists come first and the LAN
-// block before the addresses that must lie in it; profiles before the
-// default profile that names them and their removal after it; a MAC list
+// Writes go out phase by phase, each document path in the phase of the
+// longest path here that holds it. Removals from lists come first and the
+// LAN block before the addresses that must lie in it; profiles before the
+// default profile that names them, and their removal after it; a MAC list
 // before the rule that reads it; USB settings last, then one write-back.
 struct order {
-    const char *domain_word;
-    const char *subject;
-    int phase;
+    const char *path;
+    int remove; // a list's removals
+    int write;  // a setting's writes, a list's additions
 };
-constexpr order orders[] = {
-    {"network", "snat", 10},  {"network", "dmz", 11},  {"wifi", "", 20},     {"wifi", "acl", 31},
-    {"wifi", "acl-rule", 33}, {"datacall", "apn", 40}, {"datacall", "", 41}, {"network", "lan", 50},
-    {"network", "", 53},      {"usb", "", 60},
+constexpr order kOrders[] = {
+    {"network.snat", 10, 52},
+    {"network.dmz", 11, 51},
+    {"wifi", 0, 20},
+    {"wifi.interfaces.{i}", 0, 30},
+    {"wifi.interfaces.{i}.acl", 31, 32},
+    {"wifi.interfaces.{i}.acl-rule", 0, 33},
+    {"datacall.apn", 42, 40},
+    {"datacall.default-profile", 0, 41},
+    {"network.lan", 0, 50},
+    {"network", 0, 53},
+    {"usb", 0, 60},
 };
-// Profiles leave after the default profile has moved off them.
-constexpr int kPhaseProfilesRemoved = 42;
 
-int phase_of(const command &c)
+const order &order_of(const std::string &path)
 {
-    const bool wifi_iface = std::strcmp(c.domain_word, "wifi") == 0 && per_interface(c);
-    int phase = 30; // settings of a Wi-Fi interface
-    for (const order &o : orders)
-        if (std::strcmp(o.domain_word, c.domain_word) == 0 && o.subject[0] == '\0' && !wifi_iface)
-            phase = o.phase;
-    for (const order &o : orders)
-        if (std::strcmp(o.domain_word, c.domain_word) == 0 &&
-            std::strcmp(o.subject, c.subject) == 0)
-            phase = o.phase;
-    return phase;
-}
-
-std::string domain_object(const command &c)
-{
-    const std::string word = c.domain_word;
-    return per_interface(c) ? word + ".interfaces.{i}" : word;
+    const order *best = &kOrders[0];
+    size_t best_len = 0;
+    for (const order &o : kOrders) {
+        const size_t n = std::strlen(o.path);
+        if (n > best_len && path.compare(0, n, o.path) == 0 &&
+            (path.size() == n || path[n] == '.')) {
+            best = &o;
+            best_len = n;
+        }
+    }
+    return *best;
 }
 
 struct rows {
@@ -77,13 +80,27 @@ std::vector<std::pair<std::string, rows>> subjects()
     return out;
 }
 
+// The document path of a command's field, as the protocol describes it:
+// "wifi.interfaces.{i}.channel", "network.snat[].protocol"; empty when the
+// field is not in the document.
+std::string described_path(const command &c, uint16_t cmd, const char *key)
+{
+    const kest_field *d = kest_field_find(c.domain, cmd, key);
+    return d != nullptr && d->path != nullptr ? d->path : "";
+}
+
+// The object that holds a path's last word, and that word.
+std::pair<std::string, std::string> split_path(const std::string &path)
+{
+    const std::string p = path.substr(0, path.find("[]"));
+    const size_t dot = p.rfind('.');
+    return {p.substr(0, dot), p.substr(dot + 1)};
+}
+
 group setting_group(const command &set)
 {
-    const bool single = set.fields.size() == 1 && std::strcmp(set.fields[0].key, set.subject) == 0;
-    std::string object = domain_object(set);
-    if (!single)
-        object += std::string(".") + set.subject;
-    return group{&set, object, phase_of(set)};
+    const std::string path = described_path(set, set.write_id, set.fields.at(0).key);
+    return group{&set, split_path(path).first, order_of(path).write};
 }
 
 const command *find_row(const char *domain_word, const char *subject, const char *verb)
@@ -110,7 +127,8 @@ const std::vector<group> &groups()
         for (const auto &[name, r] : subjects()) {
             const command *get = r.at("get"), *set = r.at("set");
             if (get == nullptr || set == nullptr || set->k != kind::set ||
-                !(set->inst == axis::none || set->inst == axis::iface || set->inst == axis::usb))
+                described_path(*set, set->write_id, set->fields.at(0).key).empty() ||
+                set->inst == axis::apn)
                 continue;
             g.push_back(setting_group(*set));
             if (set->domain == MGMT_DOMAIN_USB && commit != nullptr)
@@ -130,20 +148,26 @@ const std::vector<list_desc> &lists()
                           *get = r.at("get"), *set = r.at("set");
             if (add == nullptr || del == nullptr)
                 continue;
-            const int del_phase = phase_of(*add);
+            const command *entry_row = set != nullptr && set->inst == axis::apn ? set : add;
+            if (entry_row->fields.empty())
+                continue;
+            const std::string path =
+                described_path(*entry_row, entry_row->write_id, entry_row->fields[0].key);
+            if (path.empty())
+                continue;
+            const auto [object, key] = split_path(path);
+            const order &o = order_of(object + "." + key);
             if (set != nullptr && set->inst == axis::apn && list != nullptr) {
                 std::vector<field> entry = vgm::axis_fields(axis::apn);
                 entry.insert(entry.end(), set->fields.begin(), set->fields.end());
-                l.push_back({list_kind::keyed, list, add, del, set, add->domain_word, add->subject,
-                             kPhaseProfilesRemoved, del_phase, entry});
+                l.push_back(
+                    {list_kind::keyed, list, add, del, set, object, key, o.remove, o.write, entry});
             } else if (list != nullptr && list->list != nullptr) {
-                const bool network = std::strcmp(add->domain_word, "network") == 0;
-                l.push_back({list_kind::exact, list, add, del, nullptr, domain_object(*add),
-                             add->subject, del_phase, network ? 52 : del_phase + 1,
-                             list->list->entry});
+                l.push_back({list_kind::exact, list, add, del, nullptr, object, key, o.remove,
+                             o.write, list->list->entry});
             } else if (get != nullptr && set == nullptr) {
-                l.push_back({list_kind::optional, get, add, del, nullptr, domain_object(*add),
-                             add->subject, del_phase, 51, get->fields});
+                l.push_back({list_kind::optional, get, add, del, nullptr, object, key, o.remove,
+                             o.write, get->fields});
             }
         }
         return l;

@@ -1,14 +1,15 @@
-// The configuration document, made from the tool's model of the settings
-// (vg_mgmt_model*.cpp). What the model's rows are to the document:
-// - a setting (a get and a set row) on no instance, a Wi-Fi interface or the
-//   USB instance is a group of fields: a setting whose one field bears the
-//   setting's name is that value, any other is an object of its fields;
+// The configuration document, made from the tool's model of the settings and
+// the protocol's description of their fields (kest_fields.h), which gives
+// each field its document path. What the model's rows are to the document:
+// - a setting (a get and a set row) whose fields have paths is a group of
+//   fields in the object that holds them;
 // - a list, add and del row of one subject is a list made exactly equal;
 // - a get, add and del row with no set (the DMZ host) is one value or none;
 // - a setting over APN profiles, with their list, add and del rows, is the
 //   list of profiles, each keyed by its type and index.
-// Rows of any other shape (status, actions) stay out. Adding a setting to the
-// model adds it to the document; this file only orders the writes.
+// A field with no path (status, actions) stays out. Adding a setting with
+// paths to the description adds it to the document; config_table.cpp only
+// orders the writes.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,7 @@
 // Checking a whole document against the table before anything is sent: every
 // problem, each with its path in the document.
 #include <algorithm>
+#include <cstring>
 #include <set>
 
 #include "config_rules.h"
@@ -192,6 +193,38 @@ void numbers_from_text(json &doc)
     std::vector<std::string> ignored;
     if (doc.is_object())
         checker{ignored, true}.walk(doc, "");
+}
+
+} // namespace vgcfg
+
+namespace vgcfg {
+
+std::vector<std::string> setting_problems(const vgm::command &row, int iface, const uint8_t *rrec,
+                                          const uint8_t *wrec)
+{
+    json doc = json::object();
+    doc["version"] = kDocumentVersion;
+    std::set<std::string> kept; // fields the write leaves as the module holds them
+    for (const group &g : groups()) {
+        if (g.row != &row)
+            continue;
+        const std::string object = object_path(g.object, iface);
+        json &obj = make_path(doc, object);
+        for (const field &f : g.row->fields) {
+            field at = f;
+            at.off = f.woff;
+            if (!applies(at, wrec))
+                continue;
+            obj[f.key] = field_value(at, wrec, true);
+            if (std::memcmp(rrec + f.woff, wrec + f.woff, f.width) == 0)
+                kept.insert(object + "." + f.key);
+        }
+    }
+    std::vector<std::string> out;
+    for (const std::string &p : validate(doc))
+        if (kept.count(p.substr(0, p.find(": "))) == 0)
+            out.push_back(p);
+    return out;
 }
 
 } // namespace vgcfg

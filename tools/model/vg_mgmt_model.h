@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,15 +19,7 @@
 namespace vgm {
 
 // The instance a command names, given as leading words.
-enum class axis : uint8_t {
-    none,
-    iface,     // Wi-Fi interface index 1 to 3 (u32 at offset 0)
-    sta_iface, // the station interface: index 3, fixed
-    apn,       // APN profile type 0 to 2 and index 0 to 24 (u8 at offsets 0 and 1)
-    apn_type,  // APN profile type alone
-    profile,   // APN profile of type 0 that a data call uses, 0 to 24 (u8 at offset 0)
-    usb,       // USB instance 0 (usb_num, u32 at offset 0), fixed
-};
+using axis = kest_instance;
 
 enum class kind : uint8_t {
     get,  // read the record, print its fields
@@ -78,25 +71,34 @@ std::vector<field> axis_fields(axis a);
 // Writes the fixed instance of an axis (station interface 3, USB instance 0).
 void axis_fixed(axis a, uint8_t *rec);
 
-// Every instance of an axis that is fixed by the module: the Wi-Fi interfaces
-// 1 to 3, or the one instance of an axis that takes no words. Empty for the
-// APN axes, whose instances are the profiles the service holds ("datacall apn
-// list" per profile type 0 to 2).
-std::vector<std::vector<std::string>> axis_instances(axis a);
-
 // The value buffer size of a domain.
 uint32_t value_size(uint32_t domain);
 
 // "wifi channel set"
 std::string command_name(const command &c);
 
-// The domains' rows, appended in order (one table per domain).
-void add_wifi_commands(std::vector<command> &c);
-void add_data_call_commands(std::vector<command> &c);
-void add_network_commands(std::vector<command> &c);
-void add_usb_commands(std::vector<command> &c);
+// The fields of a command's record as the protocol describes them, all or
+// the ones named.
+std::vector<field> described_fields(uint32_t domain, uint32_t cmd);
+field described_field(uint32_t domain, uint32_t cmd, const char *word);
 
-// Helpers of the tables: a setting's get and set rows from one description.
+// A command whose rows are not the plain ones its description gives: its
+// builder gets the subject's row with its words, help and instance filled in
+// and adds what the command needs.
+struct special {
+    uint32_t domain;
+    uint32_t cmd;
+    void (*add)(std::vector<command> &c, command base);
+};
+std::span<const special> wifi_specials();
+std::span<const special> data_call_specials();
+std::span<const special> network_specials();
+std::span<const special> usb_specials();
+
+// A setting's get and set rows from one description of both.
 void add_setting(std::vector<command> &c, const command &row);
+// The plain rows of a described command: a setting when it has both
+// directions, else a read or a run of its described fields.
+void add_plain(std::vector<command> &c, command base);
 
 } // namespace vgm

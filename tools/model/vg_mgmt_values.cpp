@@ -96,6 +96,9 @@ std::optional<std::string> parse_integer(const field &f, const std::string &word
             v = n.value;
     if (f.type == vtype::flag && (word == "on" || word == "off"))
         v = word == "on";
+    // A USB id is read as it is shown: in hex, with or without 0x.
+    if (!v && f.type == vtype::usb_id && word.rfind("0x", 0) != 0 && word.rfind("0X", 0) != 0)
+        v = parse_uint("0x" + word);
     if (!v)
         v = parse_uint(word);
     if (!v)
@@ -119,6 +122,36 @@ std::optional<std::string> parse_text(const field &f, const std::string &word, u
 }
 
 } // namespace
+
+field described(const kest_field &d)
+{
+    static constexpr struct {
+        kest_kind kind;
+        vtype type;
+    } kTypes[] = {{kest_kind::number, vtype::number}, {kest_kind::named, vtype::named},
+                  {kest_kind::flag, vtype::flag},     {kest_kind::usb_id, vtype::usb_id},
+                  {kest_kind::text, vtype::text},     {kest_kind::secret, vtype::text},
+                  {kest_kind::textn, vtype::textn},   {kest_kind::mac, vtype::mac},
+                  {kest_kind::ipv4, vtype::ipv4},     {kest_kind::ipv4_text, vtype::ipv4_text},
+                  {kest_kind::ipv6, vtype::ipv6}};
+    vtype t = vtype::number;
+    for (const auto &k : kTypes)
+        if (k.kind == d.kind)
+            t = k.type;
+    field f = t == vtype::named
+                  ? named(d.word, d.off, d.width, {d.names.rows, d.names.count}, d.help)
+                  : of_type(t, d.word, d.off, d.width, d.help);
+    if (t == vtype::flag)
+        f.max = 1;
+    if (d.min != 0 || d.max != 0) {
+        f.min = d.min;
+        f.max = t == vtype::text ? 0 : d.max;
+    }
+    f.secret = d.kind == kest_kind::secret;
+    f.allowed = d.allowed;
+    f.range_text = d.range_text;
+    return f;
+}
 
 field num(const char *key, uint16_t off, uint16_t width, uint64_t min, uint64_t max,
           const char *help, const char *unit)
@@ -200,7 +233,7 @@ std::string range_of(const field &f)
         return r;
     }
     case vtype::usb_id:
-        return "0x0000 to 0xffff";
+        return "0x0000 to 0xffff (hex, as shown; 0x may be left out)";
     case vtype::text:
         if (f.min == f.width - 1u)
             return "text of " + std::to_string(f.min) + " bytes";

@@ -11,15 +11,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include "kest_fields.h"
+
 namespace vgm {
 
 using json = nlohmann::ordered_json;
 
 // A named value: accepted and printed by name, the number accepted too.
-struct name_value {
-    const char *name;
-    uint32_t value;
-};
+using name_value = kest_name;
 using names = std::span<const name_value>;
 
 enum class vtype : uint8_t {
@@ -76,6 +75,9 @@ struct field {
         return *this;
     }
 };
+
+// The field as the protocol's description gives it.
+field described(const kest_field &d);
 
 // Fields of the usual kinds. `min` of a text is its least length.
 field num(const char *key, uint16_t off, uint16_t width, uint64_t min, uint64_t max,
