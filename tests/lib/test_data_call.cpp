@@ -177,6 +177,10 @@ TEST_F(DataCall, CopiesBackStayWithinTheirFields)
     EXPECT_EQ(std::string(apn.username, 128), std::string(128, 'U')); // an empty answer keeps it
     EXPECT_STREQ(apn.password, "secret");
     EXPECT_TRUE(kept_from(sizeof apn, before));
+    strcpy(r.username, "bob"); // a text in the answer replaces the caller's, zero behind it
+    fake::reply_with(r);
+    ASSERT_EQ(get(DATA_CALL_CMD_APN), 0);
+    EXPECT_EQ(std::string(apn.username, 5), std::string("bob\0\0", 5));
 
     for (uint8_t length : {0, 3, 255}) {
         buf = fake::patterned(MGMT_DATA_CALL_VALUE_SIZE);

@@ -107,6 +107,8 @@ TEST_F(Network, SgmiiSendsBytesUnreducedAndReadsFlagsBack)
     resp = {{0, 0}, 2, 0, 0x80, 0xab, 0xcd, {}, {}, {}, {}, {}};
     for (uint8_t i = 0; i < 8; ++i) {
         resp.quad_d[i] = static_cast<uint8_t>(0xd0 + i);
+        resp.quad_c[i] = static_cast<uint8_t>(0xc0 + i);
+        resp.quad_b[i] = static_cast<uint8_t>(0xb0 + i);
         resp.quad_a[i] = static_cast<uint8_t>(0xa0 + i);
     }
     const auto before = buf;
@@ -117,6 +119,8 @@ TEST_F(Network, SgmiiSendsBytesUnreducedAndReadsFlagsBack)
     EXPECT_EQ(info.byte_a, 0xab);
     EXPECT_EQ(info.byte_b, 0xcd);
     EXPECT_EQ(memcmp(&info.quad_a, resp.quad_a, 8), 0); // each by its name
+    EXPECT_EQ(memcmp(&info.quad_b, resp.quad_b, 8), 0);
+    EXPECT_EQ(memcmp(&info.quad_c, resp.quad_c, 8), 0);
     EXPECT_EQ(memcmp(&info.quad_d, resp.quad_d, 8), 0);
     EXPECT_EQ(memcmp(buf.data() + 5, before.data() + 5, 3), 0);
     EXPECT_TRUE(kept_from(sizeof info, before));
