@@ -43,7 +43,11 @@ struct kest_names {
     const kest_name *rows = nullptr;
     uint32_t count = 0;
 };
-#define KEST_NAMES(table) kest_names{table, static_cast<uint32_t>(std::size(table))}
+#define KEST_NAMES(table)                                                                          \
+    kest_names                                                                                     \
+    {                                                                                              \
+        table, static_cast<uint32_t>(std::size(table))                                             \
+    }
 
 // The value of a fresh module in the document's words: one per Wi-Fi
 // interface (1, 2, 3) for a field of an interface, where a missing one is
@@ -121,4 +125,3 @@ struct kest_subject {
     const char *help;  // what the record is: "an interface's radio channel"
     kest_instance instance;
 };
-
