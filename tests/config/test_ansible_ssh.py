@@ -16,10 +16,9 @@ import tempfile
 import time
 import unittest
 
-from ansible_harness import NO_PYTHON, environment, play_json
-from config_harness import Service
+from config_harness import NO_PYTHON, VGM, Service, environment, main, play_json
 
-VGM, KESTD, COLLECTIONS = sys.argv[1], sys.argv[2], sys.argv[3]
+COLLECTIONS = sys.argv[3]
 MODULES = 3
 SKIP = 77
 
@@ -90,7 +89,7 @@ class OverSsh(unittest.TestCase):
             print("skipped: sshd did not start: " + log, file=sys.stderr)
             cls.tmp.cleanup()
             sys.exit(SKIP)
-        cls.modules = [Service(KESTD, VGM) for _ in range(MODULES)]
+        cls.modules = [Service() for _ in range(MODULES)]
         hosts = {f"mod{n}": {"vg_socket": m.sock, "channel_base": n} for n, m in enumerate(cls.modules)}
         cls.inventory = os.path.join(cls.tmp.name, "inventory.json")
         common = {"ansible_connection": "ssh", "ansible_host": "127.0.0.1", "ansible_port": cls.sshd.port,
@@ -141,4 +140,4 @@ class OverSsh(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    main()

@@ -8,13 +8,10 @@ import json
 import os
 import subprocess
 import sys
-import time
-import unittest
 
-from ansible_harness import NO_PYTHON, environment, play_json
-from config_harness import Service
+from config_harness import NO_PYTHON, VGM, ServiceTest, environment, main, play_json, set_path
 
-VGM, KESTD, COLLECTIONS = sys.argv[1], sys.argv[2], sys.argv[3]
+COLLECTIONS = sys.argv[3]
 
 RULE_A = {"private-ip": "192.168.225.20", "private-port": 8080, "global-port": 80, "protocol": "tcp"}
 RULE_B = {"private-ip": "192.168.225.21", "private-port": 8081, "global-port": 81, "protocol": "udp"}
@@ -68,27 +65,20 @@ def task(name, args, check=False):
     return t
 
 
-class States(unittest.TestCase):
+class States(ServiceTest):
     @classmethod
     def setUpClass(cls):
-        cls.svc = Service(KESTD, VGM)
-        cls.tmp = os.path.join(cls.svc.dir.name, "ansible-tmp")
+        super().setUpClass()
         path = os.path.dirname(os.path.abspath(VGM)) + ":" + os.environ.get("PATH", "/usr/bin:/bin")
-        cls.env = environment(COLLECTIONS, cls.tmp)
+        cls.env = environment(COLLECTIONS, os.path.join(cls.svc.dir.name, "ansible-tmp"))
         cls.play = {"hosts": "localhost", "connection": "local", "gather_facts": False,
                     "vars": {"ansible_python_interpreter": NO_PYTHON},
-                    "environment": {"PATH": path, "VG_MGMT_STATE_DIR": cls.svc.env()["VG_MGMT_STATE_DIR"]},
-                    "tasks": []}
+                    "environment": {"PATH": path, "VG_MGMT_STATE_DIR": cls.svc.env()["VG_MGMT_STATE_DIR"]}}
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.svc.stop()
-
-    def run_tasks(self, tasks, *options):
-        play = dict(self.play, tasks=tasks)
-        book = self.svc.write(json.dumps([play]), "play.yml")
-        rc, results, _, text = play_json(book, "localhost,", self.env, *options)
-        return rc, {name: hosts["localhost"] for name, hosts in results.items()}, text
+    def run_tasks(self, tasks):
+        book = self.svc.write(json.dumps([dict(self.play, tasks=tasks)]), "play.yml")
+        _, results, _, text = play_json(book, "localhost,", self.env)
+        return {name: hosts["localhost"] for name, hosts in results.items()}, text[-2000:]
 
     def test_states_by_section(self):
         tasks = []
@@ -96,7 +86,7 @@ class States(unittest.TestCase):
             args = {"socket": self.svc.sock, "state": state, "config": doc}
             tasks += [task(f"{n} check", args, check=True), task(f"{n} run", args), task(f"{n} again", args),
                       task(f"{n} read", {"socket": self.svc.sock, "state": "gathered"})]
-        _, r, text = self.run_tasks(tasks)
+        r, text = self.run_tasks(tasks)
         for n, (state, doc, commands, (path, value)) in enumerate(ROWS):
             with self.subTest(row=n, state=state, doc=doc):
                 check, run, again, read = (r[f"{n} {w}"] for w in ("check", "run", "again", "read"))
@@ -108,51 +98,39 @@ class States(unittest.TestCase):
                 self.assertEqual(read["gathered"], run["after"])
                 self.assertEqual(at(read["gathered"], path), value)
 
-    def test_offline_states_and_facts(self):
+    def test_offline_states_facts_refusal_src_and_confirm(self):
+        sock, secret = self.svc.sock, "fleet-secret-1"
         doc = {"usb": {"product": "Fleet"}, "wifi": {"interfaces": {"1": {"auth": {"auth": "wpa-psk-2",
-                                                                                    "password": "fleet-secret-1"}}}}}
-        tasks = [task("rendered", {"state": "rendered", "config": doc}),
-                 task("parsed", {"state": "parsed", "running_config": json.dumps(doc)}),
-                 {"name": "facts", "vg.mgmt.facts": {"socket": self.svc.sock}},
-                 {"name": "branch", "debug": {"msg": "{{ ansible_facts.vg_mgmt.usb.product }}"}}]
-        _, r, text = self.run_tasks(tasks)
-        self.assertEqual(r["rendered"]["rendered"], ['usb.product: "KEST LTE Module" -> "Fleet"',
-                                                     IF1 + '.auth.auth: "wpa-psk-3" -> "wpa-psk-2"'])
-        self.assertEqual(r["parsed"]["parsed"]["wifi"]["interfaces"]["1"]["auth"]["password"], "********")
-        self.assertNotIn("fleet-secret-1", text)
-        self.assertEqual(r["branch"]["msg"], at(json.loads(self.svc.export(secrets=False)), "usb.product"))
-
-    def test_refused_value_returns_what_was_undone(self):
-        before = self.svc.export()
-        args = {"socket": self.svc.sock, "config": {"usb": {"product": "Undone", "id": {"pid": "0x0000"}}}}
-        rc, r, _ = self.run_tasks([task("refused", args)])
-        self.assertTrue(r["refused"]["failed"])
-        self.assertNotIn("commands", r["refused"])
+                                                                                    "password": secret}}}}}
+        src = {"socket": sock, "src": self.svc.write({"wifi": {"country": "DE"}}, "module.json")}
+        confirm = f"VG_KEST_SOCKET={sock} VG_MGMT_STATE_DIR={self.play['environment']['VG_MGMT_STATE_DIR']} "
+        # One row per task, in this order: the task, the result's key and what it holds.
+        rows = [
+            (task("rendered", {"state": "rendered", "config": doc}), "rendered",
+             ['usb.product: "KEST LTE Module" -> "Fleet"', IF1 + '.auth.auth: "wpa-psk-3" -> "wpa-psk-2"']),
+            (task("parsed", {"state": "parsed", "running_config": json.dumps(doc)}), "parsed",
+             set_path(json.loads(json.dumps(doc)), IF1 + ".auth.password", "********") | {"version": 1}),
+            ({"name": "facts", "vg.mgmt.facts": {"socket": sock}}, "ansible_facts",
+             {"vg_mgmt": json.loads(self.svc.export(secrets=False))}),
+            ({"name": "branch", "debug": {"msg": "{{ ansible_facts.vg_mgmt.usb.product }}"}}, "msg",
+             at(self.baseline, "usb.product")),
+            (task("refused", {"socket": sock, "config": {"usb": {"product": "Undone", "id": {"pid": "0x0000"}}}}),
+             "failed", True),
+            (dict(task("src", src), diff=True), "diff",
+             {"before": {"wifi": {"country": "US"}}, "after": {"wifi": {"country": "DE"}}}),
+            (task("src again", src), "changed", False),
+            (task("confirm", {"socket": sock, "confirm": 60, "config": {"usb": {"manufacturer": "Confirmed"}}}),
+             "commands", ['usb.manufacturer: "KEST" -> "Confirmed"']),
+            ({"name": "confirmed", "raw": confirm + f"{os.path.abspath(VGM)} config confirm"}, "failed", None),
+        ]
+        r, text = self.run_tasks([t for t, _, _ in rows])
+        for t, key, want in rows:
+            with self.subTest(task=t["name"]):
+                self.assertEqual(r[t["name"]].get(key), want, text)
+        self.assertNotIn(secret, text)
         self.assertIn('usb.product: "KEST LTE Module" -> "Undone"', r["refused"]["undone"])
-        self.assertEqual(self.svc.export(), before)
-
-    def put_back(self, doc):
-        for _ in range(50):  # the confirm watcher lets the module's lock go as it ends
-            rc, _, err = self.svc.apply(doc)
-            if rc != 9:
-                break
-            time.sleep(0.1)
-        self.assertEqual(rc, 0, err)
-
-    def test_confirm_then_confirmed(self):
-        help_text = subprocess.run([VGM, "config", "apply", "--help"], capture_output=True, text=True, timeout=30)
-        if "--confirm" not in help_text.stdout + help_text.stderr:
-            self.skipTest("this vg-mgmt has no config apply --confirm")
-        before = self.svc.export()
-        self.addCleanup(self.put_back, before)  # the next tests start from it
-        args = {"socket": self.svc.sock, "confirm": 60, "config": {"usb": {"manufacturer": "Confirmed"}}}
-        confirm = {"name": "confirm", "raw": f"VG_KEST_SOCKET={self.svc.sock} VG_MGMT_STATE_DIR={self.svc.env()['VG_MGMT_STATE_DIR']} "
-                                            f"{os.path.abspath(VGM)} config confirm"}
-        _, r, text = self.run_tasks([task("apply", args), confirm])
-        self.assertEqual((r["apply"]["changed"], r["apply"]["commands"]),
-                         (True, ['usb.manufacturer: "KEST" -> "Confirmed"']), text[-2000:])
-        self.assertNotIn("failed", r["confirm"], text[-2000:])
-        self.assertEqual(at(json.loads(self.svc.export()), "usb.manufacturer"), "Confirmed")
+        self.assertNotIn("commands", r["refused"])
+        self.assert_export(("wifi.country", "DE"), ("usb.manufacturer", "Confirmed"))
 
     def test_module_documentation_reads(self):
         for module, options in (("vg.mgmt.config", ("config", "src", "socket", "state", "confirm", "running_config")),
@@ -162,17 +140,14 @@ class States(unittest.TestCase):
             for option in options:
                 self.assertRegex(p.stdout, r"(?m)^[-=] " + option + r"\b")
 
-    def test_a_document_given_as_a_file_on_the_module(self):
-        self.addCleanup(self.put_back, self.svc.export())  # the next tests start from it
-        args = {"socket": self.svc.sock, "src": self.svc.write({"wifi": {"country": "DE"}}, "module.json")}
-        _, r, text = self.run_tasks([task("src", args), task("src again", args)], "--diff")
-        self.assertEqual((r["src"]["changed"], r["src again"]["changed"]), (True, False), text[-2000:])
-        self.assertEqual(r["src"]["diff"], {"before": {"wifi": {"country": "US"}}, "after": {"wifi": {"country": "DE"}}})
-
-    def test_unknown_option_fails_the_task(self):
-        _, r, _ = self.run_tasks([task("typo", {"sokcet": self.svc.sock, "config": {"usb": {"product": "T"}}})])
-        self.assertTrue(r["typo"]["failed"])
-        self.assertIn("Unsupported parameters for (vg.mgmt.config) module: sokcet", r["typo"]["msg"])
+    def test_malformed_arguments_fail_with_json_before_anything_is_sent(self):
+        for n, (args, msg) in enumerate(MALFORMED):
+            with self.subTest(args=args):
+                rc, out, err = self.svc.run("ansible", self.svc.write(args, f"args-{n}.json"))
+                result = json.loads(out)
+                self.assertEqual((rc, result["failed"], result["changed"]), (1, True, False), err)
+                self.assertRegex(result["msg"], msg)
+        self.assert_export()
 
 
 # Arguments files the module refuses, before anything is sent: contents, and
@@ -202,22 +177,5 @@ MALFORMED = [
 ]
 
 
-class Options(unittest.TestCase):
-    def test_malformed_arguments_fail_with_json(self):
-        svc = Service(KESTD, VGM)
-        self.addCleanup(svc.stop)
-        before = svc.export()
-        for n, (args, msg) in enumerate(MALFORMED):
-            with self.subTest(args=args):
-                path = svc.write(args, f"args-{n}.json")
-                p = subprocess.run([VGM, "config", "ansible", path], capture_output=True, text=True,
-                                   env=svc.env(), timeout=30)
-                self.assertEqual(p.returncode, 1, p.stderr)
-                result = json.loads(p.stdout)
-                self.assertEqual((result["failed"], result["changed"]), (True, False))
-                self.assertRegex(result["msg"], msg)
-        self.assertEqual(svc.export(), before)
-
-
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    main()

@@ -1,6 +1,5 @@
-"""vg-mgmt config apply when things go wrong: the undo leaves what other
-clients set, a step that got no answer is read back, a failed USB undo
-leaves no pending write-back of the document behind.
+"""vg-mgmt config apply when things go wrong: signals, kill -9 at a step,
+the undo, the journal, the confirm watcher and the history.
 
 Usage: test_config_safety.py VG_MGMT KESTD. The tool's test hook
 VG_CONFIG_TEST_PAUSE="POINT MS" holds an apply at a point, so that the test
@@ -10,14 +9,14 @@ import json
 import os
 import signal
 import subprocess
-import sys
 import time
-import unittest
 
-from config_harness import Service
+from config_harness import VGM, ServiceTest, main
 
-VGM, KESTD = sys.argv[1], sys.argv[2]
 REFUSED_LAST = ("usb.id.pid", "0x0000")  # the service refuses it; USB goes out last
+# Four steps: the channel, the DMZ host, the LAN lease, the USB product name.
+FOUR_STEPS = [("wifi.interfaces.1.channel", 11), ("network.dmz", "192.168.225.77"), ("network.lan.lease", 7200),
+              ("usb.product", "Fleet LTE")]
 
 
 def watchers(state):
@@ -34,34 +33,59 @@ def watchers(state):
     return found
 
 
-def set_path(doc, path, value):
-    keys = path.split(".")
-    for k in keys[:-1]:
-        doc = doc.setdefault(k, {})
-    doc[keys[-1]] = value
+def drop_the_answer(t, _):
+    """The step's answer is held back, and the connection dropped."""
+    t.svc.control("delay", "3000")
+    time.sleep(1.8)  # the step went out when the pause ended; its answer is still held back
+    t.svc.control("drop")
+    t.svc.control("delay", "0")
 
 
-class Harness(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.svc = Service(KESTD, VGM)
-        cls.baseline_text = cls.svc.export()
+def second_apply(t, _):
+    rc, out, err = t.svc.run("apply", t.svc.write(t.edited(("wifi.country", "DE")), "second.json"))
+    t.assertEqual(rc, 9, out + err)
+    t.assertIn("another apply is in progress on this module", err)
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.svc.stop()
 
-    def setUp(self):
-        self.svc.control("clear")
-        rc, _, err = self.svc.apply(json.loads(self.baseline_text))
-        self.assertEqual(rc, 0, err)
+def kill_then(command):
+    def after(t):
+        rc, out, err = t.svc.run(command)
+        t.assertEqual(rc, 0, out + err)
+        t.assertIn("did not finish: restoring the configuration from before it", err)
+        t.assertEqual(t.svc.run("recover")[1], "nothing to recover: no apply was left unfinished\n")
+    return after
 
-    def edited(self, *changes):
-        doc = json.loads(self.baseline_text)
-        for path, value in changes:
-            set_path(doc, path, value)
-        return doc
 
+def write_back(t):
+    t.assertEqual(t.svc.run_line("usb", "config", "write")[0], 0)
+
+
+# One row per apply held at a point: (changes, kestctl fail words first, point, what happens there,
+# status, stderr holds, what is checked after, what the export has changed).
+HELD = [
+    # Another client changes what the apply changed while it waits to undo: the undo leaves it.
+    ([("wifi.interfaces.2.channel", 40), REFUSED_LAST], None, "undo",
+     lambda t, _: t.assertEqual(t.svc.run_line("wifi", "channel", "set", "2", "44")[0], 0), 1,
+     ["left as another client set it since: wifi.interfaces.2.channel"], None, [("wifi.interfaces.2.channel", 44)]),
+    ([("network.dmz", "192.168.225.77"), REFUSED_LAST], None, "undo",
+     lambda t, _: t.assertEqual(t.svc.run_line("network", "dmz", "del")[0], 0), 1,
+     ["left as another client set it since: network.dmz"], None, [("network.dmz", None)]),
+    # A step without an answer is read back, and undone when it landed.
+    ([("network.dmz", "192.168.225.77")], None, "step 1", drop_the_answer, 1,
+     ["unknown: network.dmz got no answer", "it had landed and was undone"], None, []),
+    # The write-back is refused, and while the apply waits to undo, the next product name write too.
+    ([("usb.product", "Fleet LTE"), ("usb.manufacturer", "Fleet")], ["usb", "config", "write", "103"], "undo",
+     lambda t, _: t.svc.control("fail", "usb", "product", "set", "103"), 7,
+     ["undo refused: usb.product", "the next write-back commits none of this apply"], write_back, []),
+    (FOUR_STEPS, None, "step 2", second_apply, 0, [], None, FOUR_STEPS),
+] + [(FOUR_STEPS, None, "step 3", lambda t, proc, sig=sig: proc.send_signal(sig), 8,
+      ["interrupted by " + sig.name + " after 2 step(s)", "the configuration is as it was"], None, [])
+     for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE)
+] + [(FOUR_STEPS, None, "step %d" % step, lambda t, proc: proc.send_signal(signal.SIGKILL), -signal.SIGKILL, [],
+      kill_then(command), []) for step, command in [(1, "recover"), (4, "recover"), (3, "export")]]
+
+
+class Safety(ServiceTest):
     def paused_apply(self, doc, point, meanwhile):
         """Starts an apply held at `point`, runs meanwhile(), and returns its (status, stdout, stderr)."""
         env = dict(self.svc.env(), VG_CONFIG_TEST_PAUSE=point + " 1200")
@@ -72,139 +96,48 @@ class Harness(unittest.TestCase):
                 os.path.isdir(state) and any(f.endswith(".journal") for f in os.listdir(state))):
             time.sleep(0.02)  # the journal is written just before the first step
         time.sleep(0.2)
-        meanwhile(proc)
+        meanwhile(self, proc)
         out, err = proc.communicate(timeout=60)
         return proc.returncode, out, err
 
+    def test_an_apply_held_at_a_point_ends_safely(self):
+        for n, (changes, fail, point, meanwhile, status, said, after, left) in enumerate(HELD):
+            with self.subTest(row=n, point=point, said=said):
+                self.reset()
+                if fail:
+                    self.svc.control("fail", *fail)
+                rc, out, err = self.paused_apply(self.edited(*changes), point, meanwhile)
+                self.assertEqual(rc, status, out + err)
+                for text in said:
+                    self.assertIn(text, err)
+                if after:
+                    after(self)
+                self.assert_export(*left)
 
+    def test_confirm_keeps_the_change_and_its_absence_reverts_it(self):
+        # (seconds, what follows the apply, the change kept)
+        for seconds, then, kept in [(1, lambda: None, False), (2, self.confirm, True), (60, self.restart, False)]:
+            with self.subTest(seconds=seconds):
+                self.reset()
+                proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
+                                         self.svc.write(self.edited(("wifi.country", "DE")))],
+                                        env=self.svc.env(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE, encoding="utf-8", start_new_session=True)
+                out, err = proc.communicate(timeout=30)  # ends only when no process holds the pipes
+                self.assertEqual(proc.returncode, 0, out + err)
+                self.assertIn("unless 'vg-mgmt config confirm' comes first", out)
+                self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "DE")
+                then()
+                self.wait_unlocked()
+                self.assert_export(*[("wifi.country", "DE")] * kept)
 
-class Safety(Harness):
-    def test_the_undo_leaves_what_another_client_set_meanwhile(self):
-        # One row per setting another client changes while the apply waits to undo.
-        rows = [
-            ("wifi.interfaces.2.channel", 40, ["wifi", "channel", "set", "2", "44"], 44),
-            ("network.dmz", "192.168.225.77", ["network", "dmz", "del"], None),
-        ]
-        for path, ours, theirs, left in rows:
-            with self.subTest(path=path):
-                self.setUp()
-                rc, out, err = self.paused_apply(self.edited((path, ours), REFUSED_LAST), "undo",
-                                                 lambda _: self.assertEqual(self.svc.run_line(*theirs)[0], 0))
-                self.assertEqual(rc, 1, out + err)
-                self.assertIn("left as another client set it since: " + path, err)
-                want = json.loads(self.baseline_text)
-                set_path(want, path, left)
-                self.assertEqual(json.loads(self.svc.export()), want)
-
-    def test_a_step_without_answer_is_read_back_and_undone_if_it_landed(self):
-        # The DMZ host is step 1: its answer is held back, and the connection dropped.
-        def drop_the_answer(_):
-            self.svc.control("delay", "3000")
-            time.sleep(1.8)  # the step went out when the pause ended; its answer is still held back
-            self.svc.control("drop")
-            self.svc.control("delay", "0")
-        rc, out, err = self.paused_apply(self.edited(("network.dmz", "192.168.225.77")), "step 1", drop_the_answer)
-        self.assertEqual(rc, 1, out + err)
-        self.assertIn("unknown: network.dmz got no answer", err)
-        self.assertIn("it had landed and was undone", err)
-        self.assertEqual(self.svc.export(), self.baseline_text)
-
-    def test_a_failed_usb_undo_names_the_setting_and_leaves_nothing_pending(self):
-        # The write-back is refused; while the apply waits to undo, the next
-        # write of the product name is made to fail too.
-        self.svc.control("fail", "103", "1", "66")
-        rc, out, err = self.paused_apply(
-            self.edited(("usb.product", "Fleet LTE"), ("usb.manufacturer", "Fleet")), "undo",
-            lambda _: self.svc.control("fail", "103", "1", "70"))
-        self.assertIn("undo refused: usb.product", err)
-        self.assertIn("the next write-back commits none of this apply", err)
-        self.assertNotEqual(rc, 0, out + err)
-        self.assertEqual(self.svc.run_line("usb", "config", "write")[0], 0)
-        self.assertEqual(self.svc.export(), self.baseline_text)
-
-    # Four steps: the channel, the DMZ host, the LAN lease, the USB product name.
-    FOUR_STEPS = [("wifi.interfaces.1.channel", 11), ("network.dmz", "192.168.225.77"),
-                  ("network.lan.lease", 7200), ("usb.product", "Fleet LTE")]
-
-    def test_a_signal_during_an_apply_undoes_the_steps_done(self):
-        for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
-            with self.subTest(signal=sig.name):
-                self.setUp()
-                rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 3",
-                                                 lambda proc, sig=sig: proc.send_signal(sig))
-                self.assertEqual(rc, 8, out + err)
-                self.assertIn("interrupted by " + sig.name + " after 2 step(s)", err)
-                self.assertIn("the configuration is as it was", err)
-                self.assertEqual(self.svc.export(), self.baseline_text)
-
-    def test_after_kill_9_at_any_step_recover_restores_the_configuration(self):
-        # One row per step the kill lands before; the last row lets export do the restore.
-        for step, command in [(1, "recover"), (4, "recover"), (3, "export")]:
-            with self.subTest(step=step, command=command):
-                self.setUp()
-                rc, _, _ = self.paused_apply(self.edited(*self.FOUR_STEPS), "step %d" % step,
-                                             lambda proc: proc.send_signal(signal.SIGKILL))
-                self.assertEqual(rc, -signal.SIGKILL)
-                rc, out, err = self.svc.run(command)
-                self.assertEqual(rc, 0, out + err)
-                self.assertIn("did not finish: restoring the configuration from before it", err)
-                self.assertEqual(self.svc.export(), self.baseline_text)
-                self.assertEqual(self.svc.run("recover")[1], "nothing to recover: no apply was left unfinished\n")
-
-    def test_a_second_apply_on_the_module_is_refused_while_one_runs(self):
-        def second(_):
-            rc, out, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.country", "DE")), "second.json"))
-            self.assertEqual(rc, 9, out + err)
-            self.assertIn("another apply is in progress on this module", err)
-        rc, out, err = self.paused_apply(self.edited(*self.FOUR_STEPS), "step 2", second)
-        self.assertEqual(rc, 0, out + err)
-        self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "US")
-
-
-class Confirm(Harness):
-    """apply --confirm started through setsid with its own pipes as its terminal: the
-    apply returns, its session and streams are gone, and the watcher decides."""
-
-    def started_and_gone(self, seconds):
-        proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
-                                 self.svc.write(self.edited(("wifi.country", "DE")))],
-                                env=self.svc.env(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, encoding="utf-8", start_new_session=True)
-        out, err = proc.communicate(timeout=30)  # ends only when no process holds the pipes
-        self.assertEqual(proc.returncode, 0, out + err)
-        self.assertIn("unless 'vg-mgmt config confirm' comes first", out)
-        self.assertEqual(self.country(), "DE")
-
-    def country(self):
-        return json.loads(self.svc.export())["wifi"]["country"]
-
-    def wait_unlocked(self):
-        # recover changes nothing while the watcher holds the module (9) and
-        # nothing once it is done; an apply here could put back a value that
-        # the watcher reverts in between.
-        for _ in range(200):
-            rc, _, err = self.svc.run("recover")
-            if rc != 9:
-                return
-            time.sleep(0.1)
-        self.fail("the watcher still holds the module")
-
-    def test_without_confirm_the_change_is_reverted(self):
-        self.started_and_gone(1)
-        self.wait_unlocked()
-        self.assertEqual(self.svc.export(), self.baseline_text)
-
-    def test_a_confirm_in_time_keeps_the_change(self):
-        self.started_and_gone(2)
+    def confirm(self):
         rc, out, err = self.svc.run("confirm")
-        self.assertEqual(rc, 0, out + err)
-        self.assertIn("confirmed", out)
+        self.assertEqual((rc, "confirmed" in out), (0, True), out + err)
         self.wait_unlocked()
-        self.assertEqual(self.country(), "DE")
         self.assertEqual(self.svc.run("confirm")[0], 1)
 
-    def test_an_unconfirmed_change_found_by_recover_is_reverted(self):
-        self.started_and_gone(60)
+    def restart(self):
         state = self.svc.env()["VG_MGMT_STATE_DIR"]
         journal = [f for f in os.listdir(state) if f.endswith(".journal")][0]
         self.assertEqual(os.stat(os.path.join(state, journal)).st_mode & 0o777, 0o600)
@@ -215,13 +148,21 @@ class Confirm(Harness):
         rc, out, err = self.svc.run("recover")
         self.assertEqual(rc, 0, out + err)
         self.assertIn("was not confirmed in time", err)
-        self.assertEqual(self.svc.export(), self.baseline_text)
 
+    def wait_unlocked(self):
+        # recover changes nothing while the watcher holds the module (9) and
+        # nothing once it is done; an apply here could put back a value that
+        # the watcher reverts in between.
+        for _ in range(200):
+            if self.svc.run("recover")[0] != 9:
+                return
+            time.sleep(0.1)
+        self.fail("the watcher still holds the module")
 
-class History(Harness):
     def test_the_last_ten_applies_are_kept_and_rollback_applies_one_back(self):
         for channel in range(1, 13):
-            rc, _, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.interfaces.1.channel", channel)), "ch.json"))
+            rc, _, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.interfaces.1.channel", channel)),
+                                                              "ch.json"))
             self.assertEqual(rc, 0, err)
         rc, out, _ = self.svc.run("history", "--json")
         entries = json.loads(out)["history"]
@@ -236,16 +177,6 @@ class History(Harness):
         self.assertIn("rollback 3", self.svc.run("history")[1].splitlines()[0])
         self.assertEqual(self.svc.run("rollback", "11")[0], 2)
 
-    def test_json_gives_results_and_errors_as_one_object(self):
-        rows = [(["recover", "--json"], 0, "output", "nothing to recover: no apply was left unfinished"),
-                (["confirm", "--json"], 1, "messages", "no change awaits confirmation on this module")]
-        for args, status, key, text in rows:
-            with self.subTest(args=args):
-                rc, out, _ = self.svc.run(*args)
-                result = json.loads(out)
-                self.assertEqual((rc, result["status"]), (status, status))
-                self.assertTrue(result[key][0].startswith(text), result)
-
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    main()
