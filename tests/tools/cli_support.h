@@ -4,7 +4,6 @@
 
 #include "kestd_test_support.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "exec_program.h"
+#include "row_name.h"
 #include "kest_proto.h"
 #include "vg_mgmt_cli.h"
 
@@ -121,18 +121,6 @@ public:
 
 private:
     std::string state_dir_;
-};
-
-// A parameterised test's name from its row's: letters and digits, the rest '_'.
-struct RowName {
-    template <class Row>
-    std::string operator()(const ::testing::TestParamInfo<Row> &i) const
-    {
-        std::string n = i.param.name;
-        for (char &c : n)
-            c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-        return n;
-    }
 };
 
 } // namespace cli

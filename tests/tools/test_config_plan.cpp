@@ -1,14 +1,12 @@
 // The configuration document's changes, in-process and without a service:
 // the diff of two documents as `config diff` writes it, and the document
 // that each of the Ansible module's states makes true.
-#include <gtest/gtest.h>
-
-#include <cctype>
 #include <string>
 #include <vector>
 
 #include "config_apply.h"
 #include "config_states.h"
+#include "row_name.h"
 
 namespace {
 
@@ -52,15 +50,7 @@ TEST_P(Diff, WritesOneLinePerChange)
     EXPECT_EQ(lines, r.lines);
 }
 
-template <class Row>
-std::string row_name(const ::testing::TestParamInfo<Row> &i)
-{
-    std::string n = i.param.name;
-    for (char &ch : n)
-        ch = std::isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
-    return n;
-}
-INSTANTIATE_TEST_SUITE_P(Rows, Diff, ::testing::ValuesIn(diff_rows), row_name<diff_row>);
+INSTANTIATE_TEST_SUITE_P(Rows, Diff, ::testing::ValuesIn(diff_rows), cli::RowName{});
 
 // A current configuration with a list and two settings, secrets in clear.
 const char *const kCurrent = R"({"wifi":{"work-mode":1,"interfaces":{"1":{"channel":6,
@@ -126,6 +116,6 @@ TEST_P(States, TargetWhatTheStateSays)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, States, ::testing::ValuesIn(state_rows), row_name<state_row>);
+INSTANTIATE_TEST_SUITE_P(Rows, States, ::testing::ValuesIn(state_rows), cli::RowName{});
 
 } // namespace

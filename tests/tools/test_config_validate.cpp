@@ -1,11 +1,10 @@
 // The checks of a configuration document, in-process and without a service:
 // one row per rule, each with the problems it must name (all at once).
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
 #include "config_session.h"
+#include "row_name.h"
 
 namespace {
 
@@ -84,16 +83,6 @@ const rule_row rule_rows[] = {
      {"'XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX...' (51 bytes)"}},
 };
 
-// A test's name from its row's: letters and digits, the rest '_'.
-template <typename info>
-std::string row_name(const info &row)
-{
-    std::string n = row.param.name;
-    for (char &c : n)
-        c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    return n;
-}
-
 class Rules : public testing::TestWithParam<rule_row> {};
 
 TEST_P(Rules, NameEveryProblemAtOnce)
@@ -111,8 +100,7 @@ TEST_P(Rules, NameEveryProblemAtOnce)
     EXPECT_EQ(all.find("TOPSECRET"), std::string::npos) << all;
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, Rules, testing::ValuesIn(rule_rows),
-                         row_name<testing::TestParamInfo<rule_row>>);
+INSTANTIATE_TEST_SUITE_P(Document, Rules, testing::ValuesIn(rule_rows), cli::RowName{});
 
 struct read_row {
     const char *name;
@@ -148,8 +136,7 @@ TEST_P(Read, BoundedAndStrict)
     EXPECT_LT(problem.size(), 300u) << "a problem line quotes only a short prefix";
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, Read, testing::ValuesIn(read_rows),
-                         row_name<testing::TestParamInfo<read_row>>);
+INSTANTIATE_TEST_SUITE_P(Document, Read, testing::ValuesIn(read_rows), cli::RowName{});
 
 TEST(ReadFile, AFolderIsNoDocument)
 {
