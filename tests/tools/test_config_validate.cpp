@@ -81,6 +81,9 @@ const rule_row rule_rows[] = {
     {"a long value quoted by a short prefix",
      R"({"wifi":{"country":"XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"}})",
      {"'XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX...' (51 bytes)"}},
+    {"a quoted value shown escaped",
+     R"({"wifi":{"country":"\u001b\\XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"}})",
+     {"'\\x1b\\\\XXXX"}},
 };
 
 class Rules : public testing::TestWithParam<rule_row> {};
