@@ -18,9 +18,6 @@ namespace {
 using clock_type = std::chrono::steady_clock;
 
 constexpr name_value kApAction[] = {{"joined", 1}, {"left", 2}};
-constexpr name_value kStaState[] = {{"disconnected", 0}, {"connecting", 1}, {"connected", 2}};
-constexpr name_value kFamily[] = {{"ipv4", 0}, {"ipv6", 1}, {"ipv4v6", 2}};
-constexpr name_value kCallState[] = {{"disconnected", 0}, {"connected", 1}};
 
 std::mutex g_mu;
 std::condition_variable g_cv;
@@ -33,7 +30,8 @@ std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
 {
     if (id == WIFI_EVENT_STA_STATUS)
         return {num("interface", 0, 4, 0, 0, ""), text("ssid", 4, 33, ""),
-                named("status", offsetof(wifi_station_status_params, status), 1, kStaState, "")};
+                named("status", offsetof(wifi_station_status_params, status), 1, kStationStateNames,
+                      "")};
     if (id == WIFI_EVENT_AP_STA)
         return {named("action", 0, 4, kApAction, ""), num("interface", 4, 4, 0, 0, ""),
                 of_type(vtype::mac, "mac", 8, 6, "")};
@@ -41,8 +39,8 @@ std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
     uint32_t family;
     std::memcpy(&family, rec + offsetof(D, ip_family), 4);
     std::vector<field> f = {num("profile", 0, 1, 0, 0, ""), text("ifname", 1, 19, ""),
-                            named("ip-family", offsetof(D, ip_family), 4, kFamily, ""),
-                            named("state", offsetof(D, state), 4, kCallState, ""),
+                            named("ip-family", offsetof(D, ip_family), 4, kIpTypeNames, ""),
+                            named("state", offsetof(D, state), 4, kCallStatusNames, ""),
                             num("reason", offsetof(D, reason_code), 4, 0, 0, "")};
     const char *keys[] = {"address", "gateway", "dns1", "dns2"};
     for (uint16_t i = 0; i < 4; ++i)
