@@ -221,7 +221,7 @@ inline constexpr kest_range kWepDefaultIndexRange{0, 3};
 inline constexpr kest_range kPairwiseRange{0, 2};
 inline constexpr kest_range kMacAclRuleRange{0, 2};
 inline constexpr kest_range kProfileTypeRange{0, 2};
-inline constexpr kest_range kProfileIndexRange{0, 24};
+inline constexpr kest_range kProfileIndexRange{0, DATA_CALL_PROFILE_MAX};
 inline constexpr kest_range kIpTypeRange{0, DATA_CALL_IP_V4V6};
 inline constexpr kest_range kTechPrefRange{0, 2};
 inline constexpr kest_range kIpFamilyRange{0, 2};
