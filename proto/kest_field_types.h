@@ -49,16 +49,29 @@ struct kest_names {
         table, static_cast<uint32_t>(std::size(table))                                             \
     }
 
-// The value of a fresh module in the document's words: one per Wi-Fi
-// interface (1, 2, 3) for a field of an interface, where a missing one is
-// the first; one for any other field.
+// The value of a fresh module in the document's words: one for every Wi-Fi
+// interface (1, 2, 3), or one for them all and for any other field; none
+// for a field that a fresh module does not set.
 struct kest_factory {
     const char *v[3] = {nullptr, nullptr, nullptr};
+    bool given = false;
+    constexpr kest_factory() = default;
+    constexpr kest_factory(const char *all) : v{all, all, all}, given(true) {}
+    constexpr kest_factory(const char *one, const char *two, const char *three)
+        : v{one, two, three}, given(true)
+    {
+    }
     constexpr const char *at(int iface) const
     {
-        return iface >= 1 && iface <= 3 && v[iface - 1] != nullptr ? v[iface - 1] : v[0];
+        return v[iface >= 2 && iface <= 3 ? iface - 1 : 0];
     }
 };
+
+// Any value of the range: the set of a field that is not narrower.
+constexpr bool kest_any(uint64_t)
+{
+    return true;
+}
 
 struct kest_field {
     uint32_t domain;
@@ -73,8 +86,8 @@ struct kest_field {
     const char *path = nullptr; // in the document; "{i}" an interface, "[]" a list's entry
     kest_factory factory = {};
     const char *help = "";
-    bool (*allowed)(uint64_t) = nullptr; // a set narrower than min..max
-    const char *range_text = nullptr;    // what `allowed` takes, or what the names leave out
+    bool (*allowed)(uint64_t) = kest_any; // a set narrower than min..max
+    const char *range_text = nullptr;     // what `allowed` takes, or what the names leave out
 };
 
 // The offset and width of a member.

@@ -27,7 +27,7 @@
     kest_field{domain_cmd, word, KEST_AT(rec, member), kest_kind::flag, 0, 1, {}, path, factory, help}
 
 #define KEST_SWITCH_FIELD(name, setting, field, word, what, help, factory)                         \
-    KEST_FLAG(KEST_W(name), wifi_##setting##_params, field, word, KEST_IF(word), {{factory}}, help),
+    KEST_FLAG(KEST_W(name), wifi_##setting##_params, field, word, KEST_IF(word), {factory}, help),
 #define KEST_SWITCH_SUBJECT(name, setting, field, word, what, ...)                                 \
     {KEST_W(name), word, what, kest_instance::iface},
 
@@ -53,7 +53,7 @@
                {}, nullptr, {}, "a counter of the call; what it counts is the service's matter"}
 
 #define KEST_USB_FUNC(member, word, factory, help)                                                 \
-    KEST_FLAG(KEST_U(FUNC), usb_func_params, member, word, "usb.func." word, {{factory}}, help)
+    KEST_FLAG(KEST_U(FUNC), usb_func_params, member, word, "usb.func." word, {factory}, help)
 #define KEST_USB_SHOWN(kind, member, word, help)                                                   \
     kest_field{KEST_U(CONFIG_GET), word, KEST_AT(usb_config_params, member), kind, 0, 0, {},        \
                nullptr, {}, help}
@@ -61,23 +61,23 @@
 inline constexpr kest_field kFields[] = {
     // Wi-Fi as a whole
     {KEST_W(WORK_MODE), "work-mode", KEST_AT(wifi_work_mode_params, work_mode), kest_kind::number,
-     KEST_RANGE(kWorkModeRange), {}, "wifi.work-mode", {{"0"}}, "Wi-Fi work mode"},
-    KEST_FLAG(KEST_W(ENABLE), wifi_enable_params, enable, "enable", "wifi.enable", {{"on"}},
+     KEST_RANGE(kWorkModeRange), {}, "wifi.work-mode", {"0"}, "Wi-Fi work mode"},
+    KEST_FLAG(KEST_W(ENABLE), wifi_enable_params, enable, "enable", "wifi.enable", {"on"},
               "Wi-Fi as a whole on or off"),
     {KEST_W(COUNTRY_CODE), "country", KEST_AT(wifi_country_code_params, country_code),
-     kest_kind::text, 2, 2, {}, "wifi.country", {{"US"}}, "two-letter country code (ISO 3166)"},
+     kest_kind::text, 2, 2, {}, "wifi.country", {"US"}, "two-letter country code (ISO 3166)"},
     // An interface's name and security
     {KEST_W(ESSID), "ssid", KEST_AT(wifi_essid_params, ssid), kest_kind::text, 1,
      KEST_TEXT_MAX(wifi_essid_params, ssid), {}, KEST_IF("ssid.ssid"),
-     {{"KEST-2.4G", "KEST-5G", ""}}, "network name"},
+     {"KEST-2.4G", "KEST-5G", ""}, "network name"},
     {KEST_W(ESSID), "format-type", KEST_AT(wifi_essid_params, format_type), kest_kind::number,
-     KEST_RANGE(kSsidFormatRange), {}, KEST_IF("ssid.format-type"), {{"0"}},
+     KEST_RANGE(kSsidFormatRange), {}, KEST_IF("ssid.format-type"), {"0"},
      "SSID format type (as the service defines it)"},
     {KEST_W(ACTIVE), "active", KEST_AT(wifi_active_params, active), kest_kind::number,
-     KEST_RANGE(kActiveRange), {}, nullptr, {{"1"}},
+     KEST_RANGE(kActiveRange), {}, nullptr, {"1"},
      "0 inactive; 1 and 2 active (as the service defines them)"},
     {KEST_W(AUTH), "auth", KEST_AT(wifi_auth_params, auth), kest_kind::named, 0, 0,
-     KEST_NAMES(kAuthNames), KEST_IF("auth.auth"), {{"wpa-psk-3", "wpa-psk-3", "open"}},
+     KEST_NAMES(kAuthNames), KEST_IF("auth.auth"), {"wpa-psk-3", "wpa-psk-3", "open"},
      "authentication type: wpa-psk-2, -3 and -4 are WPA with a passphrase; which of them is "
      "WPA2, WPA3 or a mix is the service's matter (the library passes the number through)"},
     {KEST_W(AUTH), "default-index", KEST_AT(wifi_auth_params, wep.default_index),
@@ -92,32 +92,32 @@ inline constexpr kest_field kFields[] = {
     {KEST_W(AUTH), "key3", KEST_AT(wifi_auth_params, wep.key3), kest_kind::secret, 0, 0, {},
      KEST_IF("auth.key3"), {}, "WEP key 3"},
     {KEST_W(AUTH), "pairwise", KEST_AT(wifi_auth_params, wpa.pairwise), kest_kind::number,
-     KEST_RANGE(kPairwiseRange), {}, KEST_IF("auth.pairwise"), {{"1", "1", "0"}},
+     KEST_RANGE(kPairwiseRange), {}, KEST_IF("auth.pairwise"), {"1", "1", "0"},
      "WPA: pairwise cipher selector (its ciphers are the service's matter)"},
     {KEST_W(AUTH), "password", KEST_AT(wifi_auth_params, wpa.password), kest_kind::secret, 0, 0,
-     {}, KEST_IF("auth.password"), {{"kest-module-24", "kest-module-5g", ""}},
+     {}, KEST_IF("auth.password"), {"kest-module-24", "kest-module-5g", ""},
      "WPA: the passphrase"},
     {KEST_W(AUTH), "group-rekey", KEST_AT(wifi_auth_params, wpa.group_rekey), kest_kind::number, 0,
-     0, {}, KEST_IF("auth.group-rekey"), {{"3600", "3600", "0"}}, "WPA: group rekey interval"},
+     0, {}, KEST_IF("auth.group-rekey"), {"3600", "3600", "0"}, "WPA: group rekey interval"},
     // An interface's radio
     {KEST_W(MODE), "mode", KEST_AT(wifi_mode_params, mode), kest_kind::number,
-     KEST_RANGE(kWifiModeRange), {}, KEST_IF("mode"), {{"4", "5", "4"}},
+     KEST_RANGE(kWifiModeRange), {}, KEST_IF("mode"), {"4", "5", "4"},
      "802.11 radio mode; what each number stands for is the service's matter"},
     {KEST_W(CHANNEL), "channel", KEST_AT(wifi_channel_params, channel), kest_kind::number, 0, 165,
-     {}, KEST_IF("channel"), {{"6", "36", "0"}}, "radio channel; 0 picks one (or follows the AP)",
+     {}, KEST_IF("channel"), {"6", "36", "0"}, "radio channel; 0 picks one (or follows the AP)",
      kest_wifi_channel_ok, "0, 1-14, 36-64 even, 100-128 even, 132-144 even, 149-161 odd, 165"},
     {KEST_W(BANDWIDTH), "bandwidth", KEST_AT(wifi_bandwidth_params, bandwidth), kest_kind::number,
-     KEST_RANGE(kBandwidthRange), {}, KEST_IF("bandwidth"), {{"1", "2", "0"}},
+     KEST_RANGE(kBandwidthRange), {}, KEST_IF("bandwidth"), {"1", "2", "0"},
      "channel bandwidth; what each number stands for is the service's matter"},
     {KEST_W(MAX_NUM_STA), "max-sta", KEST_AT(wifi_max_num_sta_params, max_num_sta),
-     kest_kind::number, KEST_RANGE(kMaxStaRange), {}, KEST_IF("max-sta"), {{"10", "10", "1"}},
+     kest_kind::number, KEST_RANGE(kMaxStaRange), {}, KEST_IF("max-sta"), {"10", "10", "1"},
      "most stations at once"},
     {KEST_W(RSSI), "rssi", KEST_AT(wifi_rssi_params, rssi), kest_kind::number,
-     KEST_RANGE(kRssiRange), {}, KEST_IF("rssi"), {{"0"}}, "RSSI threshold"},
+     KEST_RANGE(kRssiRange), {}, KEST_IF("rssi"), {"0"}, "RSSI threshold"},
     KEST_WIFI_SWITCHES(KEST_SWITCH_FIELD)
     // An interface's MAC list
     {KEST_W(MAC_ACL_RULE), "acl-rule", KEST_AT(wifi_mac_acl_rule_params, rule), kest_kind::named,
-     KEST_RANGE(kMacAclRuleRange), KEST_NAMES(kAclRuleNames), KEST_IF("acl-rule"), {{"off"}},
+     KEST_RANGE(kMacAclRuleRange), KEST_NAMES(kAclRuleNames), KEST_IF("acl-rule"), {"off"},
      "which stations the MAC list lets in"},
     {KEST_W(MAC_ACL_ADD), "mac", KEST_AT(wifi_mac_acl_params, mac), kest_kind::mac, 0, 0, {},
      KEST_IF("acl[]"), {}, "station address"},
@@ -139,51 +139,51 @@ inline constexpr kest_field kFields[] = {
     {KEST_W(STATION_STATUS), "status", KEST_AT(wifi_station_status_params, status),
      kest_kind::named, 0, 0, KEST_NAMES(kStationStateNames), nullptr, {}, "connection state"},
     {KEST_W(RESTORE_DEFAULT), "interface", KEST_AT(wifi_restore_default_params, index),
-     kest_kind::number, 0, kInterfaceRange.max, {}, nullptr, {{"0"}},
+     kest_kind::number, 0, kInterfaceRange.max, {}, nullptr, {"0"},
      "1 to 3: that interface; 0: all of Wi-Fi"},
 
     // Data calls
     {KEST_D(UP), "ip-type", KEST_AT(data_call_up_params, ip_type), kest_kind::named, 0, 0,
-     KEST_NAMES(kIpTypeNames), nullptr, {{"ipv4v6"}}, "IP family of the call"},
-    KEST_FLAG(KEST_D(UP), data_call_up_params, reconnect, "reconnect", nullptr, {{"off"}},
+     KEST_NAMES(kIpTypeNames), nullptr, {"ipv4v6"}, "IP family of the call"},
+    KEST_FLAG(KEST_D(UP), data_call_up_params, reconnect, "reconnect", nullptr, {"off"},
               "reconnect when dropped"),
     {KEST_D(UP), "apn", KEST_AT(data_call_up_params, apn_name), kest_kind::text, 0, 0, {}, nullptr,
-     {{""}}, "APN name; empty: the profile's"},
+     {""}, "APN name; empty: the profile's"},
     {KEST_D(UP), "user", KEST_AT(data_call_up_params, username), kest_kind::text, 0, 0, {}, nullptr,
-     {{""}}, "user name"},
+     {""}, "user name"},
     {KEST_D(UP), "password", KEST_AT(data_call_up_params, password), kest_kind::secret, 0, 0, {},
-     nullptr, {{""}}, "password"},
+     nullptr, {""}, "password"},
     {KEST_D(DOWN), "ip-type", KEST_AT(data_call_down_params, ip_type), kest_kind::named, 0, 0,
-     KEST_NAMES(kIpTypeNames), nullptr, {{"ipv4v6"}}, "IP family of the call"},
+     KEST_NAMES(kIpTypeNames), nullptr, {"ipv4v6"}, "IP family of the call"},
     {KEST_D(INFO), "ip-type", KEST_AT(data_call_info_params, ip_type), kest_kind::named, 0, 0,
-     KEST_NAMES(kIpTypeNames), nullptr, {{"ipv4v6"}}, "IP family of the call"},
+     KEST_NAMES(kIpTypeNames), nullptr, {"ipv4v6"}, "IP family of the call"},
     KEST_CALL_HALF("ipv4-", ipv4, data_call_info_v4, kest_kind::ipv4, 4),
     KEST_CALL_HALF("ipv6-", ipv6, data_call_info_v6, kest_kind::ipv6, 16),
     {KEST_D(APN), "pdp-type", KEST_AT(data_call_apn_params, pdp_type), kest_kind::named, 0, 0,
-     KEST_NAMES(kPdpTypeNames), "datacall.apn[].pdp-type", {{"ipv4v6"}}, "PDP type", kest_pdp_ok,
+     KEST_NAMES(kPdpTypeNames), "datacall.apn[].pdp-type", {"ipv4v6"}, "PDP type", kest_pdp_ok,
      "or 3"},
     {KEST_D(APN), "auth-protocol", KEST_AT(data_call_apn_params, auth_protocol), kest_kind::named,
-     0, 0, KEST_NAMES(kAuthProtocolNames), "datacall.apn[].auth-protocol", {{"none"}},
+     0, 0, KEST_NAMES(kAuthProtocolNames), "datacall.apn[].auth-protocol", {"none"},
      "authentication protocol", kest_pdp_ok},
     {KEST_D(APN), "apn", KEST_AT(data_call_apn_params, apn_name), kest_kind::text, 0, 0, {},
-     "datacall.apn[].apn", {{"internet"}}, "access point name"},
+     "datacall.apn[].apn", {"internet"}, "access point name"},
     {KEST_D(APN), "user", KEST_AT(data_call_apn_params, username), kest_kind::text, 0, 0, {},
-     "datacall.apn[].user", {{""}}, "user name"},
+     "datacall.apn[].user", {""}, "user name"},
     {KEST_D(APN), "password", KEST_AT(data_call_apn_params, password), kest_kind::secret, 0, 0, {},
-     "datacall.apn[].password", {{""}}, "password"},
+     "datacall.apn[].password", {""}, "password"},
     {KEST_D(APN_ADD), "profile-index", KEST_AT(data_call_apn_params, profile_index),
      kest_kind::number, 0, 0, {}, nullptr, {}, "the index the service chose"},
     {KEST_D(APN_LIST), "index", KEST_AT(data_call_apn_list_params, index_list[0]),
      kest_kind::number, 0, 0, {}, nullptr, {}, ""},
     {KEST_D(DEFAULT_PROFILE), "profile", KEST_AT(data_call_default_profile_params, default_id),
      kest_kind::number, KEST_RANGE(kProfileIndexRange), {}, "datacall.default-profile.profile",
-     {{"0"}}, "APN profile of type 0"},
+     {"0"}, "APN profile of type 0"},
     {KEST_D(DEFAULT_PROFILE), "tech-pref", KEST_AT(data_call_default_profile_params, tech_pref),
      kest_kind::number, KEST_RANGE(kTechPrefRange), {}, "datacall.default-profile.tech-pref",
-     {{"0"}}, "technology preference (as the service defines it)"},
+     {"0"}, "technology preference (as the service defines it)"},
     {KEST_D(DEFAULT_PROFILE), "ip-family", KEST_AT(data_call_default_profile_params, ip_family),
      kest_kind::named, KEST_RANGE(kIpFamilyRange), KEST_NAMES(kIpTypeNames),
-     "datacall.default-profile.ip-family", {{"ipv4v6"}}, "IP family"},
+     "datacall.default-profile.ip-family", {"ipv4v6"}, "IP family"},
 
     // Network
     {KEST_N(DMZ_ADD), "address", KEST_AT(network_dmz_params, ipv4_addr), kest_kind::ipv4, 0, 0, {},
@@ -198,32 +198,32 @@ inline constexpr kest_field kFields[] = {
      1, 65535, {}, "network.snat[].global-port", {}, "public port"},
     {KEST_N(SNAT_ADD), "protocol", KEST_AT(network_snat_params, protocol), kest_kind::named,
      KEST_RANGE(kSnatProtocolRange), KEST_NAMES(kProtocolNames), "network.snat[].protocol", {},
-     "IP protocol", nullptr, "or a protocol number from 6 to 253"},
+     "IP protocol", kest_any, "or a protocol number from 6 to 253"},
     {KEST_N(LAN_CONFIG), "gateway", KEST_AT(network_lan_config_params, lan_word_a),
-     kest_kind::ipv4, 0, 0, {}, "network.lan.gateway", {{"192.168.225.1"}},
+     kest_kind::ipv4, 0, 0, {}, "network.lan.gateway", {"192.168.225.1"},
      "the module's LAN address"},
     {KEST_N(LAN_CONFIG), "netmask", KEST_AT(network_lan_config_params, lan_word_b),
-     kest_kind::ipv4, 0, 0, {}, "network.lan.netmask", {{"255.255.255.0"}}, "LAN subnet mask"},
+     kest_kind::ipv4, 0, 0, {}, "network.lan.netmask", {"255.255.255.0"}, "LAN subnet mask"},
     KEST_FLAG(KEST_N(LAN_CONFIG), network_lan_config_params, lan_byte, "dhcp", "network.lan.dhcp",
-              {{"on"}}, "DHCP server"),
+              {"on"}, "DHCP server"),
     {KEST_N(LAN_CONFIG), "dhcp-start", KEST_AT(network_lan_config_params, lan_word_c),
-     kest_kind::ipv4, 0, 0, {}, "network.lan.dhcp-start", {{"192.168.225.20"}},
+     kest_kind::ipv4, 0, 0, {}, "network.lan.dhcp-start", {"192.168.225.20"},
      "first DHCP address"},
     {KEST_N(LAN_CONFIG), "dhcp-end", KEST_AT(network_lan_config_params, lan_word_d),
-     kest_kind::ipv4, 0, 0, {}, "network.lan.dhcp-end", {{"192.168.225.60"}},
+     kest_kind::ipv4, 0, 0, {}, "network.lan.dhcp-end", {"192.168.225.60"},
      "last DHCP address"},
     {KEST_N(LAN_CONFIG), "lease", KEST_AT(network_lan_config_params, lan_word_e), kest_kind::number,
-     0, 0, {}, "network.lan.lease", {{"43200"}}, "DHCP lease time (s)"},
+     0, 0, {}, "network.lan.lease", {"43200"}, "DHCP lease time (s)"},
     KEST_FLAG(KEST_N(SGMII_ENABLE), network_sgmii_enable_params, enable, "enable",
-              "network.sgmii-enable.enable", {{"off"}}, "SGMII port on or off"),
+              "network.sgmii-enable.enable", {"off"}, "SGMII port on or off"),
     KEST_FLAG(KEST_N(SGMII_CONFIG), network_sgmii_config_params, autoneg, "autoneg",
-              "network.sgmii-config.autoneg", {{"on"}}, "auto-negotiation"),
+              "network.sgmii-config.autoneg", {"on"}, "auto-negotiation"),
     {KEST_N(SGMII_CONFIG), "speed", KEST_AT(network_sgmii_config_params, speed), kest_kind::named,
      KEST_RANGE(kSgmiiSpeedRange), KEST_NAMES(kSpeedNames), "network.sgmii-config.speed",
-     {{"1000mbps"}}, "link speed"},
+     {"1000mbps"}, "link speed"},
     {KEST_N(SGMII_CONFIG), "duplex", KEST_AT(network_sgmii_config_params, duplex),
      kest_kind::named, KEST_RANGE(kSgmiiDuplexRange), KEST_NAMES(kDuplexNames),
-     "network.sgmii-config.duplex", {{"full"}}, "duplex"},
+     "network.sgmii-config.duplex", {"full"}, "duplex"},
     KEST_FLAG(KEST_N(SGMII_INFO), network_sgmii_info_params, flag_a, "enabled", nullptr, {},
               "port on"),
     KEST_FLAG(KEST_N(SGMII_INFO), network_sgmii_info_params, flag_b, "link", nullptr, {},
@@ -244,7 +244,7 @@ inline constexpr kest_field kFields[] = {
      kest_kind::number, 0, 0, {}, nullptr, {}, "packets sent"},
     {KEST_N(ETHERNET_MODE), "ethernet-mode", KEST_AT(network_ethernet_mode_params, mode),
      kest_kind::named, KEST_RANGE(kEthernetModeRange), KEST_NAMES(kEthernetModeNames),
-     "network.ethernet-mode", {{"lan"}}, "LAN port or WAN uplink (as the simulated service)"},
+     "network.ethernet-mode", {"lan"}, "LAN port or WAN uplink (as the simulated service)"},
 
     // USB: what a read shows, then what each setting writes
     KEST_USB_SHOWN(kest_kind::number, bootup, "bootup", "bootup setting"),
@@ -261,19 +261,19 @@ inline constexpr kest_field kFields[] = {
     KEST_USB_SHOWN(kest_kind::flag, adb, "adb", "Android debug bridge"),
     KEST_USB_SHOWN(kest_kind::flag, audio_uac, "audio-uac", "USB audio"),
     {KEST_U(BOOTUP), "bootup", KEST_AT(usb_bootup_params, bootup), kest_kind::number,
-     KEST_RANGE(kUsbBootupRange), {}, "usb.bootup", {{"0"}},
+     KEST_RANGE(kUsbBootupRange), {}, "usb.bootup", {"0"},
      "bootup setting (as the service defines it)"},
     {KEST_U(ID), "pid", KEST_AT(usb_id_params, pid), kest_kind::usb_id, 0, 0, {}, "usb.id.pid",
-     {{"0x9025"}}, "USB product id"},
+     {"0x9025"}, "USB product id"},
     {KEST_U(ID), "vid", KEST_AT(usb_id_params, vid), kest_kind::usb_id, 0, 0, {}, "usb.id.vid",
-     {{"0x05c6"}}, "USB vendor id"},
+     {"0x05c6"}, "USB vendor id"},
     {KEST_U(PRODUCT_INFO), "product", KEST_AT(usb_product_info_params, product_info),
-     kest_kind::text, 0, kUsbTextMax, {}, "usb.product", {{"KEST LTE Module"}},
+     kest_kind::text, 0, kUsbTextMax, {}, "usb.product", {"KEST LTE Module"},
      "USB product text"},
     {KEST_U(MANUFAC_INFO), "manufacturer", KEST_AT(usb_manufac_info_params, manufac_info),
-     kest_kind::text, 0, kUsbTextMax, {}, "usb.manufacturer", {{"KEST"}}, "USB manufacturer text"},
+     kest_kind::text, 0, kUsbTextMax, {}, "usb.manufacturer", {"KEST"}, "USB manufacturer text"},
     {KEST_U(NET), "net-mode", KEST_AT(usb_net_params, net), kest_kind::number,
-     KEST_RANGE(kUsbNetRange), {}, "usb.net-mode", {{"0"}},
+     KEST_RANGE(kUsbNetRange), {}, "usb.net-mode", {"0"},
      "USB network mode (as the service defines it)"},
     KEST_USB_FUNC(diag, "diag", "on", "diagnostics port"),
     KEST_USB_FUNC(nmea, "nmea", "on", "NMEA port"),
@@ -361,36 +361,61 @@ struct kest_field_span {
     constexpr const kest_field *end() const { return first + count; }
     constexpr bool empty() const { return count == 0; }
 };
+// The lookups compare indexes, never a pointer with null, so that they stay
+// constant expressions under the sanitizers too.
 constexpr kest_field_span kest_fields_of(uint32_t domain, uint32_t command)
 {
-    kest_field_span s;
-    for (const kest_field &f : kFields)
-        if (f.domain == domain && f.command == command) {
-            if (s.first == nullptr)
-                s.first = &f;
-            ++s.count;
+    size_t first = std::size(kFields), count = 0;
+    for (size_t i = 0; i < std::size(kFields); ++i)
+        if (kFields[i].domain == domain && kFields[i].command == command) {
+            first = count == 0 ? i : first;
+            ++count;
         }
-    return s;
+    return count == 0 ? kest_field_span{} : kest_field_span{&kFields[first], count};
+}
+// The place of a field in kFields, or the size of kFields when there is none.
+constexpr size_t kest_field_index(uint32_t domain, uint32_t command, std::string_view word)
+{
+    for (size_t i = 0; i < std::size(kFields); ++i)
+        if (kFields[i].domain == domain && kFields[i].command == command && word == kFields[i].word)
+            return i;
+    return std::size(kFields);
 }
 constexpr const kest_field *kest_field_find(uint32_t domain, uint32_t command,
                                             std::string_view word)
 {
-    for (const kest_field &f : kest_fields_of(domain, command))
-        if (word == f.word)
-            return &f;
-    return nullptr;
+    const size_t i = kest_field_index(domain, command, word);
+    return i < std::size(kFields) ? &kFields[i] : nullptr;
 }
-constexpr const kest_subject *kest_subject_of(uint32_t domain, uint32_t command)
+// A described field; a word that names none does not compile where it is
+// used in a constant expression.
+constexpr const kest_field &kest_field_at(uint32_t domain, uint32_t command, std::string_view word)
+{
+    return kFields[kest_field_index(domain, command, word)];
+}
+constexpr bool kest_has_subject(uint32_t domain, uint32_t command)
 {
     for (const kest_subject &s : kSubjects)
         if (s.domain == domain && s.command == command)
-            return &s;
-    return nullptr;
+            return true;
+    return false;
 }
-constexpr const kest_field &kest_field_at(uint32_t domain, uint32_t command, std::string_view word)
+constexpr bool kest_is_described(uint32_t domain, uint32_t command)
 {
-    const kest_field *f = kest_field_find(domain, command, word);
-    return f != nullptr ? *f : kFields[0];
+    for (const kest_command_table &t : kCommandTables)
+        for (size_t i = 0; i < t.count; ++i)
+            if (t.rows[i].domain == domain && t.rows[i].command == command)
+                return true;
+    return false;
+}
+// The length of a command's value record (0 when it is not described).
+constexpr uint32_t kest_record_len(uint32_t domain, uint32_t command)
+{
+    for (const kest_command_table &t : kCommandTables)
+        for (size_t i = 0; i < t.count; ++i)
+            if (t.rows[i].domain == domain && t.rows[i].command == command)
+                return t.rows[i].record_len;
+    return 0;
 }
 
 // A row's fields stand next to each other, so a command's fields are one
@@ -411,24 +436,19 @@ consteval bool kest_subjects_complete()
 {
     for (const kest_command_table &t : kCommandTables)
         for (size_t i = 0; i < t.count; ++i)
-            if (kest_subject_of(t.rows[i].domain, t.rows[i].command) == nullptr)
+            if (!kest_has_subject(t.rows[i].domain, t.rows[i].command))
                 return false;
     for (const kest_subject &s : kSubjects)
-        if (kest_command_find(s.domain, s.command, MGMT_OPT_SET) == nullptr &&
-            kest_command_find(s.domain, s.command, MGMT_OPT_GET) == nullptr)
+        if (!kest_is_described(s.domain, s.command))
             return false;
     return true;
 }
 static_assert(kest_subjects_complete(), "every described command has a subject and no other");
 consteval bool kest_fields_fit()
 {
-    for (const kest_field &f : kFields) {
-        const kest_command *set = kest_command_find(f.domain, f.command, MGMT_OPT_SET);
-        const kest_command *get = kest_command_find(f.domain, f.command, MGMT_OPT_GET);
-        const kest_command *c = set != nullptr ? set : get;
-        if (c == nullptr || f.off + f.width > c->record_len)
+    for (const kest_field &f : kFields)
+        if (f.off + f.width > kest_record_len(f.domain, f.command))
             return false;
-    }
     return true;
 }
 static_assert(kest_fields_fit(), "every field lies in its command's record");
@@ -485,13 +505,12 @@ consteval bool kest_factories_valid()
 {
     for (const kest_field &f : kFields)
         for (int i = 1; i <= 3; ++i) {
-            const char *word = f.factory.at(i);
             uint64_t v = 0;
-            if (word == nullptr || f.kind == kest_kind::text || f.kind == kest_kind::secret ||
+            if (!f.factory.given || f.kind == kest_kind::text || f.kind == kest_kind::secret ||
                 f.kind == kest_kind::ipv4)
                 continue;
-            if (!kest_word_number(f, word, v) || (f.max != 0 && (v < f.min || v > f.max)) ||
-                (f.allowed != nullptr && !f.allowed(v)))
+            if (!kest_word_number(f, f.factory.at(i), v) ||
+                (f.max != 0 && (v < f.min || v > f.max)) || !f.allowed(v))
                 return false;
         }
     return true;

@@ -120,8 +120,8 @@ void add_plain(std::vector<command> &c, command base)
         base.verb = "get";
     for (field &f : base.fields)
         if (const kest_field *d = kest_field_find(base.domain, base.write_id, f.key);
-            set && d != nullptr && d->factory.v[0] != nullptr)
-            f.def = d->factory.v[0];
+            set && d != nullptr && d->factory.given)
+            f.def = d->factory.at(1);
     c.push_back(base);
 }
 

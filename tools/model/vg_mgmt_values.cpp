@@ -148,7 +148,7 @@ field described(const kest_field &d)
         f.max = t == vtype::text ? 0 : d.max;
     }
     f.secret = d.kind == kest_kind::secret;
-    f.allowed = d.allowed;
+    f.allowed = d.allowed == kest_any ? nullptr : d.allowed;
     f.range_text = d.range_text;
     return f;
 }
