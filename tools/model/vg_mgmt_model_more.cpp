@@ -50,8 +50,8 @@ void add_call_info(std::vector<command> &c, command base)
             continue;
         }
         const bool v4 = f.off < offsetof(I, ipv6);
-        const bool always =
-            std::strstr(f.key, "status") != nullptr || std::strstr(f.key, "stat-") != nullptr;
+        // The state and the counters are numbers; the name and addresses are not.
+        const bool always = f.type == vtype::named || f.type == vtype::number;
         f.shown = always ? (v4 ? v4_shown : v6_shown) : (v4 ? v4_up : v6_up);
         base.fields.push_back(f);
     }
@@ -161,14 +161,14 @@ void add_usb_setting(std::vector<command> &c, command base)
 {
     base.read_id = USB_CMD_CONFIG_GET;
     add_plain(c, base);
-    for (size_t i = c.size() - 2; i < c.size(); ++i)
+    for (size_t i = c.size() - 2; i < c.size(); ++i) {
         for (field &f : c[i].fields) {
             const uint16_t woff = f.off;
             f = described_field(MGMT_DOMAIN_USB, USB_CMD_CONFIG_GET, f.key);
             f.woff = woff;
-            c[i].note =
-                "Changes wait for 'usb config write'; a read shows the configuration in use.";
         }
+        c[i].note = "Changes wait for 'usb config write'; a read shows the configuration in use.";
+    }
 }
 
 void add_usb_action(std::vector<command> &c, command base)
