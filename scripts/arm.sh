@@ -16,7 +16,7 @@ jobs=$(nproc)
 # Installed as the armhf packages are (scripts/packages.sh): to /usr, the
 # library to the multiarch folder, which GNUInstallDirs does not choose in a
 # cross build.
-cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
+cmake -S . -B "$dir" -G Ninja "${VG_CMAKE_CACHE[@]}" -DCMAKE_TOOLCHAIN_FILE=cmake/arm-linux-gnueabihf.cmake \
       -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INSTALL_PREFIX=/usr \
       -DCMAKE_INSTALL_LIBDIR=lib/arm-linux-gnueabihf "$@"
 cmake --build "$dir" -j "$jobs"

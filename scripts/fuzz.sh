@@ -26,7 +26,7 @@ fuzzers=("$@")
 [ ${#fuzzers[@]} -gt 0 ] || fuzzers=(commands indications kestd)
 
 build=build/fuzz
-CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja -DVG_FUZZ=ON -DVG_BUILD_TESTS=OFF \
+CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja "${VG_CMAKE_CACHE[@]}" -DVG_FUZZ=ON -DVG_BUILD_TESTS=OFF \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 targets=()
 for f in "${fuzzers[@]}"; do targets+=("fuzz_$f"); done

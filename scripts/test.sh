@@ -20,7 +20,7 @@ echo "== source layout (.clang-format)"
 run_build() {
     local dir=$1; shift
     local only=${VG_TEST_ONLY:-}
-    cmake -S . -B "$dir" -G Ninja "$@"
+    cmake -S . -B "$dir" -G Ninja "${VG_CMAKE_CACHE[@]}" "$@"
     cmake --build "$dir" -j "$jobs"
     ctest --test-dir "$dir" --output-on-failure -j "$jobs" ${only:+-R "$only"}
 }

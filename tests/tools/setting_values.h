@@ -86,7 +86,7 @@ inline std::vector<json> candidates(const field &f, const json &factory, const j
 {
     std::vector<json> v;
     std::vector<uint64_t> numbers = {f.min, vgm::field_max(f)};
-    for (uint64_t n = f.min + 1; n < vgm::field_max(f) && n <= f.min + 32; ++n)
+    for (uint64_t n = f.min + 1; n < vgm::field_max(f) && n <= f.min + 8; ++n)
         numbers.push_back(n);
     std::erase_if(numbers, [&](uint64_t n) { return f.allowed != nullptr && !f.allowed(n); });
     switch (f.type) {
@@ -111,7 +111,7 @@ inline std::vector<json> candidates(const field &f, const json &factory, const j
     case vtype::textn: {
         const size_t longest = f.width - (f.type == vtype::text ? 1 : 0);
         std::vector<size_t> lengths = {longest};
-        for (size_t n = std::max<size_t>(f.min, 1); n < longest && n <= 32; ++n)
+        for (size_t n = std::max<size_t>(f.min, 1); n < longest && n <= f.min + 13; ++n)
             lengths.push_back(n);
         for (const size_t n : lengths) {
             std::string s;
