@@ -48,9 +48,10 @@ PARTS = [
     ("src/", ["test_commands", "test_client", "test_domains", "test_alloc"],
      r"^test_(commands|client|domains|alloc)$"),
     ("host/kestd/", ["kestd", "kestctl", "test_kestd", "test_kestd_lan_rule", "test_kestd_check",
-                     "test_kestd_admit", "test_e2e_commands", "test_e2e_events", "test_cli"],
+                     "test_kestd_admit", "test_e2e_commands", "test_e2e_events", "test_cli",
+                     "test_cli_settings"],
      r"^(test_kestd(_lan_rule|_check|_admit)?|kestctl_usage|test_e2e_(commands|events)"
-     r"|test_cli)$"),
+     r"|test_cli(_settings)?)$"),
 ]
 DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 
