@@ -20,6 +20,7 @@ inline int32_t capture(uint32_t id, const void *rec, uint32_t size)
     return 0;
 }
 
+template <uint32_t domain>
 class DomainTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -28,15 +29,18 @@ protected:
         g_events.clear();
         fake::g().logs.clear();
         vg_mgmt_set_errno(1234);
+        if (domain == MGMT_DOMAIN_USB)
+            rec<uint32_t>() = 0; // usb_num
     }
     void TearDown() override { vg_mgmt_client_close(h); }
 
-    // Runs a command on the buffer (size 0 passes the router for any domain).
-    int32_t set(uint32_t domain, uint32_t id)
+    // Runs a command of the fixture's domain on the buffer (size 0 passes the
+    // router for any domain).
+    int32_t set(uint32_t id)
     {
         return vg_mgmt_client_set(h, MGMT_COMMAND(domain, id), buf.data(), 0);
     }
-    int32_t get(uint32_t domain, uint32_t id)
+    int32_t get(uint32_t id)
     {
         return vg_mgmt_client_get(h, MGMT_COMMAND(domain, id), buf.data(), 0);
     }
@@ -55,5 +59,9 @@ protected:
     static std::vector<uint8_t> req() { return fake::last_sent().req; }
 
     mgmt_client *h = nullptr;
-    std::vector<uint8_t> buf = fake::patterned(MGMT_WIFI_VALUE_SIZE);
+    std::vector<uint8_t> buf = fake::patterned(vg_rows::size_of(domain));
 };
+using Wifi = DomainTest<MGMT_DOMAIN_WIFI>;
+using DataCall = DomainTest<MGMT_DOMAIN_DATA_CALL>;
+using Network = DomainTest<MGMT_DOMAIN_NETWORK>;
+using Usb = DomainTest<MGMT_DOMAIN_USB>;

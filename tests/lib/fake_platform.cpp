@@ -18,12 +18,7 @@ namespace fake {
 namespace {
 state *g_state = new state; // never destroyed: transport threads may outlive main
 
-struct fake_object {
-    int tag;
-};
-fake_object g_service_object{1};
-fake_object g_notifier{2};
-fake_object g_client{3};
+int g_service_object = 1, g_notifier = 2, g_client = 3; // the handles the fake gives out
 
 std::string vformat(const char *fmt, va_list ap)
 {
@@ -60,18 +55,13 @@ void note_heap_call()
 // The source file of a function's lines follows from its name: the domain's
 // prefix names its file, and the rest are the client's, but for the one
 // helper of a domain whose name bears no prefix.
-std::string_view file_of(std::string_view func)
+std::string file_of(std::string_view func)
 {
-    constexpr std::pair<std::string_view, std::string_view> kFiles[] = {
-        {"check_usb_num", "vg_mgmt_usb"},
-        {"wifi_", "vg_mgmt_wifi"},
-        {"data_call_", "vg_mgmt_data_call"},
-        {"network_", "vg_mgmt_network"},
-        {"usb_", "vg_mgmt_usb"},
-    };
-    for (const auto &[prefix, file] : kFiles)
-        if (func.starts_with(prefix))
-            return file;
+    if (func == "check_usb_num")
+        return "vg_mgmt_usb";
+    for (std::string domain : {"wifi", "data_call", "network", "usb"})
+        if (func.starts_with(domain + "_"))
+            return "vg_mgmt_" + domain;
     return "vg_mgmt_client";
 }
 
@@ -377,20 +367,15 @@ extern "C" void __real_free(void *);
 
 extern "C" void *__wrap_calloc(size_t n, size_t size)
 {
-    fake::note_heap_call();
-    return __real_calloc(n, size);
+    return fake::note_heap_call(), __real_calloc(n, size);
 }
-
 extern "C" void *__wrap_realloc(void *p, size_t n)
 {
-    fake::note_heap_call();
-    return __real_realloc(p, n);
+    return fake::note_heap_call(), __real_realloc(p, n);
 }
-
 extern "C" void __wrap_free(void *p)
 {
-    fake::note_heap_call();
-    __real_free(p);
+    fake::note_heap_call(), __real_free(p);
 }
 
 extern "C" void *__wrap_malloc(size_t n)

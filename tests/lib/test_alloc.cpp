@@ -34,20 +34,19 @@ using namespace vg_rows;
 
 // Every command on every path: success, refused by the service, a failed
 // send, and a null record (which the commands without one take).
-class HeapFree : public ::testing::TestWithParam<command_row> {};
+class HeapFree : public ::testing::TestWithParam<kest_command> {};
 
 TEST_P(HeapFree, OnEveryPath)
 {
-    const command_row &r = GetParam();
+    const kest_command &r = GetParam();
     mgmt_client *h = fake::open_handle();
-    std::vector<uint8_t> buf(domain_of(r.domain).size, 0);
-    r.fill(buf.data());
-    const bool takes_none = kest_command_find(r.domain, r.id, r.flag)->record_len == 0;
+    std::vector<uint8_t> buf(size_of(r.domain), 0);
+    fill(r, buf.data());
     const std::pair<void (*)(), int32_t> paths[] = {
         {[] {}, 0},
         {[] { fake::reply_status(1, 5); }, -1},
         {[] { fake::reply_send_failure(-1); }, -1},
-        {nullptr, takes_none ? 0 : -1},
+        {nullptr, r.record_len == 0 ? 0 : -1},
     };
     for (const auto &[script, rc] : paths) {
         if (script != nullptr)
@@ -61,10 +60,10 @@ TEST_P(HeapFree, OnEveryPath)
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCommand, HeapFree, ::testing::ValuesIn(kRows),
-                         [](const ::testing::TestParamInfo<command_row> &row) {
+                         [](const ::testing::TestParamInfo<kest_command> &row) {
                              return "d" + std::to_string(row.param.domain) + "_id" +
-                                    std::to_string(row.param.id) +
-                                    (row.param.flag == MGMT_OPT_SET ? "_set" : "_get");
+                                    std::to_string(row.param.command) +
+                                    (row.param.flag == S ? "_set" : "_get");
                          });
 
 // The count is live: open allocates the handle and close frees it (the

@@ -193,7 +193,7 @@ TEST(Indications, RoutedByIdAfterTheirDataIsChecked)
 // ---------------------------------------------------------------------------
 // Router
 
-class Router : public DomainTest {};
+using Router = Wifi;
 
 TEST_F(Router, ChecksTheHandleThenTheDomain)
 {
@@ -230,22 +230,21 @@ TEST_F(Router, ChecksTheHandleThenTheDomain)
 // A size other than the domain's or 0 is refused before the dispatcher.
 TEST_F(Router, SizeMustBeTheDomainsOrZero)
 {
-    const std::tuple<uint32_t, uint32_t, const char *> rows[] = {
-        {1, 4999, "wifi command value size 4999 does not equal 5000"},
-        {1, 5001, "wifi command value size 5001 does not equal 5000"},
-        {3, 391, "network command value size 391 does not equal 392"},
-        {6, 415, "data call command value size 415 does not equal 416"},
-        {7, 93, "usb command value size 93 does not equal 92"},
-    };
-    for (const auto &[domain, size, message] : rows) {
-        g().logs.clear();
-        EXPECT_EQ(vg_mgmt_client_set(h, MGMT_COMMAND(domain, 1), buf.data(), size), -1);
-        EXPECT_EQ(vg_mgmt_get_errno(), 2);
-        ASSERT_EQ(fake::logs().size(), 2u);
-        EXPECT_EQ(last(), message);
-        EXPECT_EQ(fake::logs().back().level, 1);
-        EXPECT_EQ(fake::logs().back().func, "mgmt_client_handle");
-    }
+    const std::pair<uint32_t, const char *> domains[] = {{MGMT_DOMAIN_WIFI, "wifi"},
+                                                         {MGMT_DOMAIN_NETWORK, "network"},
+                                                         {MGMT_DOMAIN_DATA_CALL, "data call"},
+                                                         {MGMT_DOMAIN_USB, "usb"}};
+    for (const auto &[domain, word] : domains)
+        for (uint32_t size : {vg_rows::size_of(domain) - 1, vg_rows::size_of(domain) + 1}) {
+            g().logs.clear();
+            EXPECT_EQ(vg_mgmt_client_set(h, MGMT_COMMAND(domain, 1), buf.data(), size), -1);
+            EXPECT_EQ(vg_mgmt_get_errno(), 2);
+            ASSERT_EQ(fake::logs().size(), 2u);
+            EXPECT_EQ(last(), std::string(word) + " command value size " + std::to_string(size) +
+                                  " does not equal " + std::to_string(vg_rows::size_of(domain)));
+            EXPECT_EQ(fake::logs().back().level, 1);
+            EXPECT_EQ(fake::logs().back().func, "mgmt_client_handle");
+        }
     EXPECT_EQ(fake::sent_count(), 0u);
 }
 

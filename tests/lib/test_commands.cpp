@@ -1,6 +1,6 @@
 // What every handler shares, over every described command and direction:
-// the message it sends, how it fails, its null check, its name on its lines,
-// the dispatchers' refusals, and the range edges of every tested field.
+// the message it sends, how it fails, its null check, its instance check,
+// its name on its lines, and the dispatchers' refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,37 +14,44 @@ using namespace vg_rows;
 
 namespace {
 
-const kest_command &described(const command_row &r)
+// What a domain's dispatcher and handlers say in their own words: the prefix
+// of the handlers' names, the line of a null value, the dispatcher's word
+// ("cannot found %d <word> command"), whether a direction without a handler
+// sets the error number, and whether the table ends in a row of id -1.
+struct domain_row {
+    uint32_t domain;
+    const char *prefix, *null_text, *word;
+    int32_t (*dispatch)(mgmt_client *, uint32_t, uint32_t, void *);
+    bool null_handler_sets_errno, has_last_row;
+};
+constexpr domain_row kDomains[] = {
+    {W, "wifi_", "the wifi params is null", "WiFi", wifi_command_handle, false, true},
+    {D, "data_call_", "the data call params is null", "Data Call", data_call_command_handle, true,
+     false},
+    {N, "network_", "the network params is null", "network", network_command_handle, true, false},
+    {U, "usb_", "NULL params", "Usb", usb_command_handle, false, true},
+};
+const domain_row &domain_of(uint32_t domain)
 {
-    return *kest_command_find(r.domain, r.id, r.flag);
-}
-
-std::string row_name(const command_row &r)
-{
-    return "domain " + std::to_string(r.domain) + " command " + std::to_string(r.id) +
-           (r.flag == S ? " set" : " get");
+    return *std::ranges::find(kDomains, domain, &domain_row::domain);
 }
 
 bool is_transport(const fake::log_line &l)
 {
     return l.text.starts_with("qmi_client_send_msg_sync(");
 }
-
-// A transport line with the given end was logged.
 bool logged_transport(const std::string &tail)
 {
-    const auto lines = fake::logs();
-    return std::ranges::any_of(
-        lines, [&](const fake::log_line &l) { return is_transport(l) && l.text.ends_with(tail); });
+    return std::ranges::any_of(fake::logs(), [&](const fake::log_line &l) {
+        return is_transport(l) && l.text.ends_with(tail);
+    });
 }
 
-// Queues a patterned answer of the row's response length with the status.
-void answer(const command_row &r, uint16_t result, uint16_t error)
+// The commands that judge an answer by its error rather than its result.
+bool judged_by_error(const kest_command &r)
 {
-    fake::reply a{0, fake::patterned(described(r).resp_len, 0x3c)};
-    const resp_status st{result, error};
-    memcpy(a.bytes.data(), &st, sizeof st);
-    g().replies.push_back(a);
+    return r.domain == D && (r.command == DATA_CALL_CMD_UP || r.command == DATA_CALL_CMD_DOWN ||
+                             r.command == DATA_CALL_CMD_INFO);
 }
 
 class Commands : public ::testing::Test {
@@ -52,17 +59,17 @@ protected:
     void SetUp() override { h = fake::open_handle(); }
     void TearDown() override { vg_mgmt_client_close(h); }
 
-    // A buffer of the row's domain: its record zeroed and filled so that it
-    // passes the range tests, the bytes behind the record patterned.
-    static std::vector<uint8_t> buffer(const command_row &r)
+    // The row's domain buffer: its record zeroed and filled good, the bytes
+    // behind it patterned.
+    static std::vector<uint8_t> buffer(const kest_command &r)
     {
-        auto buf = fake::patterned(domain_of(r.domain).size);
-        memset(buf.data(), 0, described(r).record_len);
-        r.fill(buf.data());
+        auto buf = fake::patterned(size_of(r.domain));
+        memset(buf.data(), 0, r.record_len);
+        fill(r, buf.data());
         return buf;
     }
     // Runs the row with a clean log, nothing sent and error number 1234.
-    int32_t call(const command_row &r, void *value)
+    int32_t call(const kest_command &r, void *value)
     {
         g().logs.clear();
         g().sent.clear();
@@ -70,7 +77,7 @@ protected:
         return run(h, r, value);
     }
     // The name on the lines of the row's handler, from a call that succeeds.
-    std::string handler(const command_row &r)
+    std::string handler(const kest_command &r)
     {
         auto buf = buffer(r);
         EXPECT_EQ(call(r, buf.data()), 0);
@@ -87,12 +94,11 @@ protected:
 TEST_F(Commands, SendTheirDescribedMessage)
 {
     std::set<std::string> names;
-    for (const command_row &r : kRows) {
-        SCOPED_TRACE(row_name(r));
-        const kest_command &c = described(r);
-        auto buf = buffer(r);
+    for (const kest_command &c : kRows) {
+        SCOPED_TRACE(row_name(c));
+        auto buf = buffer(c);
         const auto before = buf;
-        ASSERT_EQ(call(r, buf.data()), 0);
+        ASSERT_EQ(call(c, buf.data()), 0);
         ASSERT_FALSE(g().sent.empty());
         for (const fake::sent_msg &m : g().sent) {
             EXPECT_EQ(m.msg_id, c.msg_id);
@@ -104,8 +110,8 @@ TEST_F(Commands, SendTheirDescribedMessage)
         const auto lines = fake::logs(); // the router's, the dispatcher's, then the handler's
         ASSERT_GT(lines.size(), 2u);
         const std::string name = lines.back().func;
-        EXPECT_TRUE(name.starts_with(domain_of(r.domain).prefix)) << name;
-        EXPECT_TRUE(name.ends_with(r.flag == S ? "_set" : "_get")) << name;
+        EXPECT_TRUE(name.starts_with(domain_of(c.domain).prefix)) << name;
+        EXPECT_TRUE(name.ends_with(c.flag == S ? "_set" : "_get")) << name;
         EXPECT_TRUE(names.insert(name).second) << name;
         size_t transport = 0;
         for (size_t i = 2; i < lines.size(); ++i) {
@@ -120,30 +126,20 @@ TEST_F(Commands, SendTheirDescribedMessage)
         EXPECT_EQ(vg_mgmt_get_errno(), 1234);
         const auto tail = static_cast<std::ptrdiff_t>(c.record_len);
         EXPECT_TRUE(std::equal(buf.begin() + tail, buf.end(), before.begin() + tail));
-        if (r.flag == S) {
-            EXPECT_EQ(buf, before);
-        }
+        EXPECT_TRUE(c.flag == G || buf == before);
     }
-    EXPECT_EQ(names.size(), kCommandCount);
-}
-
-// The commands that judge an answer by its error rather than its result.
-bool judged_by_error(const command_row &r)
-{
-    return r.domain == D &&
-           (r.id == DATA_CALL_CMD_UP || r.id == DATA_CALL_CMD_DOWN || r.id == DATA_CALL_CMD_INFO);
 }
 
 // A refusal passes the service's error on, a failed send leaves error 0; both
 // end in the handler's failure line and leave the record as it was.
 TEST_F(Commands, PassTheServiceErrorOnAndLeaveTheRecord)
 {
-    for (const command_row &r : kRows) {
+    for (const kest_command &r : kRows) {
         SCOPED_TRACE(row_name(r));
         const std::string name = handler(r);
         auto buf = buffer(r);
         const auto before = buf;
-        answer(r, 1, 77);
+        fake::reply_status(1, 77);
         EXPECT_EQ(call(r, buf.data()), -1);
         EXPECT_EQ(vg_mgmt_get_errno(), 77);
         EXPECT_TRUE(fake::logs().back().text.ends_with(": error 77")) << fake::logs().back().text;
@@ -174,11 +170,11 @@ TEST_F(Commands, PassTheServiceErrorOnAndLeaveTheRecord)
 // the commands that describe no record take none and run.
 TEST_F(Commands, RefuseANullValueInTheirOwnName)
 {
-    for (const command_row &r : kRows) {
+    for (const kest_command &r : kRows) {
         SCOPED_TRACE(row_name(r));
         const std::string name = handler(r);
         const int32_t rc = call(r, nullptr);
-        if (described(r).record_len == 0) {
+        if (r.record_len == 0) {
             EXPECT_EQ(rc, 0);
             EXPECT_EQ(g().sent.size(), 1u);
             continue;
@@ -194,74 +190,60 @@ TEST_F(Commands, RefuseANullValueInTheirOwnName)
     }
 }
 
-// Wi-Fi commands whose record names an interface refuse one outside 1 to 3
-// without a line; the others have no interface, or their own test of it.
-TEST_F(Commands, WifiInterfaceOutsideOneToThreeIsRefusedSilently)
+// A Wi-Fi interface outside 1 to 3 is refused without a line; a USB instance
+// other than 0 is refused first, by a helper of its own, with every other
+// field out of range too. Nothing is sent and the record stays.
+TEST_F(Commands, InstanceOutsideItsRangeIsRefused)
 {
-    constexpr uint32_t kNoInterfaceTest[] = {WIFI_CMD_WORK_MODE,      WIFI_CMD_ENABLE,
-                                             WIFI_CMD_COUNTRY_CODE,   WIFI_CMD_STA_INFO,
-                                             WIFI_CMD_STATION_STATUS, WIFI_CMD_RESTORE_DEFAULT};
     size_t tested = 0;
-    for (const command_row &r : kRows) {
-        if (r.domain != W || std::ranges::count(kNoInterfaceTest, r.id) != 0)
+    for (const kest_command &r : kRows) {
+        const kest_instance in = instance_of(r.domain, r.command);
+        const bool iface = in == kest_instance::iface, usb = in == kest_instance::usb;
+        if ((!iface && !usb) || r.record_len == 0)
             continue;
         SCOPED_TRACE(row_name(r));
         ++tested;
-        for (uint32_t index : {0u, 4u, 0x101u}) {
-            auto buf = buffer(r);
+        for (uint32_t index : iface ? std::vector{0u, 4u, 0x101u} : std::vector{1u, ~0u}) {
+            auto buf = usb ? fake::patterned(MGMT_USB_VALUE_SIZE) : buffer(r);
             put<uint32_t>(buf.data(), 0, index);
+            const auto before = buf;
             EXPECT_EQ(call(r, buf.data()), -1);
             EXPECT_EQ(vg_mgmt_get_errno(), 2);
-            EXPECT_EQ(fake::logs().size(), 2u); // the router's and the dispatcher's alone
             EXPECT_TRUE(g().sent.empty());
+            EXPECT_EQ(buf, before);
+            const auto lines = fake::logs();
+            ASSERT_EQ(lines.size(), iface ? 2u : 3u); // the router's and the dispatcher's
+            if (usb) {
+                EXPECT_EQ(lines[2].text, "check usb num " +
+                                             std::to_string(static_cast<int32_t>(index)) +
+                                             " failure");
+                EXPECT_EQ(lines[2].level, 1);
+                EXPECT_EQ(lines[2].func, "check_usb_num");
+            }
         }
     }
     EXPECT_GT(tested, 0u);
 }
 
-// USB's instance is tested first, by a helper of its own, in every handler
-// that reads a record.
-TEST_F(Commands, UsbInstanceIsCheckedFirst)
-{
-    for (const command_row &r : kRows) {
-        if (r.domain != U || described(r).record_len == 0)
-            continue;
-        SCOPED_TRACE(row_name(r));
-        for (uint32_t num : {1u, 0xffffffffu}) {
-            auto buf = fake::patterned(MGMT_USB_VALUE_SIZE); // every field out of range
-            put<uint32_t>(buf.data(), 0, num);
-            const auto before = buf;
-            EXPECT_EQ(call(r, buf.data()), -1);
-            EXPECT_EQ(vg_mgmt_get_errno(), 2);
-            EXPECT_EQ(fake::logs().back().text,
-                      "check usb num " + std::to_string(static_cast<int32_t>(num)) + " failure");
-            EXPECT_EQ(fake::logs().back().level, 1);
-            EXPECT_EQ(fake::logs().back().func, "check_usb_num");
-            EXPECT_EQ(buf, before);
-            EXPECT_TRUE(g().sent.empty());
-        }
-    }
-}
-
 // ---------------------------------------------------------------------------
-// Dispatchers
+// Dispatchers: a dispatcher called directly, its lines all in its name.
 
 uint32_t last_id(uint32_t domain)
 {
     uint32_t n = 0;
-    for (const command_row &r : kRows)
-        n = r.domain == domain ? std::max(n, r.id) : n;
+    for (const kest_command &r : kRows)
+        n = r.domain == domain ? std::max(n, r.command) : n;
     return n;
 }
 
-// Calls a dispatcher directly; its lines, which must carry its name.
 std::vector<fake::log_line> dispatch(mgmt_client *h, const domain_row &d, uint32_t flag,
-                                     uint32_t id, int32_t rc, int32_t err)
+                                     uint32_t id, int32_t err)
 {
+    SCOPED_TRACE(std::string(d.word) + " " + std::to_string(id) + " " + std::to_string(flag));
     g().logs.clear();
     vg_mgmt_set_errno(1234);
-    std::vector<uint8_t> buf(d.size);
-    EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), rc);
+    std::vector<uint8_t> buf(size_of(d.domain));
+    EXPECT_EQ(d.dispatch(h, flag, id, buf.data()), -1);
     EXPECT_EQ(vg_mgmt_get_errno(), err);
     const auto lines = fake::logs();
     for (const fake::log_line &l : lines)
@@ -269,55 +251,44 @@ std::vector<fake::log_line> dispatch(mgmt_client *h, const domain_row &d, uint32
     return lines;
 }
 
-// An id outside the table is not found, whatever the flag.
-TEST_F(Commands, DispatchersFindNoIdOutsideTheirTable)
+// An id outside the table is not found, whatever the flag. A found id logs
+// the find; then a flag other than set or get, or a direction without a
+// handler (the -1 row that ends some tables has none), is refused.
+TEST_F(Commands, DispatchersRefuseWhatTheyCannotRun)
 {
     for (const domain_row &d : kDomains) {
-        std::vector<uint32_t> ids{0, last_id(d.domain) + 1, 65535};
-        if (!d.has_last_row)
-            ids.push_back(0xffffffffu);
-        for (uint32_t id : ids)
+        const uint32_t top = last_id(d.domain);
+        for (uint32_t id : {0u, top + 1, 65535u, ~0u}) {
+            if (id == ~0u && d.has_last_row)
+                continue;
             for (uint32_t flag : {0u, 1u, 2u, 3u}) {
-                SCOPED_TRACE(std::string(d.word) + " " + std::to_string(id));
-                const auto lines = dispatch(h, d, flag, id, -1, -2);
+                const auto lines = dispatch(h, d, flag, id, -2);
                 ASSERT_EQ(lines.size(), 1u);
                 EXPECT_EQ(lines[0].text, "cannot found " + std::to_string(static_cast<int>(id)) +
                                              " " + d.word + " command");
                 EXPECT_EQ(lines[0].level, 2);
             }
-    }
-    EXPECT_TRUE(g().sent.empty());
-}
-
-// A found id logs the find; then a flag other than set or get, or a direction
-// without a handler (the -1 row that ends some tables has none), is refused.
-TEST_F(Commands, DispatchersRefuseBadFlagsAndMissingDirections)
-{
-    for (const domain_row &d : kDomains) {
-        std::vector<uint32_t> ids;
-        for (uint32_t id = 1; id <= last_id(d.domain); ++id)
-            ids.push_back(id);
-        if (d.has_last_row)
-            ids.push_back(0xffffffffu);
-        for (uint32_t id : ids)
+        }
+        for (uint32_t id = 1; id <= top + 1; ++id) {
+            const uint32_t at = id <= top ? id : ~0u;
+            if (at == ~0u && !d.has_last_row)
+                continue;
             for (uint32_t flag : {0u, 1u, 2u, 3u}) {
-                const bool handled = kest_command_find(d.domain, id, flag) != nullptr;
-                if (handled)
+                if (kest_command_find(d.domain, at, flag) != nullptr)
                     continue;
-                const bool known_flag = flag == S || flag == G;
-                SCOPED_TRACE(std::string(d.word) + " " + std::to_string(id));
-                const auto lines = dispatch(h, d, flag, id, -1,
-                                            !known_flag || d.null_handler_sets_errno ? -2 : 1234);
+                const bool known = flag == S || flag == G;
+                const auto lines =
+                    dispatch(h, d, flag, at, !known || d.null_handler_sets_errno ? -2 : 1234);
                 ASSERT_EQ(lines.size(), 2u);
-                const std::string n = std::to_string(static_cast<int>(id));
+                const std::string n = std::to_string(static_cast<int>(at));
                 EXPECT_EQ(lines[0].text, "found " + std::string(d.word) + " command " + n +
                                              ", command flag " + std::to_string(flag));
                 EXPECT_EQ(lines[0].level, 4);
-                EXPECT_EQ(lines[1].text, known_flag
-                                             ? "command " + n + " function is null"
-                                             : std::to_string(flag) + " invalid command flag");
+                EXPECT_EQ(lines[1].text, known ? "command " + n + " function is null"
+                                               : std::to_string(flag) + " invalid command flag");
                 EXPECT_EQ(lines[1].level, 2);
             }
+        }
     }
     EXPECT_TRUE(g().sent.empty());
 }

@@ -9,22 +9,16 @@ using fake::g;
 
 namespace {
 
-class DataCall : public DomainTest {
-protected:
-    int32_t set(uint32_t id) { return DomainTest::set(MGMT_DOMAIN_DATA_CALL, id); }
-    int32_t get(uint32_t id) { return DomainTest::get(MGMT_DOMAIN_DATA_CALL, id); }
-
-    data_call_status_event deliver(const data_call_status_ind &ind)
-    {
-        fake::decode_with(ind);
-        fake::deliver_indication(KEST_DATA_CALL_STATUS_IND);
-        data_call_status_event ev{};
-        EXPECT_EQ(g_events.back().id, uint32_t{DATA_CALL_EVENT_STATUS});
-        EXPECT_EQ(g_events.back().bytes.size(), sizeof ev);
-        memcpy(&ev, g_events.back().bytes.data(), sizeof ev);
-        return ev;
-    }
-};
+data_call_status_event deliver(const data_call_status_ind &ind)
+{
+    fake::decode_with(ind);
+    fake::deliver_indication(KEST_DATA_CALL_STATUS_IND);
+    data_call_status_event ev{};
+    EXPECT_EQ(g_events.back().id, uint32_t{DATA_CALL_EVENT_STATUS});
+    EXPECT_EQ(g_events.back().bytes.size(), sizeof ev);
+    memcpy(&ev, g_events.back().bytes.data(), sizeof ev);
+    return ev;
+}
 
 data_call_status_ind connected(uint8_t family, const char *a0)
 {

@@ -6,12 +6,6 @@ using fake::g;
 
 namespace {
 
-class Network : public DomainTest {
-protected:
-    int32_t set(uint32_t id) { return DomainTest::set(MGMT_DOMAIN_NETWORK, id); }
-    int32_t get(uint32_t id) { return DomainTest::get(MGMT_DOMAIN_NETWORK, id); }
-};
-
 TEST_F(Network, DmzAddressTravelsBitForBitAndEachSinkFormatsIt)
 {
     rec<network_dmz_params>().ipv4_addr = 0x0401a8c0; // 192.168.1.4

@@ -6,17 +6,6 @@ using fake::g;
 
 namespace {
 
-class Usb : public DomainTest {
-protected:
-    void SetUp() override
-    {
-        DomainTest::SetUp();
-        buf = fake::patterned(MGMT_USB_VALUE_SIZE);
-        rec<uint32_t>() = 0; // usb_num
-    }
-    int32_t set(uint32_t id) { return DomainTest::set(MGMT_DOMAIN_USB, id); }
-};
-
 TEST_F(Usb, SettingsSendTheirFieldsAndPrintThem)
 {
     memcpy(buf.data() + 4, "\x09\x00\x07\xff\x00\x01\x02", 7);
@@ -63,7 +52,7 @@ TEST_F(Usb, ConfigIsCopiedWidenedAndItsFlagsReduced)
     memcpy(&r.diag, flags, sizeof flags);
     const auto before = buf;
     fake::reply_with(r);
-    EXPECT_EQ(DomainTest::get(MGMT_DOMAIN_USB, USB_CMD_CONFIG_GET), 0);
+    EXPECT_EQ(get(USB_CMD_CONFIG_GET), 0);
     const auto &p = rec<usb_config_params>();
     EXPECT_EQ(p.usb_num, 0u);
     EXPECT_EQ(p.bootup, 2u);

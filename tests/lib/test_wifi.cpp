@@ -6,12 +6,6 @@ using fake::g;
 
 namespace {
 
-class Wifi : public DomainTest {
-protected:
-    int32_t set(uint32_t id) { return DomainTest::set(MGMT_DOMAIN_WIFI, id); }
-    int32_t get(uint32_t id) { return DomainTest::get(MGMT_DOMAIN_WIFI, id); }
-};
-
 // The ten settings of an interface: the label in their lines, a number
 // widened and a flag reduced to 0 or 1 on the way back, the rest kept.
 TEST_F(Wifi, SettingsCarryTheirLabelAndValues)
