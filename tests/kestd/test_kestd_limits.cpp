@@ -5,6 +5,7 @@
 #include "kestd_test_support.h"
 
 #include "kestd_server.h"
+#include "kestd_state.h"
 
 #include <grp.h>
 #include <sys/un.h>
@@ -227,9 +228,10 @@ TEST(KestdLimits, ReconnectingClientsUnderDelayLeaveNothingBehind)
     const auto t0 = steady::now();
     bytes batch;
     for (uint32_t i = 0; i < 256; ++i) {
-        const bytes req = {3, 0, static_cast<uint8_t>('a' + i % 2), 0};
-        bytes rec(sizeof(wifi_essid_set_req), 0);
-        std::copy(req.begin(), req.end(), rec.begin());
+        wifi_essid_set_req essid{};
+        essid.index = kKestdStaIface;
+        essid.ssid[0] = static_cast<char>('a' + i % 2);
+        const bytes rec = raw(essid);
         const bytes f = kest_frame_bytes(KEST_FRAME_REQUEST, i + 1, KEST_WIFI_ESSID_SET, 0,
                                          rec.data(), static_cast<uint32_t>(rec.size()), kRoom);
         batch.insert(batch.end(), f.begin(), f.end());

@@ -3,6 +3,8 @@
 // and every start-up failure named with its cause.
 #include "kestd_test_support.h"
 
+#include "kestd_store.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -44,11 +46,18 @@ TEST(KestdState, ADamagedFileIsRefusedAndKept)
         const char *name;
         void (*damage)(std::string &file);
     };
+    // The record ends the file; the version is the first copy of its number.
     const row rows[] = {
         {"refused_value",
-         [](std::string &f) { f[16] = 9; }}, // work mode 9, first byte of the record
+         [](std::string &f) {
+             f[f.size() - sizeof(kestd_config) + offsetof(kestd_config, work_mode)] = 9;
+         }},
         {"truncated", [](std::string &f) { f.resize(f.size() - 10); }},
-        {"other_version", [](std::string &f) { f[8] = 9; }},
+        {"other_version",
+         [](std::string &f) {
+             const uint32_t v = kKestdStoreVersion;
+             f[f.find(std::string(reinterpret_cast<const char *>(&v), sizeof v))] ^= 1;
+         }},
         {"not_a_state_file", [](std::string &f) { f = "work_mode=2\n"; }},
     };
     for (const row &r : rows) {
