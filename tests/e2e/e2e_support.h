@@ -181,6 +181,13 @@ constexpr uint32_t data_call(uint32_t id)
     return MGMT_COMMAND(MGMT_DOMAIN_DATA_CALL, id);
 }
 
+// The addresses the first call up of profile 0 is given: its own, the
+// gateway's and two DNS servers', for IPv4 and IPv6.
+inline const uint32_t kCallV4[4] = {ipv4(10, 64, 0, 3), ipv4(10, 64, 0, 1), ipv4(8, 8, 8, 8),
+                                    ipv4(8, 8, 4, 4)};
+inline const char *const kCallV6[4] = {"2001:db8:40:0::4", "2001:db8:40:0::1",
+                                       "2001:4860:4860::8888", "2001:4860:4860::8844"};
+
 // Test names from a row's name field.
 struct RowName {
     template <class Row>

@@ -44,15 +44,11 @@ event call_up(uint32_t family)
     return {DATA_CALL_EVENT_STATUS, rec<data_call_status_event>([&](auto &r) {
                 r.index = 0, r.ip_family = family, r.state = 1;
                 std::strcpy(r.name, "rmnet_data0");
-                const uint32_t v4[4] = {ipv4(10, 64, 0, 3), ipv4(10, 64, 0, 1), ipv4(8, 8, 8, 8),
-                                        ipv4(8, 8, 4, 4)};
-                const char *v6[4] = {"2001:db8:40:0::4", "2001:db8:40:0::1", "2001:4860:4860::8888",
-                                     "2001:4860:4860::8844"};
                 for (int i = 0; i < 4; ++i)
                     if (family == 0)
-                        r.address.ipv4[i] = v4[i];
+                        r.address.ipv4[i] = kCallV4[i];
                     else
-                        EXPECT_EQ(1, inet_pton(AF_INET6, v6[i], r.address.ipv6[i]));
+                        EXPECT_EQ(1, inet_pton(AF_INET6, kCallV6[i], r.address.ipv6[i]));
             })};
 }
 // A half that went down: no name, no addresses, reason 1 (asked by a client).
