@@ -148,6 +148,12 @@ INSTANTIATE_TEST_SUITE_P(
             "vg-mgmt: wifi channel set: channel: 15 is out of range; takes ", "", "USAGE"},
         Row{"not_a_name", "", "datacall up 0 --ip-type ipv5", vgm::EXIT_USAGE,
             "datacall up: ip-type: 'ipv5' is not valid; takes ipv4 (0)", "", "USAGE"},
+        // What config validate refuses in a list is refused before it is sent.
+        Row{"acl_entry_twice", "wifi acl add 2 02:00:00:00:00:51",
+            "wifi acl add 2 02:00:00:00:00:51", vgm::EXIT_USAGE, "]: listed twice", "", "USAGE"},
+        Row{"snat_port_taken", "network snat add 192.168.225.50 90 9090 tcp",
+            "network snat add 192.168.225.51 91 9090 tcp", vgm::EXIT_USAGE,
+            "global port 9090 and its protocol are taken by another rule of the list", "", "USAGE"},
         Row{"nothing_to_set", "", "network lan set", vgm::EXIT_USAGE,
             "network lan set: nothing to change", "", "USAGE"},
         Row{"help_typo", "", "help wifi chanel", vgm::EXIT_USAGE,

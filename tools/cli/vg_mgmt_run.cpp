@@ -100,6 +100,26 @@ std::optional<failure> missing_profile(const call &k, const buffer &inst)
                        " ('datacall apn list 0' lists them)"};
 }
 
+// The rules that config validate applies, as it words them: "usage" and
+// nothing sent.
+std::optional<failure> problems_failure(const std::vector<std::string> &problems)
+{
+    if (problems.empty())
+        return std::nullopt;
+    std::string all;
+    for (const std::string &p : problems)
+        all += (all.empty() ? "" : "; ") + p;
+    return usage_failure(all);
+}
+
+uint32_t iface_of(const call &k, const buffer &rec)
+{
+    uint32_t iface = 0;
+    if (k.c.inst == axis::iface)
+        std::memcpy(&iface, rec.data(), sizeof iface);
+    return iface;
+}
+
 int h_get(const call &k)
 {
     buffer b = instance_record(k.r);
@@ -141,26 +161,34 @@ int h_set(const call &k)
             return fail(k, usage_failure(std::string(k.c.fields[i].key) +
                                          " does not apply here: " + k.c.fields[i].help));
     // The rules that config validate applies to the same values.
-    uint32_t iface = 0;
-    if (k.c.inst == axis::iface)
-        std::memcpy(&iface, w.data(), sizeof iface);
-    const std::vector<std::string> problems =
-        vgcfg::setting_problems(k.c, static_cast<int>(iface), r.data(), w.data());
-    if (!problems.empty()) {
-        std::string all;
-        for (const std::string &p : problems)
-            all += (all.empty() ? "" : "; ") + p;
-        return fail(k, usage_failure(all));
-    }
+    if (auto f = problems_failure(
+            vgcfg::setting_problems(k.c, static_cast<int>(iface_of(k, w)), r.data(), w.data())))
+        return fail(k, *f);
     if (auto f = lib(k, MGMT_OPT_SET, k.c.write_id, w))
         return fail(k, *f);
     return done(k, nullptr);
+}
+
+// An entry that its list's rules refuse (the limit, one already there, a
+// rule it meets), read against the list the service holds.
+std::optional<failure> list_refusal(const call &k, const buffer &w)
+{
+    const vgcfg::list_desc *l = vgcfg::exact_list_of(k.c);
+    if (l == nullptr)
+        return std::nullopt;
+    buffer list = instance_record(k.r);
+    if (auto f = lib(k, MGMT_OPT_GET, l->read->read_id, list))
+        return f;
+    return problems_failure(
+        vgcfg::entry_problems(*l, static_cast<int>(iface_of(k, w)), list.data(), w.data()));
 }
 
 int h_run(const call &k)
 {
     buffer w = instance_record(k.r);
     fill(k.c.fields, k.r.values, w.data(), true);
+    if (auto f = list_refusal(k, w))
+        return fail(k, *f);
     if (auto f = lib(k, MGMT_OPT_SET, k.c.write_id, w))
         return fail(k, *f);
     return done(k, k.c.out.empty() ? nullptr : &w);

@@ -18,6 +18,15 @@ std::vector<std::string> validate(const json &doc);
 // values the write leaves as the module holds them are not judged alone.
 std::vector<std::string> setting_problems(const vgm::command &row, int iface, const uint8_t *rrec,
                                           const uint8_t *wrec);
+// The list that an add row adds to, when the list is kept exactly equal
+// (an ACL, the SNAT rules); null for any other row.
+const list_desc *exact_list_of(const vgm::command &add);
+// The problems that config validate finds when the entry about to be added
+// (erec, the add row's record) joins the list as the service holds it
+// (lrec, the list row's record) on interface iface (0: none): its limit,
+// an entry already there, a rule it meets.
+std::vector<std::string> entry_problems(const list_desc &l, int iface, const uint8_t *lrec,
+                                        const uint8_t *erec);
 // Texts of decimal digits where a field takes that number become the number
 // (what Ansible's templates give); nothing else changes.
 void numbers_from_text(json &doc);

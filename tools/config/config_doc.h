@@ -47,6 +47,10 @@ int last_instance(const vgm::command &c);
 // A record holding a row's instance (the interface, or the fixed ones).
 record instance_record(const vgm::command &c, int iface);
 
+// The entries of an exact list's record (its list row's) as the document
+// writes them.
+json exact_entries(const list_desc &l, const uint8_t *rec);
+
 // Reads everything the document holds; false with the failing call's error
 // number in c.err.
 bool read_snapshot(conn &c, snapshot &s, std::string &what);

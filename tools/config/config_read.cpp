@@ -32,11 +32,7 @@ bool read_exact(conn &c, const list_desc &l, int iface, json &out)
     record rec = instance_record(*l.read, iface);
     if (!c.call(MGMT_OPT_GET, l.read->domain, l.read->read_id, rec.data()))
         return false;
-    const vgm::list_def &d = *l.read->list;
-    const uint64_t count = std::min<uint64_t>(load(rec.data() + d.count_off, d.count_width), d.max);
-    out = json::array();
-    for (uint64_t n = 0; n < count; ++n)
-        out.push_back(entry_json(d.entry, rec.data() + d.entries_off + n * d.stride, l.single()));
+    out = exact_entries(l, rec.data());
     return true;
 }
 
@@ -80,6 +76,16 @@ bool read_optional(conn &c, const list_desc &l, json &out)
 }
 
 } // namespace
+
+json exact_entries(const list_desc &l, const uint8_t *rec)
+{
+    const vgm::list_def &d = *l.read->list;
+    const uint64_t count = std::min<uint64_t>(load(rec + d.count_off, d.count_width), d.max);
+    json out = json::array();
+    for (uint64_t n = 0; n < count; ++n)
+        out.push_back(entry_json(d.entry, rec + d.entries_off + n * d.stride, l.single()));
+    return out;
+}
 
 bool read_snapshot(conn &c, snapshot &s, std::string &what)
 {

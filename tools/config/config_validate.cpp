@@ -227,4 +227,32 @@ std::vector<std::string> setting_problems(const vgm::command &row, int iface, co
     return out;
 }
 
+const list_desc *exact_list_of(const vgm::command &add)
+{
+    for (const list_desc &l : lists())
+        if (l.add == &add && l.kind == list_kind::exact)
+            return &l;
+    return nullptr;
+}
+
+std::vector<std::string> entry_problems(const list_desc &l, int iface, const uint8_t *lrec,
+                                        const uint8_t *erec)
+{
+    json list = exact_entries(l, lrec), entry = json::object();
+    for (const field &f : l.add->fields) {
+        field at = f;
+        at.off = f.woff;
+        entry[f.key] = field_value(at, erec, true);
+    }
+    const std::string path = object_path(l.object, iface) + "." + l.key,
+                      added = path + "[" + std::to_string(list.size()) + "]";
+    list.push_back(l.single() ? entry.begin().value() : entry);
+    std::vector<std::string> all, out;
+    check_list_rules(l, list, path, all);
+    for (const std::string &p : all)
+        if (p.rfind(added, 0) == 0 || p.rfind(path + ": ", 0) == 0)
+            out.push_back(p);
+    return out;
+}
+
 } // namespace vgcfg
