@@ -288,9 +288,10 @@ void kestd_data_call_dump(const kestd_state &st, std::string &out)
                 continue;
             char key[32];
             std::snprintf(key, sizeof key, "apn.%d.%d", t, i);
-            kestd_dump_line(out, key, "pdp %u auth %u apn \"%s\" user \"%s\" password \"%s\"",
-                            apn.pdp_type, apn.auth_protocol, apn.apn_name, apn.username,
-                            apn.password);
+            kestd_dump_line(out, key, "pdp %u auth %u apn %s user %s password %s", apn.pdp_type,
+                            apn.auth_protocol, kestd_dump_text(apn.apn_name).c_str(),
+                            kestd_dump_text(apn.username).c_str(),
+                            kestd_dump_text(apn.password).c_str());
         }
     kestd_dump_line(out, "default_profile", "id %u tech_pref %u ip_family %u", st.cfg.default_id,
                     st.cfg.tech_pref, st.cfg.ip_family);

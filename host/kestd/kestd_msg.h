@@ -130,8 +130,19 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out);
 void kestd_data_call_dump(const kestd_state &st, std::string &out);
 void kestd_network_dump(const kestd_state &st, std::string &out);
 void kestd_usb_dump(const kestd_state &st, std::string &out);
+// A line of the dump; a text that a client set goes in through
+// kestd_dump_text.
 [[gnu::format(printf, 3, 4)]] void kestd_dump_line(std::string &out, const char *key,
                                                    const char *fmt, ...);
+// A text of at most `max` bytes, quoted, with its control characters, invalid
+// UTF-8, backslashes and quotes escaped: it can neither forge a field or a
+// line of the dump nor drive the terminal that shows it.
+std::string kestd_dump_text(const char *text, size_t max);
+template <size_t N>
+std::string kestd_dump_text(const char (&text)[N])
+{
+    return kestd_dump_text(text, N);
+}
 
 // Per-domain defaults, called by kestd_default_config.
 void kestd_default_network(kestd_config &cfg);

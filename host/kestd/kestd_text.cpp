@@ -2,6 +2,7 @@
 // and the lines of the state's dump.
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "kestd_msg.h"
 #include "vg_mgmt_output_escape.h"
@@ -21,10 +22,13 @@ void kestd_dump_line(std::string &out, const char *key, const char *fmt, ...)
     va_start(ap, fmt);
     std::vsnprintf(value, sizeof value, fmt, ap);
     va_end(ap);
-    // A value may hold anything a client set: escaped, it cannot forge a line
-    // of the dump nor drive the terminal that shows it.
     out += key;
     out += '=';
-    out += vgm::escape_text(value);
+    out += value;
     out += '\n';
+}
+
+std::string kestd_dump_text(const char *text, size_t max)
+{
+    return '"' + vgm::escape_text(std::string_view(text, strnlen(text, max)), "\"") + '"';
 }

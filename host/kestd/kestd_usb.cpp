@@ -136,10 +136,11 @@ constexpr kestd_msg_row rows[] = {
 void dump_usb(std::string &out, const char *key, const kestd_usb &u)
 {
     kestd_dump_line(out, key,
-                    "bootup %u pid 0x%04x vid 0x%04x product \"%s\" manufacturer \"%s\" net %u "
+                    "bootup %u pid 0x%04x vid 0x%04x product %s manufacturer %s net %u "
                     "diag %u nmea %u at %u modem %u net_func %u adb %u audio_uac %u",
-                    u.bootup, u.pid, u.vid, u.product_info, u.manufac_info, u.usbnet, u.func[0],
-                    u.func[1], u.func[2], u.func[3], u.func[4], u.func[5], u.func[6]);
+                    u.bootup, u.pid, u.vid, kestd_dump_text(u.product_info).c_str(),
+                    kestd_dump_text(u.manufac_info).c_str(), u.usbnet, u.func[0], u.func[1],
+                    u.func[2], u.func[3], u.func[4], u.func[5], u.func[6]);
 }
 
 } // namespace

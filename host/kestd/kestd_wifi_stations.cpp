@@ -151,17 +151,17 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
     const kestd_config &cfg = st.cfg;
     kestd_dump_line(out, "wifi.work_mode", "%u", cfg.work_mode);
     kestd_dump_line(out, "wifi.enable", "%u", cfg.wifi_enable);
-    kestd_dump_line(out, "wifi.country_code", "%.2s", cfg.country_code);
+    kestd_dump_line(out, "wifi.country_code", "%s", kestd_dump_text(cfg.country_code).c_str());
     for (int i = 1; i <= kKestdWifiIfaces; ++i) {
         const kestd_iface &f = cfg.iface[i - 1];
         char key[32];
         std::snprintf(key, sizeof key, "wifi.%d.auth", i);
         kestd_dump_line(
             out, key,
-            "ssid \"%s\" format %u active %u auth %u wep_default %u pairwise %u password \"%s\" "
+            "ssid %s format %u active %u auth %u wep_default %u pairwise %u password %s "
             "group_rekey %u",
-            f.ssid, f.format_type, f.active, f.auth, f.wep_default, f.pairwise, f.password,
-            f.group_rekey);
+            kestd_dump_text(f.ssid).c_str(), f.format_type, f.active, f.auth, f.wep_default,
+            f.pairwise, kestd_dump_text(f.password).c_str(), f.group_rekey);
         std::snprintf(key, sizeof key, "wifi.%d.radio", i);
         std::string switches;
         for (const u8_setting &s : kU8Settings)
@@ -179,14 +179,14 @@ void kestd_wifi_dump(const kestd_state &st, std::string &out)
         kestd_dump_line(out, key, "acl_rule %u acl_count %u%s", f.acl_rule, f.acl_count,
                         acl.c_str());
     }
-    kestd_dump_line(out, "wifi.station", "state %u ssid \"%s\"", st.rt.sta_state,
-                    cfg.iface[kKestdStaIface - 1].ssid);
+    kestd_dump_line(out, "wifi.station", "state %u ssid %s", st.rt.sta_state,
+                    kestd_dump_text(cfg.iface[kKestdStaIface - 1].ssid).c_str());
     kestd_dump_line(out, "wifi.stations", "%u", st.rt.sta_count);
     for (uint32_t i = 0; i < st.rt.sta_count; ++i) {
         const kestd_station &s = st.rt.sta[i];
         char mac[18];
         mac_text(mac, s.mac);
-        kestd_dump_line(out, "wifi.sta", "iface %u mac %s name \"%s\" ip %s rate %u", s.iface, mac,
-                        s.name, s.ip, s.rate_mbps);
+        kestd_dump_line(out, "wifi.sta", "iface %u mac %s name %s ip %s rate %u", s.iface, mac,
+                        kestd_dump_text(s.name).c_str(), s.ip, s.rate_mbps);
     }
 }

@@ -138,19 +138,31 @@ const log_settings &current()
 }
 
 // Appends the formatted values to line[used..]; returns the new length,
-// cut to the room left and with line breaks turned into blanks.
+// cut to the room left, with line breaks turned into blanks and other control
+// characters written as \xNN: a value can neither add a line nor drive the
+// terminal that shows the file.
 size_t append_message(char *line, size_t used, size_t room, const char *fmt, va_list ap)
 {
-    const int n = vsnprintf(line + used, room - used, fmt, ap);
+    char raw[kLineRoom];
+    const int n = vsnprintf(raw, sizeof raw, fmt, ap);
     if (n < 0)
         return used;
-    const size_t end =
-        used + static_cast<size_t>(n) < room - 1 ? used + static_cast<size_t>(n) : room - 1;
-    for (size_t i = used; i < end; ++i) {
-        if (line[i] == '\n' || line[i] == '\r')
-            line[i] = ' ';
+    const size_t len =
+        static_cast<size_t>(n) < sizeof raw ? static_cast<size_t>(n) : sizeof raw - 1;
+    for (size_t i = 0; i < len && used < room - 1; ++i) {
+        const auto c = static_cast<unsigned char>(raw[i]);
+        if (c == '\n' || c == '\r') {
+            line[used++] = ' ';
+        } else if (c < 0x20 || c == 0x7f) {
+            if (used + 4 > room - 1)
+                break;
+            snprintf(line + used, 5, "\\x%02x", c);
+            used += 4;
+        } else {
+            line[used++] = static_cast<char>(c);
+        }
     }
-    return end;
+    return used;
 }
 
 void write_line(log_settings &s, const char *line, size_t len)

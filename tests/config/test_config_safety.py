@@ -161,9 +161,13 @@ class Safety(ServiceTest):
 
     def test_the_last_ten_applies_are_kept_and_rollback_applies_one_back(self):
         for channel in range(1, 13):
+            # A file name that would clear the screen and forge a line of the history.
+            name = "ch\x1b[2J\n3   forged.json" if channel == 11 else "ch.json"
             rc, _, err = self.svc.run("apply", self.svc.write(self.edited(("wifi.interfaces.1.channel", channel)),
-                                                              "ch.json"))
+                                                              name))
             self.assertEqual(rc, 0, err)
+        text = self.svc.run("history")[1]
+        self.assertEqual((len(text.splitlines()), text.count("\x1b")), (10, 0), text)
         rc, out, _ = self.svc.run("history", "--json")
         entries = json.loads(out)["history"]
         self.assertEqual([e["n"] for e in entries], list(range(1, 11)))

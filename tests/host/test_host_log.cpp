@@ -98,6 +98,10 @@ TEST_F(LogFile, EveryCallIsOneLine)
     const MessageRow rows[] = {
         {"plain", "ready", "value ready"},
         {"line break in a value", "two\nparts\r", "value two parts "},
+        {"a value that drives a terminal",
+         "\x1b[2J\x07"
+         "bell\x7f",
+         "value \\x1b[2J\\x07bell\\x7f"},
         {"longer than a line", huge, ""}, // cut, checked by length below
     };
     for (const MessageRow &row : rows) {

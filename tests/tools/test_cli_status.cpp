@@ -26,7 +26,11 @@ protected:
         ASSERT_EQ(0, run({"datacall", "up", "1", "--ip-type", "ipv4"}).status);
         cli::Kestd::control("sta-join 1 02:00:00:00:00:51 phone");
         cli::Kestd::control("sta-join 1 02:00:00:00:00:52 tablet");
+        ASSERT_EQ(0, run({"wifi", "ssid", "set", "3", kForged}).status);
     }
+    // An SSID that another member of the module's group may set: it would
+    // clear the owner's screen and forge a line.
+    static constexpr const char *kForged = "\x1b[2J\x1b[H\nreachable: false";
 };
 
 struct Row {
@@ -48,6 +52,8 @@ const Row kRows[] = {
     {"/network/snat-rules", 32, "  snat-rules: 32\n"},
     {"/network/dmz", nullptr, "  dmz: none\n"},
     {"/usb/pending", nullptr, "  pending: cannot be read (see sources)\n"},
+    {"/wifi/interfaces/2/ssid", "\x1b[2J\x1b[H\nreachable: false",
+     "      ssid: \\x1b[2J\\x1b[H\\x0areachable: false\n"},
 };
 
 TEST_F(Status, TextAndJsonAgree)
@@ -60,6 +66,7 @@ TEST_F(Status, TextAndJsonAgree)
         EXPECT_NE(std::string::npos, text.out.find(row.text)) << row.text << text.out;
     }
     EXPECT_FALSE(doc.contains(json::json_pointer("/datacall/calls/1/ipv6-address"))) << doc;
+    EXPECT_EQ(std::string::npos, text.out.find('\x1b')) << text.out;
 }
 
 TEST(StatusNoService, SaysUnreachableAndExits3)

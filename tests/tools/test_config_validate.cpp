@@ -84,6 +84,9 @@ const rule_row rule_rows[] = {
     {"a quoted value shown escaped",
      R"({"wifi":{"country":"\u001b\\XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX"}})",
      {"'\\x1b\\\\XXXX"}},
+    {"a key that would forge a line",
+     R"({"wifi\nesc3.json: no problem found\n\u001b[8m":1})",
+     {"wifi\\x0aesc3.json\\x3a no problem found\\x0a\\x1b[8m: unknown key"}},
 };
 
 class Rules : public testing::TestWithParam<rule_row> {};

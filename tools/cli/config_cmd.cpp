@@ -10,6 +10,7 @@
 
 #include "config_confirm.h"
 #include "config_history.h"
+#include "vg_mgmt_output_escape.h"
 #include "config_report.h"
 #include "config_safe.h"
 #include "config_schema.h"
@@ -191,8 +192,9 @@ int cmd_history(const options &o, FILE *out, FILE *err)
         fprintf(out, "%s\n", json{{"history", list}}.dump(2).c_str());
     for (const json &e : o.json_out ? std::vector<json>{} : list)
         fprintf(out, "%-3s %s  %s change(s)  replaced by %s\n", e["n"].dump().c_str(),
-                e.value("when", "?").c_str(), e.value("changes", json(0)).dump().c_str(),
-                e.value("applied", "?").c_str());
+                vgm::escape_text(e.value("when", "?")).c_str(),
+                e.value("changes", json(0)).dump().c_str(),
+                vgm::escape_text(e.value("applied", "?")).c_str());
     if (list.empty() && !o.json_out)
         fprintf(out, "no apply in the history of this module\n");
     return vgm::EXIT_DONE;

@@ -145,16 +145,17 @@ json sources()
 }
 
 // A value in the text: null is "none", or "cannot be read" for the values
-// the library has no read for.
-std::string text_of(const std::string &key, const json &v)
+// the library has no read for. What the service gives (an SSID, a station's
+// name) is escaped unless --raw is given.
+std::string text_of(const output &o, const std::string &key, const json &v)
 {
     if (!v.is_null())
-        return json_text(v);
+        return shown_text(o, v);
     return key == "active" || key == "pending" ? "cannot be read (see sources)" : "none";
 }
 
 // Indented "key: value" lines; each entry of a list of objects starts with "- ".
-void print_text(FILE *out, const json &v, size_t indent, const char *first = nullptr)
+void print_text(const output &o, const json &v, size_t indent, const char *first = nullptr)
 {
     for (const auto &[key, value] : v.items()) {
         const std::string pad =
@@ -162,14 +163,15 @@ void print_text(FILE *out, const json &v, size_t indent, const char *first = nul
         first = nullptr;
         const bool rows = value.is_array() && !value.empty() && value[0].is_object();
         if (value.is_object() || rows)
-            std::fprintf(out, "%s%s:\n", pad.c_str(), key.c_str());
+            std::fprintf(o.out, "%s%s:\n", pad.c_str(), key.c_str());
         if (value.is_object())
-            print_text(out, value, indent + 2);
+            print_text(o, value, indent + 2);
         else if (rows)
             for (const json &e : value)
-                print_text(out, e, indent + 4, "- ");
+                print_text(o, e, indent + 4, "- ");
         else
-            std::fprintf(out, "%s%s: %s\n", pad.c_str(), key.c_str(), text_of(key, value).c_str());
+            std::fprintf(o.out, "%s%s: %s\n", pad.c_str(), key.c_str(),
+                         text_of(o, key, value).c_str());
     }
 }
 
@@ -185,7 +187,7 @@ int run_status(const output &o, double wait_s)
         if (o.json)
             std::fprintf(o.out, "%s\n", dump_json(s).c_str());
         else
-            print_text(o.out, s, 0);
+            print_text(o, s, 0);
         return print_failure(output{o.out, o.err, false, false, false}, "status", *f);
     }
     s["service"]["reachable"] = true;
@@ -199,7 +201,7 @@ int run_status(const output &o, double wait_s)
     if (o.json)
         std::fprintf(o.out, "%s\n", dump_json(s).c_str());
     else
-        print_text(o.out, s, 0);
+        print_text(o, s, 0);
     return EXIT_DONE;
 }
 

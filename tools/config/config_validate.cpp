@@ -5,11 +5,23 @@
 #include <set>
 
 #include "config_rules.h"
+#include "vg_mgmt_output_escape.h"
 #include "vg_mgmt_text.h"
 
 namespace vgcfg {
 
 namespace {
+
+// A key of the document as a problem's path shows it: escaped, so that it
+// can neither drive a terminal nor forge a line, and with its colons as
+// \x3a, so that the first ": " of a problem ends its path.
+std::string key_text(const std::string &k)
+{
+    std::string out;
+    for (const char c : vgm::escape_text(k))
+        out += c == ':' ? std::string("\\x3a") : std::string(1, c);
+    return out;
+}
 
 // The table's path of a document object: the interface number becomes {i}.
 std::string pattern_of(const std::string &path)
@@ -76,7 +88,7 @@ struct checker {
             const auto f = std::find_if(l.entry.begin(), l.entry.end(),
                                         [&](const field &x) { return k == x.key; });
             if (f == l.entry.end())
-                problem(at + "." + k, "unknown key");
+                problem(at + "." + key_text(k), "unknown key");
             else
                 check_value(*f, v, at + "." + k);
         }
@@ -138,7 +150,7 @@ struct checker {
         const std::string pattern = pattern_of(path);
         const std::set<std::string> objects = child_objects(pattern);
         for (const auto &[k, v] : obj.items()) {
-            const std::string at = path.empty() ? k : path + "." + k;
+            const std::string at = path.empty() ? key_text(k) : path + "." + key_text(k);
             if (objects.count(k) != 0 || objects.count("{i}") != 0) {
                 if (objects.count("{i}") != 0 &&
                     (k.size() != 1 || k[0] < '1' || k[0] > '0' + kWifiInterfaces))

@@ -45,13 +45,16 @@ inline size_t printable_utf8(std::string_view s)
 }
 
 // `text` with every byte of a control character or of an invalid UTF-8
-// sequence written as \xNN (lower-case hex) and a backslash as \\.
-inline std::string escape_text(std::string_view text)
+// sequence, and the bytes of `also`, written as \xNN (lower-case hex) and a
+// backslash as \\.
+inline std::string escape_text(std::string_view text, std::string_view also = {})
 {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const size_t n = text[0] == '\\' ? 0 : printable_utf8(text);
+        const size_t n = text[0] == '\\' || also.find(text[0]) != std::string_view::npos
+                             ? 0
+                             : printable_utf8(text);
         if (text[0] == '\\') {
             out += "\\\\";
             text.remove_prefix(1);
