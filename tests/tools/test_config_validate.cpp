@@ -1,5 +1,6 @@
 // The checks of a configuration document, in-process and without a service:
 // one row per rule, each with the problems it must name (all at once).
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -108,6 +109,14 @@ TEST_P(Rules, NameEveryProblemAtOnce)
 
 INSTANTIATE_TEST_SUITE_P(Document, Rules, testing::ValuesIn(rule_rows), cli::RowName{});
 
+std::string many_keys(int n)
+{
+    std::string text = "{";
+    for (int i = 0; i < n; ++i)
+        text += (i != 0 ? ",\"k" : "\"k") + std::to_string(i) + "\":1";
+    return text + "}";
+}
+
 struct read_row {
     const char *name;
     std::string text;
@@ -126,6 +135,8 @@ const read_row read_rows[] = {
     {"a number past every range", R"({"version":1e400})", "a number out of every range ('1e400')"},
     {"not UTF-8", "{\"a\":\"\xff\"}", "not JSON"},
     {"a long bad token", "{\"a\":" + std::string(100000, 'x') + "}", "not JSON"},
+    {"more keys than any object has", many_keys(257), "more than 256 keys"},
+    {"as many keys as an object may have", many_keys(256), nullptr},
 };
 
 class Read : public testing::TestWithParam<read_row> {};
@@ -143,6 +154,28 @@ TEST_P(Read, BoundedAndStrict)
 }
 
 INSTANTIATE_TEST_SUITE_P(Document, Read, testing::ValuesIn(read_rows), cli::RowName{});
+
+// Reading and checking a list take a time that grows with its length, not
+// with its square: four times the entries, not sixteen times the time.
+TEST(Document, ALongListIsReadAndCheckedInLinearTime)
+{
+    const auto seconds = [](size_t entries) {
+        std::string text = R"({"version":1,"network":{"snat":[{})";
+        for (size_t i = 1; i < entries; ++i)
+            text += ",{}";
+        text += "]}}";
+        const auto t0 = std::chrono::steady_clock::now();
+        std::string problem;
+        const std::optional<json> doc = vgcfg::parse_document(text, "doc", problem);
+        EXPECT_TRUE(doc.has_value()) << problem;
+        EXPECT_FALSE(vgcfg::validate(*doc).empty());
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    };
+    seconds(1000); // warm
+    const double small = seconds(25000), large = seconds(100000);
+    EXPECT_LT(large, 8 * small + 0.05)
+        << small << " s for 25000 entries, " << large << " s for 100000";
+}
 
 TEST(ReadFile, AFolderIsNoDocument)
 {

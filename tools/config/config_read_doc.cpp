@@ -54,33 +54,6 @@ std::optional<std::string> read_bounded(const std::string &file, std::string &pr
     return text;
 }
 
-// Keeps depth and duplicate keys in check while the parser builds the value;
-// after the first problem every further value is dropped.
-struct guard {
-    std::vector<std::set<std::string>> keys;
-    std::string problem;
-
-    bool operator()(int depth, json::parse_event_t ev, json &parsed)
-    {
-        if (!problem.empty())
-            return false;
-        using e = json::parse_event_t;
-        if ((ev == e::object_start || ev == e::array_start) && depth >= kMaxDocumentDepth) {
-            problem = "nested deeper than " + std::to_string(kMaxDocumentDepth) + " levels";
-            return false;
-        }
-        if (ev == e::object_start)
-            keys.emplace_back();
-        else if (ev == e::object_end && !keys.empty())
-            keys.pop_back();
-        else if (ev == e::key && !keys.empty() &&
-                 !keys.back().insert(parsed.get<std::string>()).second)
-            problem = "the key " + vgm::shown_value(parsed.get<std::string>(), false) +
-                      " is given twice in one object";
-        return problem.empty();
-    }
-};
-
 // The parser's message without the text it last read (which may be long).
 std::string parse_message(const json::exception &e)
 {
@@ -98,20 +71,87 @@ std::string parse_message(const json::exception &e)
     return m.size() > 160 ? m.substr(0, 160) + "..." : m;
 }
 
+// The shape of a document, read once before it is built: its depth, the keys
+// of each object (none twice, not more than any object of a document has)
+// and whether it is JSON at all. The parser's own callbacks would do the
+// same at a cost that grows with the square of a list's length.
+class shape_check : public nlohmann::json_sax<json> {
+public:
+    std::string problem;
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, const string_t &) override { return true; }
+    bool string(string_t &) override { return true; }
+    bool binary(binary_t &) override { return true; }
+    bool start_object(std::size_t) override
+    {
+        keys_.emplace_back();
+        return deeper();
+    }
+    bool key(string_t &k) override
+    {
+        std::set<std::string> &seen = keys_.back();
+        if (seen.size() == kMaxObjectKeys)
+            return fail("an object with more than " + std::to_string(kMaxObjectKeys) +
+                        " keys: no object of a document has that many");
+        if (!seen.insert(k).second)
+            return fail("the key " + vgm::shown_value(k, false) + " is given twice in one object");
+        return true;
+    }
+    bool end_object() override
+    {
+        keys_.pop_back();
+        --depth_;
+        return true;
+    }
+    bool start_array(std::size_t) override { return deeper(); }
+    bool end_array() override
+    {
+        --depth_;
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string &,
+                     const nlohmann::detail::exception &e) override
+    {
+        return fail("not JSON: " + parse_message(static_cast<const json::exception &>(e)));
+    }
+
+private:
+    static constexpr size_t kMaxObjectKeys = 256;
+    std::vector<std::set<std::string>> keys_;
+    int depth_ = 0;
+
+    bool deeper()
+    {
+        if (++depth_ > kMaxDocumentDepth)
+            return fail("not JSON: nested deeper than " + std::to_string(kMaxDocumentDepth) +
+                        " levels");
+        return true;
+    }
+    bool fail(std::string why)
+    {
+        problem = std::move(why);
+        return false;
+    }
+};
+
 } // namespace
 
 std::optional<json> parse_document(const std::string &text, const std::string &name,
                                    std::string &problem)
 {
-    guard g;
+    shape_check shape;
+    if (!json::sax_parse(text, &shape) || !shape.problem.empty()) {
+        problem = name + ": " + (shape.problem.empty() ? "not JSON" : shape.problem);
+        return std::nullopt;
+    }
     try {
-        json doc =
-            json::parse(text, [&g](int d, json::parse_event_t ev, json &v) { return g(d, ev, v); });
-        if (g.problem.empty())
-            return doc;
-        problem = name + ": " + g.problem;
+        return json::parse(text);
     } catch (const json::exception &e) {
-        problem = name + ": not JSON: " + (g.problem.empty() ? parse_message(e) : g.problem);
+        problem = name + ": not JSON: " + parse_message(e);
     }
     return std::nullopt;
 }
