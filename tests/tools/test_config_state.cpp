@@ -82,6 +82,21 @@ TEST(ConfigState, FilesArePrivateAndNeverFollowALink)
     EXPECT_EQ(v, "keep");
 }
 
+// A file that is not a private plain file of this user is not read: a
+// journal that others could write would be replayed, a FIFO would hang.
+TEST(ConfigState, OnlyPrivatePlainFilesAreRead)
+{
+    tmp_dir t;
+    state_store st;
+    std::string problem;
+    ASSERT_TRUE(st.open(t.path, problem)) << problem;
+    ASSERT_EQ(
+        0, std::system(
+               ("cd '" + t.path + "' && echo x > open && chmod 644 open && mkfifo fifo").c_str()));
+    EXPECT_FALSE(st.read("open").has_value());
+    EXPECT_FALSE(st.read("fifo").has_value());
+}
+
 TEST(ConfigState, OneApplyLockPerModule)
 {
     tmp_dir t;

@@ -156,11 +156,21 @@ bool state_store::write(const std::string &name, const std::string &text,
     return true;
 }
 
+// Only a plain file of this user that others cannot write or read is taken:
+// one that is not (left from a time when the folder was open to others, or
+// planted: a FIFO would hold the reader) is as if it were not there.
 std::optional<std::string> state_store::read(const std::string &name) const
 {
-    const int fd = ::open((dir_ + "/" + name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    const int fd =
+        ::open((dir_ + "/" + name).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return std::nullopt;
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid() ||
+        (st.st_mode & 077) != 0) {
+        ::close(fd);
+        return std::nullopt;
+    }
     std::string text;
     char buf[4096];
     ssize_t n;
