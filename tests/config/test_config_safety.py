@@ -81,6 +81,10 @@ HELD = [
 ] + [(FOUR_STEPS, None, "step 3", lambda t, proc, sig=sig: proc.send_signal(sig), 8,
       ["interrupted by " + sig.name + " after 2 step(s)", "the configuration is as it was"], None, [])
      for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE)
+] + [
+    # The reader of its output goes away (apply | head): as SIGPIPE, before it writes again.
+    (FOUR_STEPS, None, "step 3", lambda t, proc: proc.stdout.close(), 8,
+     ["interrupted by SIGPIPE after 2 step(s)", "the configuration is as it was"], None, []),
 ] + [(FOUR_STEPS, None, "step %d" % step, lambda t, proc: proc.send_signal(signal.SIGKILL), -signal.SIGKILL, [],
       kill_then(command), []) for step, command in [(1, "recover"), (4, "recover"), (3, "export")]]
 
@@ -98,7 +102,7 @@ class Safety(ServiceTest):
         time.sleep(0.2)
         meanwhile(self, proc)
         out, err = proc.communicate(timeout=60)
-        return proc.returncode, out, err
+        return proc.returncode, out or "", err
 
     def test_an_apply_held_at_a_point_ends_safely(self):
         for n, (changes, fail, point, meanwhile, status, said, after, left) in enumerate(HELD):

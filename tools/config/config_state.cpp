@@ -2,6 +2,7 @@
 #include "config_state.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,14 +34,30 @@ signal_hold::~signal_hold()
     const timespec now{0, 0};
     while (sigtimedwait(&set_, nullptr, &now) > 0) {
     }
+    // Once its reader has gone, output only fails (EPIPE): the status that
+    // says what was done is the tool's, not the signal's.
+    if (caught_signal == SIGPIPE)
+        ::signal(SIGPIPE, SIG_IGN);
     pthread_sigmask(SIG_SETMASK, &old_, nullptr);
     active_hold = nullptr;
 }
+
+namespace {
+// The reader of standard output has gone (apply | head): SIGPIPE would come
+// only with the next write, which may be the last line.
+bool output_reader_gone()
+{
+    pollfd p{STDOUT_FILENO, POLLOUT, 0};
+    return ::poll(&p, 1, 0) == 1 && (p.revents & POLLERR) != 0;
+}
+} // namespace
 
 int interrupted()
 {
     if (active_hold == nullptr || caught_signal != 0)
         return caught_signal;
+    if (output_reader_gone())
+        return caught_signal = SIGPIPE;
     sigset_t pending;
     sigpending(&pending);
     for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
