@@ -254,4 +254,31 @@ TEST(Help, EveryRowsHelpFitsSaysWhatItsValuesAreAndIsInTheManualPage)
             << v.verb;
 }
 
+// Every command that is no row of the model answers --help, and help before
+// it, with its usage and what it does; a config verb names each option it
+// takes.
+TEST(Help, EveryOtherCommandAndConfigVerbTellsItsUsageAndOptions)
+{
+    std::vector<std::vector<std::string>> all = {
+        {"status"}, {"events"}, {"completion"}, {"help"}, {"config"}};
+    for (const vgm::config_verb &v : vgm::kConfigVerbs)
+        all.push_back({"config", v.verb});
+    for (const std::vector<std::string> &words : all) {
+        const auto asked = run(cli::with(words, {"--help"})),
+                   told = run(cli::with({"help"}, words));
+        EXPECT_EQ(0, asked.status + told.status) << words.back();
+        EXPECT_EQ(asked.out, told.out) << words.back();
+        EXPECT_TRUE(asked.out.starts_with("usage: vg-mgmt ")) << words.back() << ": " << asked.out;
+        EXPECT_GE(lines(asked.out).size(), 2u) << words.back() << ": " << asked.out;
+        for (const std::string &line : lines(asked.out))
+            EXPECT_LE(line.size(), 100u) << line;
+        for (size_t i = 0; words[0] == "config" && words.size() == 2 && i < vgm::kConfigOptionCount;
+             ++i)
+            EXPECT_EQ(vgm::config_option_takes(vgm::kConfigOptions[i], words[1]),
+                      asked.out.find(std::string("  ") + vgm::kConfigOptions[i].name + " ") !=
+                          std::string::npos)
+                << words[1] << " " << vgm::kConfigOptions[i].name;
+    }
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 #include "vg_mgmt_docs.h"
 
 #include <algorithm>
+#include <map>
 
 #include "vg_mgmt_errors.h"
 
@@ -29,6 +30,14 @@ const char *const kEventsOptions[][2] = {
     {"--exit-on-loss", "exit with status 5 when the service goes away (default: wait for it)"},
 };
 
+const char *const kEventsHelp =
+    "print the module's events as they come, one line each (with --json one object each): "
+    "stations joining and leaving, data calls going up and down, the station interface's state";
+const char *const kCompletionHelp =
+    "print the bash completion of vg-mgmt: . <(vg-mgmt completion bash), or install it as "
+    "/usr/share/bash-completion/completions/vg-mgmt";
+const char *const kHelpHelp = "help for the words given (none: everything); --man prints the "
+                              "manual page's source (scdoc)";
 const char *const kStatusHelp = "how the module stands: the service's socket and whether it "
                                 "answers; per Wi-Fi interface its SSID, "
                                 "band and channel, authentication and number of stations; each "
@@ -97,37 +106,6 @@ const char *placeholder(const field &f)
     }
 }
 
-// Prints `text` after an indent, wrapped within kColumns; lines after the
-// first are indented by `more` (default: the same).
-void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text,
-             size_t more = 0)
-{
-    more = more != 0 ? more : indent;
-    std::string line = head;
-    if (!line.empty() && line.size() + 1 > indent) {
-        std::fprintf(out, "%s\n", line.c_str());
-        line.clear();
-    }
-    line.resize(indent, ' ');
-    size_t at = 0;
-    bool first = true;
-    while (at < text.size()) {
-        size_t end = at; // a word ends at a space outside brackets: "[--key V]" stays whole
-        for (int depth = 0; end < text.size() && (text[end] != ' ' || depth > 0); ++end)
-            depth += text[end] == '[' ? 1 : text[end] == ']' ? -1 : 0;
-        const std::string w = text.substr(at, end - at);
-        if (!first && line.size() + 1 + w.size() > kColumns) {
-            std::fprintf(out, "%s\n", line.c_str());
-            line.assign(more, ' ');
-            first = true;
-        }
-        line += (first ? "" : " ") + w;
-        first = false;
-        at = end + 1;
-    }
-    std::fprintf(out, "%s\n", line.c_str());
-}
-
 std::string field_text(const field &f, bool with_default)
 {
     std::string t = f.help;
@@ -172,6 +150,37 @@ void print_row_help(FILE *out, const command &c)
 }
 
 } // namespace
+
+// Prints `text` after an indent, wrapped within kColumns; lines after the
+// first are indented by `more` (default: the same).
+void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text,
+             size_t more)
+{
+    more = more != 0 ? more : indent;
+    std::string line = head;
+    if (!line.empty() && line.size() + 1 > indent) {
+        std::fprintf(out, "%s\n", line.c_str());
+        line.clear();
+    }
+    line.resize(indent, ' ');
+    size_t at = 0;
+    bool first = true;
+    while (at < text.size()) {
+        size_t end = at; // a word ends at a space outside brackets: "[--key V]" stays whole
+        for (int depth = 0; end < text.size() && (text[end] != ' ' || depth > 0); ++end)
+            depth += text[end] == '[' ? 1 : text[end] == ']' ? -1 : 0;
+        const std::string w = text.substr(at, end - at);
+        if (!first && line.size() + 1 + w.size() > kColumns) {
+            std::fprintf(out, "%s\n", line.c_str());
+            line.assign(more, ' ');
+            first = true;
+        }
+        line += (first ? "" : " ") + w;
+        first = false;
+        at = end + 1;
+    }
+    std::fprintf(out, "%s\n", line.c_str());
+}
 
 std::string scdoc_escape(const std::string &s)
 {
@@ -258,9 +267,21 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
     if (rows.size() == 1 && words_of(*rows[0]).size() == prefix.size())
         return print_row_help(out, *rows[0]);
     if (!prefix.empty() && prefix[0] == "config")
-        return print_config_help(out);
-    if (prefix == std::vector<std::string>{"status"})
-        return (void)std::fprintf(out, "usage: %s\n%s\n", usage_line(prefix).c_str(), kStatusHelp);
+        return print_config_help(out, prefix.size() > 1 ? prefix[1] : std::string());
+    const std::map<std::string, const char *> others = {{"status", kStatusHelp},
+                                                        {"events", kEventsHelp},
+                                                        {"completion", kCompletionHelp},
+                                                        {"help", kHelpHelp}};
+    if (prefix.size() == 1 && others.count(prefix[0]) != 0) {
+        std::fprintf(out, "usage: %s\n", usage_line(prefix).c_str());
+        wrapped(out, "", 0, others.at(prefix[0]));
+        if (prefix[0] != "events")
+            return;
+        std::fprintf(out, "\noptions:\n");
+        for (const auto &o : kEventsOptions)
+            wrapped(out, std::string("  ") + o[0], 22, o[1]);
+        return;
+    }
     if (prefix.empty()) {
         std::fprintf(out,
                      "usage: vg-mgmt [options] <domain> <subject> [<verb>] [arguments]\n"
@@ -283,7 +304,7 @@ void print_help(FILE *out, const std::vector<std::string> &prefix)
         std::fprintf(
             out,
             "\nthe whole configuration as one JSON document (vg-mgmt config --help tells more):\n");
-        print_config_help(out);
+        print_config_verbs(out);
     }
 }
 

@@ -68,8 +68,16 @@ bool config_option_takes(const config_option &o, const std::string &verb);
 // The help text of a config verb.
 const char *config_verb_help(const std::string &verb);
 
-// The config parts of the help, the manual page and the completion's case.
-void print_config_help(FILE *out);
+// Prints `text` after an indent, wrapped within the help's width; lines after
+// the first are indented by `more` (0: the same).
+void wrapped(FILE *out, const std::string &head, size_t indent, const std::string &text,
+             size_t more = 0);
+
+// The config parts of the help, the manual page and the completion's case:
+// the verbs in one line each; the help of config (verb empty) or of a verb,
+// with the options it takes.
+void print_config_verbs(FILE *out);
+void print_config_help(FILE *out, const std::string &verb);
 void print_config_manpage(FILE *out);
 void print_config_completion(FILE *out);
 

@@ -67,10 +67,29 @@ const char *config_verb_help(const std::string &verb)
     return "";
 }
 
-void print_config_help(FILE *out)
+void print_config_verbs(FILE *out)
 {
     for (const config_verb &v : kConfigVerbs)
         std::fprintf(out, "  %-31s %s\n", verb_usage(v).c_str(), v.help);
+}
+
+void print_config_help(FILE *out, const std::string &verb)
+{
+    const auto v = std::find_if(std::begin(kConfigVerbs), std::end(kConfigVerbs),
+                                [&](const config_verb &c) { return verb == c.verb; });
+    if (v == std::end(kConfigVerbs)) {
+        std::fprintf(out, "usage: vg-mgmt [--socket PATH] config [--stats] <verb> [arguments]\n"
+                          "the whole configuration as one JSON document\n\nverbs:\n");
+        print_config_verbs(out);
+        std::fprintf(out, "\noptions (each taken by the verbs it names):\n");
+    } else {
+        std::fprintf(out, "usage: vg-mgmt [--socket PATH] %s\n%s\n\noptions:\n",
+                     verb_usage(*v).c_str(), v->help);
+    }
+    for (const config_option &o : kConfigOptions)
+        if (v == std::end(kConfigVerbs) || config_option_takes(o, v->verb))
+            wrapped(out, std::string("  ") + o.name + (o.arg[0] != '\0' ? " " : "") + o.arg, 22,
+                    o.help);
 }
 
 void print_config_manpage(FILE *out)
