@@ -56,6 +56,17 @@ def kill_then(command):
     return after
 
 
+def others_then_recover(t):
+    """Another client changes a value the apply changed and adds an entry; the restore leaves both."""
+    t.assertEqual(t.svc.run_line("wifi", "channel", "set", "1", "1")[0], 0)
+    t.assertEqual(t.svc.run_line("wifi", "acl", "add", "1", "02:00:00:00:00:77")[0], 0)
+    rc, out, err = t.svc.run("recover")
+    t.assertEqual(rc, 0, out + err)
+    t.assertIn("left as another client set it since: wifi.interfaces.1.channel", err)
+    t.assertIn("restored network.lan.lease", err)
+    t.assertNotIn("acl", err)
+
+
 def write_back(t):
     t.assertEqual(t.svc.run_line("usb", "config", "write")[0], 0)
 
@@ -86,7 +97,9 @@ HELD = [
     (FOUR_STEPS, None, "step 3", lambda t, proc: proc.stdout.close(), 8,
      ["interrupted by SIGPIPE after 2 step(s)", "the configuration is as it was"], None, []),
 ] + [(FOUR_STEPS, None, "step %d" % step, lambda t, proc: proc.send_signal(signal.SIGKILL), -signal.SIGKILL, [],
-      kill_then(command), []) for step, command in [(1, "recover"), (4, "recover"), (3, "export")]]
+      kill_then(command), []) for step, command in [(1, "recover"), (4, "recover"), (3, "export")]
+] + [(FOUR_STEPS, None, "step 4", lambda t, proc: proc.send_signal(signal.SIGKILL), -signal.SIGKILL, [],
+      others_then_recover, [("wifi.interfaces.1.channel", 1), ("wifi.interfaces.1.acl", ["02:00:00:00:00:77"])])]
 
 
 class Safety(ServiceTest):

@@ -81,5 +81,7 @@ inline bool applies(const field &f, const uint8_t *rec)
 // The document object at a dotted path, or null when it is not there.
 const json *find_path(const json &doc, const std::string &path);
 json &make_path(json &doc, const std::string &path);
+// The list at a document path, or null.
+const list_desc *list_of_path(const std::string &path);
 
 } // namespace vgcfg

@@ -2,6 +2,7 @@
 #include "config_safe.h"
 #include "config_confirm.h"
 #include "config_history.h"
+#include "config_restore.h"
 
 #include <unistd.h>
 
@@ -67,7 +68,16 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
             j.value("started", "?").c_str(), j.value("pid", json("?")).dump().c_str(),
             j.value("changes", json("?")).dump().c_str(),
             j.contains("confirm_by") ? "was not confirmed in time" : "did not finish");
-    const apply_result r = apply_document(s, j["restore"], false);
+    // Only what that apply changed and is still as it left it: what another
+    // client has set since stays. (A journal of an older tool restores all.)
+    std::vector<std::string> left;
+    const json doc =
+        j.contains("was") && j.contains("after")
+            ? restoration(j["restore"], j["was"], j["after"], to_document(s.before, false), left)
+            : j["restore"];
+    for (const std::string &l : left)
+        fprintf(err, "  left as another client set it since: %s\n", l.c_str());
+    const apply_result r = apply_document(s, doc, false);
     if (r.status != vgm::EXIT_DONE) {
         fprintf(err, "vg-mgmt config: the restore did not complete (%s); the journal is kept\n",
                 r.message.c_str());
@@ -88,14 +98,14 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
     bool written = false;
     json replaced;
     size_t count = 0;
-    auto journal = [&](const json &restore, size_t changes, std::string &why) {
+    auto journal = [&](const json &restore, const json &was, const json &after, size_t changes,
+                       std::string &why) {
         replaced = restore;
         count = changes;
-        const json j = {{"version", 1},
-                        {"pid", static_cast<long>(::getpid())},
-                        {"started", utc_now()},
-                        {"changes", changes},
-                        {"restore", restore}};
+        const json j = {{"version", 1},         {"pid", static_cast<long>(::getpid())},
+                        {"started", utc_now()}, {"changes", changes},
+                        {"restore", restore},   {"was", was},
+                        {"after", after}};
         written = g.st.write(journal_name(), j.dump(), why);
         return written;
     };

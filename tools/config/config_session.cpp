@@ -81,10 +81,7 @@ json restrict_to(const json &full, const json &keys)
     return out;
 }
 
-namespace {
-
-// The list of the document at a path, if any.
-const list_desc *list_at(const std::string &path)
+const list_desc *list_of_path(const std::string &path)
 {
     for (const list_desc &l : lists())
         for (int i = first_instance(*l.read); i <= last_instance(*l.read); ++i)
@@ -93,6 +90,9 @@ const list_desc *list_at(const std::string &path)
     return nullptr;
 }
 
+namespace {
+
+// The list of the document at a path, if any.
 json masked_list(const list_desc &l, json list);
 
 // The managed keys as they will be: each changed setting's new value, and
@@ -104,7 +104,7 @@ json predicted(const json &before, const plan &p, const json &managed)
         for (const change &c : s.changes) {
             const size_t dot = c.path.rfind('.');
             json &parent = make_path(after, c.path.substr(0, dot));
-            const list_desc *l = c.entry ? list_at(c.path) : nullptr;
+            const list_desc *l = c.entry ? list_of_path(c.path) : nullptr;
             const json *want = find_path(managed, c.path);
             parent[c.path.substr(dot + 1)] =
                 l != nullptr && want != nullptr ? masked_list(*l, *want) : c.after;
@@ -190,7 +190,7 @@ apply_result apply_document(session &s, const json &doc, bool check,
         json restore = restrict_to(to_document(s.before, true), managed);
         restore["version"] = kDocumentVersion;
         std::string why;
-        if (!journal(restore, p.change_count(), why)) {
+        if (!journal(restore, r.before, r.after, p.change_count(), why)) {
             r.status = vgm::EXIT_REFUSED;
             r.changed = false;
             r.message = why + "; nothing was sent";

@@ -47,10 +47,11 @@ struct apply_result {
 };
 
 // Called once the plan is made and before its first change, with the values
-// to restore (secrets in clear) and the number of changes; false (with why)
-// stops the apply before anything is sent.
-using before_first_change =
-    std::function<bool(const json &restore, size_t changes, std::string &why)>;
+// to restore (secrets in clear; was: the same masked), the values meant
+// (masked) and the number of changes; false (with why) stops the apply
+// before anything is sent.
+using before_first_change = std::function<bool(
+    const json &restore, const json &was, const json &after, size_t changes, std::string &why)>;
 apply_result apply_document(session &s, const json &doc, bool check,
                             const before_first_change &journal = {});
 // The values of `full` at the keys that `keys` holds.
