@@ -299,6 +299,9 @@ TEST_F(Kestd, TheDumpShowsWhatWasSet)
     essid.index = 2;
     std::memcpy(essid.ssid, "\x1b]0;pwn\x07\nwifi.1.auth=open", 26);
     EXPECT_EQ(c.error_of(KEST_WIFI_ESSID_SET, raw(essid)), 0);
+    essid.index = 3; // a quote that would end the text and forge a field after it
+    std::snprintf(essid.ssid, sizeof essid.ssid, "%s", "x\" auth 0 password \"FORGED");
+    EXPECT_EQ(c.error_of(KEST_WIFI_ESSID_SET, raw(essid)), 0);
     c.control("sta-join 1 02:aa:bb:cc:dd:01 laptop");
     c.control("sta-join 1 02:aa:bb:cc:dd:02 phone");
     const std::string dump = c.control("dump");
@@ -309,7 +312,8 @@ TEST_F(Kestd, TheDumpShowsWhatWasSet)
           "\nwifi.sta=iface 1 mac 02:aa:bb:cc:dd:02 name \"phone\" ip 192.168.225.21 ",
           "usb.pending=bootup 0 pid 0x9025 vid 0x05c6 product \"KEST LTE Module\" "
           "manufacturer \"KEST\" net 3",
-          "ssid \"\\x1b]0;pwn\\x07\\x0awifi.1.auth=open\""})
+          "ssid \"\\x1b]0;pwn\\x07\\x0awifi.1.auth=open\"",
+          "\nwifi.3.auth=ssid \"x\\x22 auth 0 password \\x22FORGED\" format "})
         EXPECT_NE(dump.find(line), std::string::npos) << line << "\n" << dump;
     EXPECT_EQ(dump.find_first_of("\x1b\x07"), std::string::npos);
 }
