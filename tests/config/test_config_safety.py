@@ -132,12 +132,13 @@ class Safety(ServiceTest):
                 self.assert_export(*left)
 
     def test_confirm_keeps_the_change_and_its_absence_reverts_it(self):
-        # (seconds, what follows the apply, the change kept)
+        # (seconds, what follows the apply, the change kept); a secret goes back too
+        change = [("wifi.country", "DE"), ("wifi.interfaces.1.auth.password", "changed-passphrase")]
         for seconds, then, kept in [(1, lambda: None, False), (2, self.confirm, True), (60, self.restart, False)]:
             with self.subTest(seconds=seconds):
                 self.reset()
                 proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
-                                         self.svc.write(self.edited(("wifi.country", "DE")))],
+                                         self.svc.write(self.edited(*change))],
                                         env=self.svc.env(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                         stderr=subprocess.PIPE, encoding="utf-8", start_new_session=True)
                 out, err = proc.communicate(timeout=30)  # ends only when no process holds the pipes
@@ -146,7 +147,7 @@ class Safety(ServiceTest):
                 self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "DE")
                 then()
                 self.wait_unlocked()
-                self.assert_export(*[("wifi.country", "DE")] * kept)
+                self.assert_export(*change * kept)
 
     def confirm(self):
         rc, out, err = self.svc.run("confirm")

@@ -24,7 +24,8 @@ json key_of(const list_desc *l, const json &e)
 }
 
 struct restorer {
-    const json &now; // the configuration now, secrets masked
+    const json &now;       // the configuration now, secrets masked
+    const json &now_clear; // and in clear
     std::vector<std::string> &left;
 
     // A list: the entries that the apply added leave, the ones it removed come
@@ -66,8 +67,15 @@ struct restorer {
                         out[k] = *sub;
             return out.empty() ? std::nullopt : std::optional<json>(out);
         }
-        if (was == after)
-            return std::nullopt; // not changed by the apply
+        if (was == after) {
+            // Not changed by the apply, or a secret whose change the masks
+            // hide: put back when it differs now.
+            const json *clear = path.empty() ? &now_clear : find_path(now_clear, path);
+            if (was.dump().find(kSecretMask) == std::string::npos ||
+                (clear != nullptr && *clear == restore))
+                return std::nullopt;
+            return restore;
+        }
         if (restore.is_array() && was.is_array())
             return list(path, restore, was, after, cur);
         if (cur == after || cur == was)
@@ -80,9 +88,10 @@ struct restorer {
 } // namespace
 
 json restoration(const json &restore, const json &was, const json &after, const json &now,
-                 std::vector<std::string> &left)
+                 const json &now_clear, std::vector<std::string> &left)
 {
-    json doc = restorer{now, left}.walk("", restore, was, after).value_or(json::object());
+    json doc =
+        restorer{now, now_clear, left}.walk("", restore, was, after).value_or(json::object());
     doc["version"] = kDocumentVersion;
     return doc;
 }

@@ -73,7 +73,8 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     std::vector<std::string> left;
     const json doc =
         j.contains("was") && j.contains("after")
-            ? restoration(j["restore"], j["was"], j["after"], to_document(s.before, false), left)
+            ? restoration(j["restore"], j["was"], j["after"], to_document(s.before, false),
+                          to_document(s.before, true), left)
             : j["restore"];
     for (const std::string &l : left)
         fprintf(err, "  left as another client set it since: %s\n", l.c_str());
