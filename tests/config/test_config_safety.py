@@ -9,6 +9,7 @@ import json
 import os
 import signal
 import subprocess
+import tempfile
 import time
 
 from config_harness import VGM, ServiceTest, main
@@ -148,6 +149,46 @@ class Safety(ServiceTest):
                 then()
                 self.wait_unlocked()
                 self.assert_export(*change * kept)
+
+    def test_a_full_disk_ends_in_the_old_or_the_new_configuration_and_says_which(self):
+        mnt = tempfile.mkdtemp()
+        if os.geteuid() != 0 or subprocess.run(["mount", "-t", "tmpfs", "-o", "size=96k,mode=0700", "tmpfs", mnt],
+                                               capture_output=True).returncode != 0:
+            self.skipTest("needs a small file system of its own (root, mount)")
+        state, doc = os.path.join(mnt, "state"), self.svc.write(self.edited(("wifi.interfaces.1.channel", 11)), "full.json")
+        env = dict(self.svc.env(), VG_MGMT_STATE_DIR=state)
+        try:
+            for free in range(8):  # pages left: the journal, the history or the confirm's journal finds none
+                with self.subTest(free=free):
+                    self.reset()
+                    subprocess.run([VGM, "config", "history"], env=env, capture_output=True)
+                    fillers = []
+                    while True:
+                        fillers.append(os.path.join(mnt, "fill%d" % len(fillers)))
+                        try:
+                            with open(fillers[-1], "wb") as f:
+                                f.write(bytes(4096))
+                        except OSError:
+                            break
+                    for name in fillers[-1 - free:]:
+                        os.remove(name)
+                    p = subprocess.run([VGM, "config", "apply", "--confirm", "4", doc], env=env, capture_output=True,
+                                       encoding="utf-8", stdin=subprocess.DEVNULL, timeout=60)
+                    channel = json.loads(self.svc.export())["wifi"]["interfaces"]["1"]["channel"]
+                    for name in fillers[:-1 - free]:
+                        os.remove(name)
+                    if p.returncode == 0:
+                        self.assertEqual(channel, 11, p.stdout + p.stderr)
+                        self.assertIn("unless 'vg-mgmt config confirm' comes first", p.stdout)
+                        subprocess.run([VGM, "config", "confirm"], env=env, capture_output=True)
+                    else:
+                        self.assertEqual(channel, self.baseline["wifi"]["interfaces"]["1"]["channel"], p.stderr)
+                        self.assertRegex(p.stderr, "nothing was sent|the configuration is as it was")
+                    for pid in watchers(state):
+                        os.kill(pid, signal.SIGKILL)
+        finally:
+            subprocess.run(["umount", mnt])
+            os.rmdir(mnt)
 
     def confirm(self):
         rc, out, err = self.svc.run("confirm")

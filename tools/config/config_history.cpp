@@ -46,8 +46,8 @@ std::optional<json> entry(const state_store &st, unsigned long n)
 
 } // namespace
 
-void history_add(const state_store &st, const json &replaced, size_t changes,
-                 const std::string &applied)
+bool history_add(const state_store &st, const json &replaced, size_t changes,
+                 const std::string &applied, std::string &problem)
 {
     const std::vector<unsigned long> seq = sequence(st);
     const std::time_t t = std::time(nullptr);
@@ -57,11 +57,11 @@ void history_add(const state_store &st, const json &replaced, size_t changes,
     std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tm);
     const json j = {
         {"when", when}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
-    std::string problem;
     if (!st.write(entry_name(seq.empty() ? 1 : seq.front() + 1), j.dump(), problem))
-        return;
+        return false;
     for (size_t i = kHistoryMax - 1; i < seq.size(); ++i)
         st.remove(entry_name(seq[i]));
+    return true;
 }
 
 std::vector<json> history_list(const state_store &st)

@@ -14,8 +14,8 @@ namespace vgcfg {
 
 inline constexpr size_t kHistoryMax = 10;
 
-void history_add(const state_store &st, const json &replaced, size_t changes,
-                 const std::string &applied);
+bool history_add(const state_store &st, const json &replaced, size_t changes,
+                 const std::string &applied, std::string &problem);
 // Newest first: {"n", "when", "changes", "applied"}, without the documents.
 std::vector<json> history_list(const state_store &st);
 // The values replaced by the N-th apply back (1: the last one).

@@ -56,6 +56,17 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     if (!text)
         return vgm::EXIT_DONE;
     found = true;
+    // What the module holds now: this session may have read it before an
+    // apply of its own (a revert right after it).
+    std::string what;
+    s.before = snapshot{};
+    if (!read_snapshot(s.c, s.before, what)) {
+        fprintf(err,
+                "vg-mgmt config: cannot read the configuration to restore it (%s); the "
+                "journal is kept\n",
+                what.c_str());
+        return vgm::EXIT_REFUSED;
+    }
     const json j = json::parse(*text, nullptr, false);
     if (j.is_discarded() || !j.is_object() || !j.contains("restore") || !j["restore"].is_object()) {
         fprintf(err, "vg-mgmt config: the journal %s/%s is damaged; it is left as it is\n",
@@ -87,8 +98,9 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
     g.st.remove(journal_name());
     for (const std::string &l : r.lines)
         fprintf(err, "  restored %s\n", l.c_str());
-    fprintf(err, "vg-mgmt config: restored: the configuration is as it was before that apply\n");
-    std::string what;
+    fprintf(err, "vg-mgmt config: restored: %s\n",
+            left.empty() ? "the configuration is as it was before that apply"
+                         : "what that apply changed is as it was, but for what others set since");
     s.before = snapshot{};
     return read_snapshot(s.c, s.before, what) ? vgm::EXIT_DONE : vgm::EXIT_REFUSED;
 }
@@ -114,8 +126,9 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
     if (!written)
         return r;
     std::string problem;
-    if (r.status == vgm::EXIT_DONE && r.changed)
-        history_add(g.st, replaced, count, applied);
+    if (r.status == vgm::EXIT_DONE && r.changed &&
+        !history_add(g.st, replaced, count, applied, problem))
+        r.message += "; not in the history (" + problem + "): 'config rollback' cannot undo it";
     if (confirm_seconds == 0 || r.status != vgm::EXIT_DONE || !r.changed) {
         g.st.remove(journal_name());
     } else if (await_confirm(g, confirm_seconds, problem)) {
