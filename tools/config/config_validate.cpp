@@ -5,6 +5,7 @@
 #include <set>
 
 #include "config_rules.h"
+#include "kest_nearest.h"
 #include "vg_mgmt_output_escape.h"
 #include "vg_mgmt_text.h"
 
@@ -53,6 +54,33 @@ std::set<std::string> child_objects(const std::string &pattern)
     return out;
 }
 
+// "unknown key", with the nearest key that the place takes when it is near.
+std::string unknown_key(const std::string &given, const std::vector<std::string> &valid)
+{
+    const std::string text = kest_unknown_text("key", given, valid);
+    const size_t hint = text.find("; did you mean");
+    return "unknown key" + (hint == std::string::npos ? std::string() : text.substr(hint));
+}
+
+// The keys that the table gives an object at `pattern`.
+std::vector<std::string> keys_at(const std::string &pattern)
+{
+    std::vector<std::string> out;
+    for (const std::string &o : child_objects(pattern))
+        if (o != "{i}")
+            out.push_back(o);
+    for (const group &g : groups())
+        if (g.object == pattern)
+            for (const field &f : g.row->fields)
+                out.emplace_back(f.key);
+    for (const list_desc &l : lists())
+        if (l.object == pattern)
+            out.push_back(l.key);
+    if (pattern.empty())
+        out.emplace_back("version");
+    return out;
+}
+
 struct checker {
     std::vector<std::string> &problems;
     // Ansible's templates give numbers as text ("6"): with this set, a text of
@@ -87,9 +115,12 @@ struct checker {
         for (const auto &[k, v] : e.items()) {
             const auto f = std::find_if(l.entry.begin(), l.entry.end(),
                                         [&](const field &x) { return k == x.key; });
-            if (f == l.entry.end())
-                problem(at + "." + key_text(k), "unknown key");
-            else
+            if (f == l.entry.end()) {
+                std::vector<std::string> keys;
+                for (const field &x : l.entry)
+                    keys.emplace_back(x.key);
+                problem(at + "." + key_text(k), unknown_key(k, keys));
+            } else
                 check_value(*f, v, at + "." + k);
         }
         const size_t needed = l.kind == list_kind::keyed ? 2 : l.entry.size();
@@ -170,7 +201,7 @@ struct checker {
             if (l != lists().end())
                 check_list(*l, v, at);
             else if (!(path.empty() && k == "version"))
-                problem(at, "unknown key");
+                problem(at, unknown_key(k, keys_at(pattern)));
         }
         for (const group &g : groups())
             if (pattern == g.object)
