@@ -123,9 +123,17 @@ TEST(Events, TextShowsAForgedSsidEscaped)
     EXPECT_EQ(std::string::npos, text.find('\x1b')) << text;
 }
 
+// Too few events before the time-out is a failure that says so, as text or
+// as the error object of --json.
 TEST(Events, TimeoutIsSuccessOnlyWithoutACount)
 {
-    EXPECT_EQ(vgm::EXIT_NO_ANSWER, EventsRun(cli::w("events --count 1000 --timeout 1")).status());
+    EventsRun text(cli::w("events --count 1000 --timeout 1")),
+        js(cli::w("--json events --count 1000 --timeout 1"));
+    EXPECT_EQ(vgm::EXIT_NO_ANSWER, text.status());
+    EXPECT_NE(text.err.text().find("of 1000 event(s) came before it stopped"), std::string::npos)
+        << text.err.text();
+    EXPECT_EQ(vgm::EXIT_NO_ANSWER, js.status());
+    EXPECT_NE(js.out.text().find("\"TOO_FEW_EVENTS\""), std::string::npos) << js.out.text();
     EXPECT_EQ(vgm::EXIT_DONE, EventsRun(cli::w("events --timeout 1")).status());
 }
 

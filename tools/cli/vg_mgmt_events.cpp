@@ -107,10 +107,17 @@ ended listen(mgmt_client *h, const events_options &e, clock_type::time_point dea
     }
 }
 
-int final_status(const events_options &e)
+// Done, or fewer events than --count came: said, on stderr or as the error
+// object of --json.
+int final_status(const output &o, const events_options &e)
 {
     std::lock_guard lock(g_mu);
-    return e.count != 0 && g_seen < e.count ? EXIT_NO_ANSWER : EXIT_DONE;
+    if (e.count == 0 || g_seen >= e.count)
+        return EXIT_DONE;
+    return print_failure(o, "events",
+                         failure{EXIT_NO_ANSWER, 0, "TOO_FEW_EVENTS",
+                                 std::to_string(g_seen) + " of " + std::to_string(e.count) +
+                                     " event(s) came before it stopped (--timeout or a signal)"});
 }
 
 } // namespace
@@ -135,7 +142,7 @@ int run_events(const output &o, const events_options &e, double wait_s)
             if (first)
                 return print_failure(o, "events", *f);
             if (g_stop || (e.timeout_s > 0 && clock_type::now() >= deadline))
-                return final_status(e);
+                return final_status(o, e);
             continue;
         }
         if (!first)
@@ -144,7 +151,7 @@ int run_events(const output &o, const events_options &e, double wait_s)
         const ended how = listen(h, e, deadline);
         vg_mgmt_client_close(h);
         if (how == ended::done)
-            return final_status(e);
+            return final_status(o, e);
         std::fprintf(o.err, "vg-mgmt: events: lost the service at %s%s\n", where.c_str(),
                      e.exit_on_loss ? "" : "; waiting for it to come back");
         if (e.exit_on_loss)
