@@ -238,6 +238,8 @@ void ctl_fail(kestd_service &svc, const words &args, control_reply &r)
          (!parse_u32(args[3], kKestMsgIdMax, msg) || (msg == 0 && args.size() < 5))) ||
         (args.size() > 4 && !parse_u32(args[4], 1000000, skip)))
         return refuse(r, std::string("usage: ") + kestd_control_help("fail"));
+    // One fault at a time: a new one replaces the one still waiting, and says so.
+    const kestd_faults was = svc.faults;
     svc.faults.fail_error = static_cast<uint16_t>(error);
     svc.faults.fail_count = count;
     svc.faults.fail_msg = msg;
@@ -247,6 +249,9 @@ void ctl_fail(kestd_service &svc, const words &args, control_reply &r)
         std::to_string(count) + " requests" +
         (msg ? " of message " + std::to_string(msg) : std::string()) + " with error " +
         std::to_string(error);
+    if (was.fail_count != 0)
+        r.text += " (replaces the fault with error " + std::to_string(was.fail_error) + ", " +
+                  std::to_string(was.fail_count) + " request(s) left)";
 }
 
 void ctl_mute(kestd_service &svc, const words &, control_reply &r)

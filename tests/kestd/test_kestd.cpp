@@ -330,6 +330,11 @@ TEST_F(Kestd, InjectedFailuresHitTheChosenRequests)
     EXPECT_EQ(c.error_of(KEST_WIFI_ENABLE_GET, {}), 0);
     EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4243);
     EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
+    c.control("fail 4244 3"); // a fault still waiting is replaced, and the answer says so
+    EXPECT_NE(c.control("fail 4245").find("replaces the fault with error 4244, 3 request(s) left"),
+              std::string::npos);
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 4245);
+    EXPECT_EQ(c.error_of(KEST_WIFI_WORK_MODE_GET, {}), 0);
 }
 
 TEST_F(Kestd, DelayMuteDropAndStop)
