@@ -135,7 +135,8 @@ class Safety(ServiceTest):
     def test_confirm_keeps_the_change_and_its_absence_reverts_it(self):
         # (seconds, what follows the apply, the change kept); a secret goes back too
         change = [("wifi.country", "DE"), ("wifi.interfaces.1.auth.password", "changed-passphrase")]
-        for seconds, then, kept in [(1, lambda: None, False), (2, self.confirm, True), (60, self.restart, False)]:
+        # Seconds enough for the export that follows the apply, under the sanitizers too.
+        for seconds, then, kept in [(4, lambda: None, False), (4, self.confirm, True), (60, self.restart, False)]:
             with self.subTest(seconds=seconds):
                 self.reset()
                 proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
@@ -172,7 +173,7 @@ class Safety(ServiceTest):
                             break
                     for name in fillers[-1 - free:]:
                         os.remove(name)
-                    p = subprocess.run([VGM, "config", "apply", "--confirm", "4", doc], env=env, capture_output=True,
+                    p = subprocess.run([VGM, "config", "apply", "--confirm", "10", doc], env=env, capture_output=True,
                                        encoding="utf-8", stdin=subprocess.DEVNULL, timeout=60)
                     channel = json.loads(self.svc.export())["wifi"]["interfaces"]["1"]["channel"]
                     for name in fillers[:-1 - free]:
