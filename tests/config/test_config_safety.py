@@ -20,18 +20,28 @@ FOUR_STEPS = [("wifi.interfaces.1.channel", 11), ("network.dmz", "192.168.225.77
               ("usb.product", "Fleet LTE")]
 
 
-def watchers(state):
-    """The pids of the vg-mgmt watchers that use this state folder."""
-    found = []
-    for pid in filter(str.isdigit, os.listdir("/proc")):
-        try:
-            with open("/proc/%s/cmdline" % pid, "rb") as f:
-                words = f.read().split(b"\0")
-        except OSError:
-            continue
-        if b"watch-confirm" in words and state.encode() in words:
-            found.append(int(pid))
-    return found
+def end_holders(folder, deadline=10.0):
+    """Kills every process that holds a file under folder (a confirm watcher
+    holds its lock there, before its exec as after) and waits until none is left."""
+    end = time.monotonic() + deadline
+    while True:
+        found = []
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                fds = "/proc/%s/fd" % pid
+                links = [os.readlink(os.path.join(fds, fd)) for fd in os.listdir(fds)]
+            except OSError:
+                continue
+            if int(pid) != os.getpid() and any(link.startswith(folder + "/") for link in links):
+                found.append(int(pid))
+        if not found or time.monotonic() > end:
+            return found
+        for pid in found:
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+        time.sleep(0.05)
 
 
 def drop_the_answer(t, _):
@@ -155,6 +165,7 @@ class Safety(ServiceTest):
         mnt = tempfile.mkdtemp()
         if os.geteuid() != 0 or subprocess.run(["mount", "-t", "tmpfs", "-o", "size=96k,mode=0700", "tmpfs", mnt],
                                                capture_output=True).returncode != 0:
+            os.rmdir(mnt)
             self.skipTest("needs a small file system of its own (root, mount)")
         state, doc = os.path.join(mnt, "state"), self.svc.write(self.edited(("wifi.interfaces.1.channel", 11)), "full.json")
         env = dict(self.svc.env(), VG_MGMT_STATE_DIR=state)
@@ -185,9 +196,9 @@ class Safety(ServiceTest):
                     else:
                         self.assertEqual(channel, self.baseline["wifi"]["interfaces"]["1"]["channel"], p.stderr)
                         self.assertRegex(p.stderr, "nothing was sent|the configuration is as it was")
-                    for pid in watchers(state):
-                        os.kill(pid, signal.SIGKILL)
+                    self.assertEqual(end_holders(state), [])
         finally:
+            end_holders(mnt)
             subprocess.run(["umount", mnt])
             os.rmdir(mnt)
 
@@ -202,9 +213,7 @@ class Safety(ServiceTest):
         journal = [f for f in os.listdir(state) if f.endswith(".journal")][0]
         self.assertEqual(os.stat(os.path.join(state, journal)).st_mode & 0o777, 0o600)
         self.assertEqual(os.stat(state).st_mode & 0o777, 0o700)
-        for pid in watchers(state):  # the module restarts: its watcher is gone
-            os.kill(pid, signal.SIGKILL)
-        time.sleep(0.2)
+        self.assertEqual(end_holders(state), [])  # the module restarts: its watcher is gone
         rc, out, err = self.svc.run("recover")
         self.assertEqual(rc, 0, out + err)
         self.assertIn("was not confirmed in time", err)
