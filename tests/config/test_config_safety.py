@@ -146,7 +146,8 @@ class Safety(ServiceTest):
         # (seconds, what follows the apply, the change kept); a secret goes back too
         change = [("wifi.country", "DE"), ("wifi.interfaces.1.auth.password", "changed-passphrase")]
         # Seconds enough for the export that follows the apply, under the sanitizers too.
-        for seconds, then, kept in [(4, lambda: None, False), (4, self.confirm, True), (60, self.restart, False)]:
+        for seconds, then, kept in [(4, lambda: None, False), (4, self.confirm, True), (60, self.restart, False),
+                                    (60, self.revert, False)]:
             with self.subTest(seconds=seconds):
                 self.reset()
                 proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
@@ -206,6 +207,12 @@ class Safety(ServiceTest):
         rc, out, err = self.svc.run("confirm")
         self.assertEqual((rc, "confirmed" in out), (0, True), out + err)
         self.wait_unlocked()
+        self.assertEqual(self.svc.run("confirm")[0], 1)
+
+    def revert(self):
+        rc, out, err = self.svc.run("revert")
+        self.assertEqual((rc, "reverted: the change applied at" in out), (0, True), out + err)
+        self.assertEqual(self.svc.run("revert")[0], 1)  # nothing awaits any more
         self.assertEqual(self.svc.run("confirm")[0], 1)
 
     def restart(self):

@@ -53,7 +53,8 @@ int cmd_export(const options &o, FILE *out, FILE *err)
 std::optional<json> checked_document(const options &o, const report &rep)
 {
     std::string problem;
-    std::optional<json> doc = read_document(o.file, problem);
+    std::optional<json> doc =
+        o.document ? parse_document(*o.document, o.file, problem) : read_document(o.file, problem);
     if (!doc) {
         rep.fail(vgm::EXIT_USAGE, problem);
         return std::nullopt;
@@ -273,6 +274,14 @@ int cmd_confirm_now(const options &o, FILE *out, FILE *err)
     return cmd_confirm(o, out, err, false);
 }
 
+int cmd_revert(const options &o, FILE *out, FILE *err)
+{
+    guard g;
+    if (!open_state(o, g, err))
+        return vgm::EXIT_USAGE;
+    return revert_now(g, out, err);
+}
+
 int cmd_watch(const options &o, FILE *out, FILE *err)
 {
     return cmd_confirm(o, out, err, true);
@@ -307,6 +316,7 @@ constexpr verb_row kVerbRows[] = {
     {"apply", "FILE", cmd_apply_file},
     {"validate", "FILE", cmd_validate},
     {"confirm", nullptr, json_or_text<cmd_confirm_now>},
+    {"revert", nullptr, json_or_text<cmd_revert>},
     {"recover", nullptr, json_or_text<cmd_recover>},
     {"history", nullptr, cmd_history},
     {"rollback", nullptr, cmd_rollback},
@@ -365,7 +375,11 @@ std::string misplaced_option(const CLI::App &root, const CLI::App &config)
 
 int run_config(const CLI::App &config, const options &o, FILE *out, FILE *err)
 {
-    const std::string verb = config.get_subcommands().at(0)->get_name();
+    return run_verb(config.get_subcommands().at(0)->get_name(), o, out, err);
+}
+
+int run_verb(const std::string &verb, const options &o, FILE *out, FILE *err)
+{
     try {
         for (const verb_row &v : kVerbRows)
             if (verb == v.verb)

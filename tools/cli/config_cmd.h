@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "vg_mgmt_errors.h"
@@ -19,6 +20,8 @@ struct options {
     std::string socket;
     std::string state_dir;
     std::string file;
+    std::optional<std::string>
+        document; // the document's text, when not read from `file` (its name)
     std::string args_file;
     bool show_secrets = false;
     bool json_out = false;
@@ -37,5 +40,7 @@ std::string misplaced_option(const CLI::App &root, const CLI::App &config);
 
 // Runs the verb that was parsed; the exit status (vgm::exit_status).
 int run_config(const CLI::App &config, const options &o, FILE *out, FILE *err);
+// Runs a verb by its word, as run_config does (for other front ends).
+int run_verb(const std::string &verb, const options &o, FILE *out, FILE *err);
 
 } // namespace vgcfg

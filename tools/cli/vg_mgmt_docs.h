@@ -44,6 +44,7 @@ inline const config_verb kConfigVerbs[] = {
     {"validate", "[--json] FILE",
      "every problem FILE shows by itself, without the service (for CI)"},
     {"confirm", "[--json]", "keep the change of 'apply --confirm SECONDS FILE' (else reverted)"},
+    {"revert", "[--json]", "put back now what 'apply --confirm' changed, without waiting"},
     {"recover", "[--json]", "restore what an unfinished apply was changing"},
     {"history", "[--json]", "the last 10 applies: when, changes, document"},
     {"rollback", "[--json] [N]", "apply back what the N-th apply back (1: the last) replaced"},

@@ -15,8 +15,9 @@ const config_option kConfigOptions[] = {
     {"--stats", "", "export diff apply rollback",
      "print the calls made and the time taken on stderr"},
     {"--show-secrets", "", "export", "export: passwords and keys in clear, not ********"},
-    {"--json", "", "diff apply validate recover confirm history rollback",
-     "diff, apply, validate, history, recover, confirm, rollback: the result, or the error, as "
+    {"--json", "", "diff apply validate recover confirm revert history rollback",
+     "diff, apply, validate, history, recover, confirm, revert, rollback: the result, or the "
+     "error, as "
      "one JSON object on stdout"},
     {"--check", "", "apply", "apply: send nothing; exit 6 when changes are pending, 0 when none"},
     {"--confirm", "SECONDS", "apply rollback",
@@ -26,7 +27,8 @@ const config_option kConfigOptions[] = {
      "descriptor), so it outlives the shell or SSH session that started it; it holds the "
      "module's apply lock until then. When the watcher is gone (a restart), 'config recover' or "
      "the next config command reverts the unconfirmed change"},
-    {"--state-dir", "DIR", "export diff apply recover confirm history rollback watch-confirm",
+    {"--state-dir", "DIR",
+     "export diff apply recover confirm revert history rollback watch-confirm",
      "the private folder (0700, files 0600) of the apply lock and journal; default: "
      "VG_MGMT_STATE_DIR, else /var/lib/vg-mgmt for root, $XDG_STATE_HOME/vg-mgmt or "
      "~/.local/state/vg-mgmt for others. An apply takes the module's lock (a second apply is "

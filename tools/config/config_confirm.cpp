@@ -20,6 +20,28 @@ std::string journal_file()
     return state_store::module_file(".journal");
 }
 
+std::string decision_file()
+{
+    return state_store::module_file(".decided");
+}
+
+json read_json(const state_store &st, const std::string &name)
+{
+    const std::optional<std::string> text = st.read(name);
+    json j = text ? json::parse(*text, nullptr, false) : json();
+    return j.is_object() ? j : json();
+}
+
+bool awaits_confirm(const json &journal)
+{
+    return journal.is_object() && journal.contains("confirm_by") &&
+           journal["confirm_by"].is_number_integer();
+}
+
+constexpr const char *kNothingAwaits =
+    "vg-mgmt config: no change awaits confirmation on this module (none was made with "
+    "--confirm, or it was confirmed or reverted already)\n";
+
 // Double fork: the watcher is no child of the caller, leads a session of its
 // own, has /dev/null as its standard streams and only the lock besides.
 bool start_watcher(const guard &g, std::string &problem)
@@ -86,26 +108,75 @@ int confirm_now(guard &g, FILE *out, FILE *err)
     std::string problem;
     if (!take_decide_lock(g, decide, problem))
         return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
-    const std::optional<std::string> text = g.st.read(journal_file());
-    const json j = text ? json::parse(*text, nullptr, false) : json();
-    if (!j.is_object() || !j.contains("confirm_by")) {
-        fprintf(err,
-                "vg-mgmt config: no change awaits confirmation on this module (none was made with "
-                "--confirm, or it was confirmed or reverted already)\n");
-        return vgm::EXIT_REFUSED;
-    }
+    const json j = read_json(g.st, journal_file());
+    if (!awaits_confirm(j))
+        return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
     g.st.remove(journal_file());
+    record_decision(g.st, j, "confirmed");
     fprintf(out, "confirmed: the change applied at %s stays\n", j.value("started", "?").c_str());
     return vgm::EXIT_DONE;
+}
+
+int revert_now(guard &g, FILE *out, FILE *err)
+{
+    std::string problem;
+    json j;
+    {
+        apply_lock decide;
+        if (!take_decide_lock(g, decide, problem))
+            return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
+        j = read_json(g.st, journal_file());
+        if (!awaits_confirm(j))
+            return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
+        j["confirm_by"] =
+            static_cast<long long>(std::time(nullptr)) - 1; // due: the watcher reverts
+        if (!g.st.write(journal_file(), j.dump(), problem))
+            return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
+    }
+    for (int waited = 0; waited < 300 && awaits_confirm(read_json(g.st, journal_file())); ++waited)
+        ::poll(nullptr, 0, 100);
+    const json last = read_json(g.st, decision_file());
+    if (awaits_confirm(read_json(g.st, journal_file())) || !last.is_object() ||
+        last.value("started", "") != j.value("started", "?")) {
+        fprintf(err,
+                "vg-mgmt config: the change applied at %s is not reverted yet; 'vg-mgmt "
+                "config recover' reverts it once its watcher is gone\n",
+                j.value("started", "?").c_str());
+        return vgm::EXIT_NO_ANSWER;
+    }
+    fprintf(out, "%s: the change applied at %s\n", last.value("what", "?").c_str(),
+            j.value("started", "?").c_str());
+    return last.value("what", "") == "reverted" ? vgm::EXIT_DONE : vgm::EXIT_REFUSED;
+}
+
+json confirm_state(const state_store &st)
+{
+    const json j = read_json(st, journal_file());
+    json s = {{"pending", awaits_confirm(j)}};
+    if (awaits_confirm(j)) {
+        s["started"] = j.value("started", "");
+        s["confirm_by"] = j["confirm_by"];
+    }
+    if (const json last = read_json(st, decision_file()); last.is_object())
+        s["last"] = last;
+    return s;
+}
+
+void record_decision(const state_store &st, const json &journal, const char *what)
+{
+    std::string problem; // only a status page reads it: a failure changes nothing else
+    st.write(
+        decision_file(),
+        json{{"what", what}, {"when", utc_now()}, {"started", journal.value("started", "")}}.dump(),
+        problem);
 }
 
 int watch_confirm(guard &g)
 {
     for (;;) {
         ::poll(nullptr, 0, 100);
-        const std::optional<std::string> text = g.st.read(journal_file());
-        const json j = text ? json::parse(*text, nullptr, false) : json();
-        if (!j.is_object() || !j.contains("confirm_by") || !j["confirm_by"].is_number_integer())
+        const json j = read_json(g.st, journal_file());
+        if (!awaits_confirm(j))
             return vgm::EXIT_DONE; // confirmed, or restored by someone else
         const long long late = std::time(nullptr) - j["confirm_by"].get<long long>();
         if (late < 0)

@@ -18,6 +18,18 @@ bool await_confirm(guard &g, unsigned seconds, std::string &problem);
 // vg-mgmt config confirm: the change awaiting confirmation stays.
 int confirm_now(guard &g, FILE *out, FILE *err);
 
+// vg-mgmt config revert: the watcher puts back now what the change awaiting
+// confirmation replaced; waits until it is done.
+int revert_now(guard &g, FILE *out, FILE *err);
+
+// Whether a change awaits confirmation ({"pending": bool, "started",
+// "confirm_by"}) and how the last one ended ("last": {"what": "confirmed" or
+// "reverted", "when", "started"}), for status pages.
+json confirm_state(const state_store &st);
+
+// Records how a change awaiting confirmation ended ("confirmed", "reverted").
+void record_decision(const state_store &st, const json &journal, const char *what);
+
 // The watcher (vg-mgmt config watch-confirm, started by await_confirm).
 int watch_confirm(guard &g);
 

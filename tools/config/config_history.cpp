@@ -50,13 +50,8 @@ bool history_add(const state_store &st, const json &replaced, size_t changes,
                  const std::string &applied, std::string &problem)
 {
     const std::vector<unsigned long> seq = sequence(st);
-    const std::time_t t = std::time(nullptr);
-    std::tm tm{};
-    gmtime_r(&t, &tm);
-    char when[32];
-    std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", &tm);
     const json j = {
-        {"when", when}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
+        {"when", utc_now()}, {"changes", changes}, {"applied", applied}, {"replaced", replaced}};
     if (!st.write(entry_name(seq.empty() ? 1 : seq.front() + 1), j.dump(), problem))
         return false;
     for (size_t i = kHistoryMax - 1; i < seq.size(); ++i)

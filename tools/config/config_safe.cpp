@@ -18,16 +18,6 @@ std::string journal_name()
     return state_store::module_file(".journal");
 }
 
-std::string utc_now()
-{
-    const std::time_t t = std::time(nullptr);
-    std::tm tm{};
-    gmtime_r(&t, &tm);
-    char buf[32];
-    std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tm);
-    return buf;
-}
-
 } // namespace
 
 int guard_open(guard &g, const std::string &state_dir, const std::string &socket, bool need_lock,
@@ -96,6 +86,8 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
         return r.status;
     }
     g.st.remove(journal_name());
+    if (j.contains("confirm_by"))
+        record_decision(g.st, j, "reverted");
     for (const std::string &l : r.lines)
         fprintf(err, "  restored %s\n", l.c_str());
     fprintf(err, "vg-mgmt config: restored: %s\n",

@@ -112,6 +112,9 @@ json field_schema(const field &f)
     if (f.secret)
         help += std::string("; exported as \"") + kSecretMask + "\", which keeps the current one";
     s["description"] = help;
+    s["title"] = f.help; // a form's label
+    if (f.secret)
+        s["writeOnly"] = true; // a form's password input
     return s;
 }
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace vgcfg {
 
@@ -230,6 +231,16 @@ bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, c
     ::close(fd_);
     fd_ = -1;
     return false;
+}
+
+std::string utc_now()
+{
+    const std::time_t t = std::time(nullptr);
+    std::tm tm{};
+    gmtime_r(&t, &tm);
+    char buf[32];
+    std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tm);
+    return buf;
 }
 
 } // namespace vgcfg

@@ -73,4 +73,7 @@ private:
 // The signal that came while a signal_hold lives, 0 when none.
 int interrupted();
 
+// Now, as "2026-11-25T15:04:05Z": the times the journal and the history keep.
+std::string utc_now();
+
 } // namespace vgcfg
