@@ -50,26 +50,17 @@ std::vector<field> event_fields(uint32_t id, const uint8_t *rec)
     return f;
 }
 
-const char *event_name(uint32_t id)
-{
-    return id == WIFI_EVENT_STA_STATUS ? "wifi-station-status"
-           : id == WIFI_EVENT_AP_STA   ? "wifi-ap-station"
-                                       : "datacall-status";
-}
-
 int32_t on_event(uint32_t id, const void *event, uint32_t)
 {
     const auto *rec = static_cast<const uint8_t *>(event);
     std::lock_guard lock(g_mu);
     if (g_limit != 0 && g_seen >= g_limit)
         return 0;
-    json obj = json::object();
-    obj["event"] = event_name(id);
-    obj.update(record_json(event_fields(id, rec), rec, g_out->show_secrets));
+    const json obj = event_json(id, rec, g_out->show_secrets);
     if (g_out->json) {
         std::fprintf(g_out->out, "%s\n", dump_json(obj).c_str());
     } else {
-        std::string line = event_name(id) + std::string(":");
+        std::string line = obj["event"].get<std::string>() + ":";
         for (const auto &[k, v] : obj.items())
             line += k == "event" ? "" : " " + k + "=" + shown_text(*g_out, v);
         std::fprintf(g_out->out, "%s\n", line.c_str());
@@ -80,7 +71,25 @@ int32_t on_event(uint32_t id, const void *event, uint32_t)
     return 0;
 }
 
-bool alive(mgmt_client *h)
+} // namespace
+
+const char *event_name(uint32_t id)
+{
+    return id == WIFI_EVENT_STA_STATUS ? "wifi-station-status"
+           : id == WIFI_EVENT_AP_STA   ? "wifi-ap-station"
+                                       : "datacall-status";
+}
+
+json event_json(uint32_t id, const void *event, bool show_secrets)
+{
+    const auto *rec = static_cast<const uint8_t *>(event);
+    json obj = json::object();
+    obj["event"] = event_name(id);
+    obj.update(record_json(event_fields(id, rec), rec, show_secrets));
+    return obj;
+}
+
+bool service_alive(mgmt_client *h)
 {
     std::vector<uint8_t> b(MGMT_WIFI_VALUE_SIZE, 0);
     if (vg_mgmt_client_get(h, MGMT_COMMAND(MGMT_DOMAIN_WIFI, WIFI_CMD_ENABLE), b.data(),
@@ -88,6 +97,8 @@ bool alive(mgmt_client *h)
         return true;
     return vg_mgmt_get_errno() != 0; // 0: no answer, the connection is gone
 }
+
+namespace {
 
 enum class ended { done, lost };
 
@@ -102,7 +113,7 @@ ended listen(mgmt_client *h, const events_options &e, clock_type::time_point dea
                 (e.timeout_s > 0 && clock_type::now() >= deadline))
                 return ended::done;
         }
-        if (!alive(h))
+        if (!service_alive(h))
             return ended::lost;
     }
 }

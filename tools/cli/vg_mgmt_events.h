@@ -16,4 +16,11 @@ struct events_options {
 // EXIT_LOST). Exit 0 only when a --count was reached (or none was asked for).
 int run_events(const output &o, const events_options &e, double wait_s);
 
+// An event's name: "wifi-station-status", "wifi-ap-station", "datacall-status".
+const char *event_name(uint32_t id);
+// An event as one object: {"event": its name, and its fields}.
+json event_json(uint32_t id, const void *event, bool show_secrets);
+// Whether the service still answers on the handle (a cheap read).
+bool service_alive(mgmt_client *h);
+
 } // namespace vgm

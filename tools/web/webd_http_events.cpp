@@ -1,0 +1,83 @@
+// GET /api/events: the bus as Server-Sent Events, for as long as the session
+// lives; a comment every 15 s keeps proxies from closing a quiet stream.
+#include <microhttpd.h>
+
+#include <cstring>
+
+#include "webd_rpc.h"
+
+namespace webd {
+
+namespace {
+
+struct stream {
+    console &c;
+    std::string token;
+    uint64_t seq;
+    std::string pending; // formatted and not yet handed out
+    size_t at = 0;
+};
+
+ssize_t read_events(void *cls, uint64_t, char *buf, size_t max)
+{
+    auto *s = static_cast<stream *>(cls);
+    while (s->at == s->pending.size()) {
+        if (s->c.bus.stopped() || !s->c.sess.alive(s->token))
+            return MHD_CONTENT_READER_END_OF_STREAM;
+        s->pending.clear();
+        s->at = 0;
+        const std::vector<event> got = s->c.bus.after(s->seq, 15000);
+        for (const event &e : got) {
+            s->pending += "id: " + std::to_string(e.seq) + "\nevent: " + e.kind + "\ndata: " + e.data + "\n\n";
+            s->seq = e.seq;
+        }
+        if (got.empty())
+            s->pending = ": still here\n\n";
+    }
+    const size_t n = std::min(max, s->pending.size() - s->at);
+    std::memcpy(buf, s->pending.data() + s->at, n);
+    s->at += n;
+    return static_cast<ssize_t>(n);
+}
+
+void end_stream(void *cls)
+{
+    auto *s = static_cast<stream *>(cls);
+    --s->c.streams;
+    delete s;
+}
+
+} // namespace
+
+MHD_Result send_events(console &c, MHD_Connection *con, const request &rq)
+{
+    const std::optional<session_info> who = session_of(c, rq);
+    const char *refusal = !who ? "no session: log in first" : nullptr;
+    if (who && ++c.streams > kMaxEventStreams) {
+        --c.streams;
+        refusal = "too many event streams are open";
+    }
+    if (refusal != nullptr) {
+        const std::string body = vgm::dump_json(json{{"error", refusal}}) + "\n";
+        MHD_Response *r = MHD_create_response_from_buffer(body.size(), const_cast<char *>(body.data()),
+                                                          MHD_RESPMEM_MUST_COPY);
+        MHD_add_response_header(r, "Content-Type", "application/json");
+        const MHD_Result q = MHD_queue_response(con, who ? MHD_HTTP_SERVICE_UNAVAILABLE : MHD_HTTP_UNAUTHORIZED, r);
+        MHD_destroy_response(r);
+        return q;
+    }
+    auto *s = new stream{c, rq.cookie, c.bus.last_seq(), "", 0};
+    MHD_Response *r = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, &read_events, s, &end_stream);
+    if (r == nullptr) {
+        end_stream(s);
+        return MHD_NO;
+    }
+    MHD_add_response_header(r, "Content-Type", "text/event-stream");
+    MHD_add_response_header(r, "Cache-Control", "no-store");
+    MHD_add_response_header(r, "X-Content-Type-Options", "nosniff");
+    const MHD_Result q = MHD_queue_response(con, MHD_HTTP_OK, r);
+    MHD_destroy_response(r);
+    return q;
+}
+
+} // namespace webd

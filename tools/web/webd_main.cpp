@@ -1,0 +1,182 @@
+// vg-webd: the web console. Its command line, the passwd command, and the
+// life of the server: start, wait for SIGTERM or SIGINT, finish what runs.
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+
+#include "config_cmd.h"
+#include "config_state.h"
+#include "webd_http.h"
+
+#ifndef VG_WEBD_WWW
+#define VG_WEBD_WWW "/usr/share/vg-webd/www"
+#endif
+
+namespace {
+
+using namespace webd;
+
+// A password from standard input: prompted twice, unseen, on a terminal.
+bool read_password(std::string &password, std::string &problem)
+{
+    const bool tty = ::isatty(STDIN_FILENO) != 0;
+    termios old{};
+    if (tty && ::tcgetattr(STDIN_FILENO, &old) == 0) {
+        termios quiet = old;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    std::string again;
+    if (tty)
+        std::fputs("new password: ", stderr);
+    bool ok = static_cast<bool>(std::getline(std::cin, password));
+    if (tty) {
+        std::fputs("\nagain: ", stderr);
+        ok = ok && std::getline(std::cin, again);
+        std::fputs("\n", stderr);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &old);
+    }
+    if (!ok)
+        return problem = "no password on standard input", false;
+    if (tty && again != password)
+        return problem = "the two passwords differ; nothing was changed", false;
+    problem = password_problem(password);
+    return problem.empty();
+}
+
+int run_passwd(const std::string &users_file, const std::string &name, const std::string &role_word)
+{
+    std::string password, problem = name_problem(name);
+    const std::optional<role> r = role_named(role_word);
+    if (problem.empty() && !r)
+        problem = "--role is admin or viewer";
+    if (problem.empty() && read_password(password, problem) &&
+        set_password(users_file, name, *r, password, problem)) {
+        std::printf("%s: password of %s (%s) set\n", users_file.c_str(), name.c_str(), role_name(*r));
+        return 0;
+    }
+    std::fprintf(stderr, "vg-webd passwd: %s\n", problem.c_str());
+    return 2;
+}
+
+// What the server needs before it listens: users with an admin, the TLS
+// files, the metrics token. False with problem.
+bool prepare(console &c, std::string &cert, std::string &key, std::string &problem)
+{
+    if (!load_users(c.set.users_file, c.users, problem))
+        return false;
+    bool admin = false;
+    for (const user &u : c.users)
+        admin = admin || u.r == role::admin;
+    if (!admin)
+        return problem = c.set.users_file + " has no admin: there is no default password; add one with "
+                                            "'vg-webd passwd --users " + c.set.users_file + " NAME --role admin'",
+               false;
+    if (c.set.cert.empty() != c.set.key.empty())
+        return problem = "TLS needs both --cert and --key", false;
+    if (!c.set.key.empty() && !read_private_file(c.set.key, 64 * 1024, key, problem))
+        return false;
+    if (!c.set.cert.empty()) {
+        std::ifstream in(c.set.cert);
+        cert.assign(std::istreambuf_iterator<char>(in), {});
+        if (cert.empty())
+            return problem = c.set.cert + ": cannot read the certificate", false;
+    }
+    if (!c.set.metrics_token_file.empty()) {
+        if (!read_private_file(c.set.metrics_token_file, 4096, c.metrics_token, problem))
+            return false;
+        while (!c.metrics_token.empty() && std::isspace(static_cast<unsigned char>(c.metrics_token.back())))
+            c.metrics_token.pop_back();
+        if (c.metrics_token.size() < 16)
+            return problem = c.set.metrics_token_file + ": a token has at least 16 characters", false;
+    }
+    if (!c.set.socket.empty())
+        ::setenv("VG_KEST_SOCKET", c.set.socket.c_str(), 1); // before any thread reads it
+    return true;
+}
+
+int serve(const settings &s)
+{
+    sigset_t stop;
+    sigemptyset(&stop);
+    for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+        sigaddset(&stop, sig);
+    pthread_sigmask(SIG_BLOCK, &stop, nullptr); // every thread started from here holds them back
+    console c(s);
+    std::string cert, key, problem;
+    if (!prepare(c, cert, key, problem)) {
+        std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());
+        return 2;
+    }
+    event_source source(c.bus, c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir);
+    http_server server(c);
+    if (!server.start(cert, key, problem)) {
+        std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());
+        return 2;
+    }
+    std::printf("vg-webd listening on %s\n", server.url().c_str());
+    std::fflush(stdout);
+    for (int sig = 0; sig != SIGINT && sig != SIGTERM;)
+        sigwait(&stop, &sig);
+    c.bus.stop();  // event streams end
+    server.stop(); // requests under way finish first: a change is never cut in half
+    return 0;
+}
+
+void add_server_options(CLI::App &app, settings &s)
+{
+    app.add_option("--users", s.users_file, "the users file (vg-webd passwd writes it; 0600)");
+    app.add_option("--listen", s.listen, "ADDRESS:PORT to listen on (127.0.0.1:8080; port 0: any free one)");
+    app.add_option("--socket", s.socket, "the service's socket (default: VG_KEST_SOCKET, else the usual place)");
+    app.add_option("--state-dir", s.state_dir, "vg-mgmt config's state folder (the apply lock, journal, history)");
+    app.add_option("--cert", s.cert, "TLS certificate (PEM); with --key, the console speaks HTTPS");
+    app.add_option("--key", s.key, "TLS private key (PEM, 0600)");
+    app.add_option("--www", s.www, "the page's folder")->default_str(VG_WEBD_WWW);
+    app.add_option("--audit-log", s.audit_log, "append a JSON line per change here (default: stderr)");
+    app.add_option("--metrics-token-file", s.metrics_token_file,
+                   "a file (0600) holding a token that GET /metrics accepts as 'Authorization: Bearer'");
+    app.add_option("--idle-minutes", s.idle_minutes, "a session ends after so long unused")->check(CLI::Range(1, 1440));
+    app.add_option("--session-hours", s.session_hours, "a session ends after so long")->check(CLI::Range(1, 168));
+    app.add_option("--max-clients", s.max_clients, "connections at once")->check(CLI::Range(4, 1024));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // The confirm watcher that an apply starts is this program again.
+    if (argc == 5 && std::string(argv[1]) == "config" && std::string(argv[2]) == "--state-dir" &&
+        std::string(argv[4]) == "watch-confirm") {
+        vgcfg::options o;
+        o.state_dir = argv[3];
+        return vgcfg::run_verb("watch-confirm", o, stdout, stderr);
+    }
+    CLI::App app{"vg-webd: the module's web console and HTTP API (JSON-RPC 2.0 at POST /api)", "vg-webd"};
+    settings s;
+    s.www = VG_WEBD_WWW;
+    add_server_options(app, s);
+    CLI::App *passwd = app.add_subcommand("passwd", "set a user's password (read from stdin, or asked twice on a terminal)");
+    std::string pw_users, pw_name, pw_role = "viewer";
+    passwd->add_option("--users", pw_users, "the users file")->required();
+    passwd->add_option("NAME", pw_name, "the user")->required();
+    passwd->add_option("--role", pw_role, "admin or viewer (default: viewer)");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
+    if (passwd->parsed())
+        return run_passwd(pw_users, pw_name, pw_role);
+    if (s.users_file.empty()) {
+        std::fprintf(stderr, "vg-webd: --users FILE is needed: there is no default user nor password\n");
+        return 2;
+    }
+    return serve(s);
+}
