@@ -25,7 +25,8 @@ struct settings {
     std::string www;       // the page's folder
     std::string audit_log; // --audit-log: every change, who and which paths
     std::string metrics_token_file;
-    unsigned idle_minutes = 15, session_hours = 8;
+    unsigned idle_seconds = 15 * 60, session_seconds = 8 * 3600;
+    unsigned client_timeout = 30; // a client that sends nothing for so long is dropped
     unsigned max_clients = 64, max_per_address = 16;
     unsigned default_confirm = 90; // config.apply's window when the call names none
 };
@@ -33,7 +34,6 @@ struct settings {
 // The limits of what a client may send.
 constexpr size_t kMaxBody = 1024 * 1024 + 64 * 1024; // a whole document and its call
 constexpr size_t kMaxHeaderBytes = 16 * 1024;
-constexpr unsigned kIdleTimeoutSeconds = 30; // a client that sends nothing for so long is dropped
 constexpr unsigned kMaxEventStreams = 16;
 
 struct console {

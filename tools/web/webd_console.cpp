@@ -12,8 +12,8 @@ namespace webd {
 
 console::console(settings s)
     : set(std::move(s)),
-      sess(session_limits{std::chrono::seconds(set.idle_minutes * 60L),
-                          std::chrono::seconds(set.session_hours * 3600L), 64})
+      sess(session_limits{std::chrono::seconds(set.idle_seconds),
+                          std::chrono::seconds(set.session_seconds), 64})
 {
 }
 

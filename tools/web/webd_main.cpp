@@ -142,8 +142,12 @@ void add_server_options(CLI::App &app, settings &s)
     app.add_option("--audit-log", s.audit_log, "append a JSON line per change here (default: stderr)");
     app.add_option("--metrics-token-file", s.metrics_token_file,
                    "a file (0600) holding a token that GET /metrics accepts as 'Authorization: Bearer'");
-    app.add_option("--idle-minutes", s.idle_minutes, "a session ends after so long unused")->check(CLI::Range(1, 1440));
-    app.add_option("--session-hours", s.session_hours, "a session ends after so long")->check(CLI::Range(1, 168));
+    app.add_option("--session-idle", s.idle_seconds, "seconds after which an unused session ends (900)")
+        ->check(CLI::Range(1, 86400));
+    app.add_option("--session-max", s.session_seconds, "seconds after which any session ends (28800)")
+        ->check(CLI::Range(1, 7 * 86400));
+    app.add_option("--client-timeout", s.client_timeout, "seconds a client may send nothing before it is dropped (30)")
+        ->check(CLI::Range(1, 600));
     app.add_option("--max-clients", s.max_clients, "connections at once")->check(CLI::Range(4, 1024));
 }
 

@@ -183,7 +183,7 @@ json m_login(call &k)
     const std::string token = k.c.sess.open(u->name, u->r, info);
     if (token.empty())
         return k.fail(500, "no random numbers to make a session", nullptr, 500);
-    k.out.set_cookie = cookie_value(k.c, token, k.c.set.session_hours * 3600L);
+    k.out.set_cookie = cookie_value(k.c, token, static_cast<long>(k.c.set.session_seconds));
     k.c.audit(u->name, k.rq.address, "login", {}, 0);
     return session_json(info);
 }
