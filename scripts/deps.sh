@@ -12,6 +12,13 @@ VG_DEB_PACKAGES+=(python3 python3-jsonschema ansible-core)
 VG_DEB_PACKAGES+=(openssh-server openssh-client)
 # The layout check of the C and C++ sources (scripts/format.sh --check).
 VG_DEB_PACKAGES+=(clang-format)
+# vg-webd, the web console: GNU libmicrohttpd (HTTP, TLS) and libcrypt
+# (yescrypt); its tests: Debian's python3 with pytest and selenium, Chromium
+# and its driver, promtool (prometheus) for the metrics, openssl for a test
+# certificate. (npm, for the accessibility check's axe-core, comes with the
+# machine's Node.js.)
+VG_DEB_PACKAGES+=(libmicrohttpd-dev libcrypt-dev python3-pytest python3-selenium chromium chromium-driver
+                  prometheus openssl)
 # A compiler cache: the test command's builds compile the same sources again
 # (normal, sanitizer, thread sanitizer, ARM) run after run.
 VG_DEB_PACKAGES+=(ccache)

@@ -2,7 +2,7 @@
 # Installs what a fresh Debian machine lacks, then builds and runs every test:
 # a normal build and a build under AddressSanitizer and
 # UndefinedBehaviorSanitizer. Warnings are errors in both. Then the threaded
-# parts (host transport and end-to-end tests) under ThreadSanitizer, and the
+# parts (host transport, end-to-end and web console tests) under ThreadSanitizer, and the
 # fuzzers over their committed inputs with a short run each. Last, the cross
 # build for the module's 32-bit ARM Linux with every test under qemu-arm. The
 # normal and the ARM build each give their Debian packages (amd64, armhf),
@@ -35,8 +35,8 @@ echo "== sanitizer build (ASan + UBSan)"
 run_build build/sanitize -DCMAKE_BUILD_TYPE=Debug -DVG_SANITIZE=ON
 # Only the tests with threads of their own: the transport's reader and
 # delivery threads, and many callers on one handle.
-echo "== ThreadSanitizer build (host transport and end-to-end tests)"
-VG_TEST_ONLY='^test_(host|e2e)_' run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVG_TSAN=ON
+echo "== ThreadSanitizer build (host transport, end-to-end and web console tests)"
+VG_TEST_ONLY='^test_(host_|e2e_|webd_api)' run_build build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVG_TSAN=ON
 
 # ---------------------------------------------------------------------------
 # Fuzzers (clang, libFuzzer, ASan + UBSan): every committed input once, then a

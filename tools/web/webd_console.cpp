@@ -11,9 +11,8 @@
 namespace webd {
 
 console::console(settings s)
-    : set(std::move(s)),
-      sess(session_limits{std::chrono::seconds(set.idle_seconds),
-                          std::chrono::seconds(set.session_seconds), 64})
+    : set(std::move(s)), sess(session_limits{std::chrono::seconds(set.idle_seconds),
+                                             std::chrono::seconds(set.session_seconds), 64})
 {
 }
 
@@ -22,15 +21,17 @@ console::console(settings s)
 void console::audit(const std::string &who, const std::string &address, const std::string &what,
                     const std::vector<std::string> &paths, int status)
 {
-    const json j = {{"when", vgcfg::utc_now()}, {"user", who},     {"address", address},
-                    {"what", what},             {"paths", paths}, {"status", status}};
+    const json j = {{"when", vgcfg::utc_now()}, {"user", who},
+                    {"address", address},       {"what", what},
+                    {"paths", paths},           {"status", status}};
     const std::string line = vgm::dump_json(j) + "\n";
     std::lock_guard lock(audit_mu);
     if (set.audit_log.empty()) {
         fprintf(stderr, "vg-webd: audit: %s", line.c_str());
         return;
     }
-    const int fd = ::open(set.audit_log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const int fd =
+        ::open(set.audit_log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0 || ::write(fd, line.data(), line.size()) != static_cast<ssize_t>(line.size()))
         fprintf(stderr, "vg-webd: cannot write the audit log %s (%s): %s", set.audit_log.c_str(),
                 std::strerror(errno), line.c_str());

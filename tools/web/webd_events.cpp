@@ -39,8 +39,7 @@ void event_bus::publish(const std::string &kind, const json &data)
 std::vector<event> event_bus::after(uint64_t seq, int wait_ms)
 {
     std::unique_lock lock(mu_);
-    cv_.wait_for(lock, std::chrono::milliseconds(wait_ms),
-                 [&] { return stopped_ || seq_ > seq; });
+    cv_.wait_for(lock, std::chrono::milliseconds(wait_ms), [&] { return stopped_ || seq_ > seq; });
     std::vector<event> out;
     for (const event &e : ring_)
         if (e.seq > seq)
@@ -103,9 +102,9 @@ void event_source::run()
         const json now = have_state ? vgcfg::confirm_state(st) : json();
         if (now != last) {
             json change = now;
-            change["what"] = now.value("pending", false)
-                                 ? "pending"
-                                 : now.contains("last") ? now["last"].value("what", "ended") : "ended";
+            change["what"] = now.value("pending", false) ? "pending"
+                             : now.contains("last")      ? now["last"].value("what", "ended")
+                                                         : "ended";
             bus_.publish("config", change);
             last = now;
         }

@@ -38,9 +38,10 @@ std::string address_of(MHD_Connection *con)
     char text[INET6_ADDRSTRLEN] = "?";
     if (ci != nullptr && ci->client_addr != nullptr) {
         const sockaddr *sa = ci->client_addr;
-        const void *raw = sa->sa_family == AF_INET6
-                              ? static_cast<const void *>(&reinterpret_cast<const sockaddr_in6 *>(sa)->sin6_addr)
-                              : static_cast<const void *>(&reinterpret_cast<const sockaddr_in *>(sa)->sin_addr);
+        const void *raw =
+            sa->sa_family == AF_INET6
+                ? static_cast<const void *>(&reinterpret_cast<const sockaddr_in6 *>(sa)->sin6_addr)
+                : static_cast<const void *>(&reinterpret_cast<const sockaddr_in *>(sa)->sin_addr);
         inet_ntop(sa->sa_family, raw, text, sizeof text);
     }
     return text;
@@ -49,8 +50,8 @@ std::string address_of(MHD_Connection *con)
 request request_of(MHD_Connection *con)
 {
     return request{address_of(con), header(con, MHD_COOKIE_KIND, "vg_session"),
-                   header(con, MHD_HEADER_KIND, "X-CSRF-Token"), header(con, MHD_HEADER_KIND, "Origin"),
-                   header(con, MHD_HEADER_KIND, "Host")};
+                   header(con, MHD_HEADER_KIND, "X-CSRF-Token"),
+                   header(con, MHD_HEADER_KIND, "Origin"), header(con, MHD_HEADER_KIND, "Host")};
 }
 
 // Every answer: no sniffing, no framing, nothing from elsewhere, no referrer.
@@ -105,11 +106,14 @@ MHD_Result send_file(console &c, MHD_Connection *con, const std::string &url)
     const std::string name = url == "/" ? "index.html" : url.substr(1);
     bool plain = !name.empty() && name[0] != '.' && name.size() <= 64;
     for (char ch : name)
-        plain = plain && ((ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '.' || ch == '-');
-    const int fd = plain ? ::open((c.set.www + "/" + name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)
+        plain = plain &&
+                ((ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '.' || ch == '-');
+    const int fd = plain ? ::open((c.set.www + "/" + name).c_str(),
+                                  O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)
                          : -1;
     struct stat st {};
-    if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > static_cast<off_t>(kMaxStaticFile)) {
+    if (fd < 0 || ::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) ||
+        st.st_size > static_cast<off_t>(kMaxStaticFile)) {
         if (fd >= 0)
             ::close(fd);
         return send_error(con, MHD_HTTP_NOT_FOUND, "no such page");
@@ -142,9 +146,10 @@ MHD_Result route_get(console &c, MHD_Connection *con, const std::string &url)
     if (url == "/api/events")
         return send_events(c, con, request_of(con));
     if (url == "/metrics")
-        return metrics_allowed(c, con)
-                   ? send(con, MHD_HTTP_OK, metrics_text(c), "text/plain; version=0.0.4; charset=utf-8")
-                   : send_error(con, MHD_HTTP_UNAUTHORIZED, "a session or the metrics token is needed");
+        return metrics_allowed(c, con) ? send(con, MHD_HTTP_OK, metrics_text(c),
+                                              "text/plain; version=0.0.4; charset=utf-8")
+                                       : send_error(con, MHD_HTTP_UNAUTHORIZED,
+                                                    "a session or the metrics token is needed");
     if (url == "/api")
         return send_error(con, MHD_HTTP_METHOD_NOT_ALLOWED, "POST a JSON-RPC 2.0 call here");
     return send_file(c, con, url);
@@ -175,9 +180,11 @@ MHD_Result on_request(void *cls, MHD_Connection *con, const char *url, const cha
     const std::string m = method, u = url;
     if (m == "POST" && u == "/api") {
         if (*state == nullptr) {
-            const char *length = MHD_lookup_connection_value(con, MHD_HEADER_KIND, "Content-Length");
+            const char *length =
+                MHD_lookup_connection_value(con, MHD_HEADER_KIND, "Content-Length");
             if (length != nullptr && std::strtoull(length, nullptr, 10) > kMaxBody)
-                return send_error(con, MHD_HTTP_CONTENT_TOO_LARGE, "the body is larger than 1088 KiB");
+                return send_error(con, MHD_HTTP_CONTENT_TOO_LARGE,
+                                  "the body is larger than 1088 KiB");
             *state = new upload;
             return MHD_YES;
         }
@@ -206,7 +213,8 @@ bool parse_listen(const std::string &listen, sockaddr_storage &addr, std::string
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
     hints.ai_socktype = SOCK_STREAM;
     if (host.empty() || port.empty() || getaddrinfo(host.c_str(), port.c_str(), &hints, &res) != 0)
-        return problem = "--listen " + listen + ": give ADDRESS:PORT (127.0.0.1:8080, [::1]:8080)", false;
+        return problem = "--listen " + listen + ": give ADDRESS:PORT (127.0.0.1:8080, [::1]:8080)",
+               false;
     std::memcpy(&addr, res->ai_addr, res->ai_addrlen);
     freeaddrinfo(res);
     return true;
@@ -214,30 +222,33 @@ bool parse_listen(const std::string &listen, sockaddr_storage &addr, std::string
 
 } // namespace
 
-bool http_server::start(const std::string &cert_pem, const std::string &key_pem, std::string &problem)
+bool http_server::start(const std::string &cert_pem, const std::string &key_pem,
+                        std::string &problem)
 {
     sockaddr_storage addr{};
     if (!parse_listen(c_.set.listen, addr, problem))
         return false;
     cert_ = cert_pem, key_ = key_pem;
     c_.tls = !cert_.empty();
-    unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_ERROR_LOG;
+    unsigned flags =
+        MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_ERROR_LOG;
     flags |= addr.ss_family == AF_INET6 ? MHD_USE_IPv6 : 0;
     flags |= c_.tls ? MHD_USE_TLS : 0;
-    MHD_OptionItem tls_options[] = {{MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char *>(cert_.c_str())},
-                                    {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char *>(key_.c_str())},
-                                    {MHD_OPTION_END, 0, nullptr}};
+    MHD_OptionItem tls_options[] = {
+        {MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char *>(cert_.c_str())},
+        {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char *>(key_.c_str())},
+        {MHD_OPTION_END, 0, nullptr}};
     MHD_OptionItem none[] = {{MHD_OPTION_END, 0, nullptr}};
-    d_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &on_request, &c_, MHD_OPTION_SOCK_ADDR, &addr,
-                          MHD_OPTION_CONNECTION_LIMIT, c_.set.max_clients,
-                          MHD_OPTION_PER_IP_CONNECTION_LIMIT, c_.set.max_per_address,
-                          MHD_OPTION_CONNECTION_TIMEOUT, c_.set.client_timeout,
-                          MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMaxHeaderBytes * 2,
-                          MHD_OPTION_THREAD_STACK_SIZE, static_cast<size_t>(256 * 1024),
-                          MHD_OPTION_NOTIFY_COMPLETED, &on_completed, nullptr, MHD_OPTION_ARRAY,
-                          c_.tls ? tls_options : none, MHD_OPTION_END);
+    d_ = MHD_start_daemon(
+        flags, 0, nullptr, nullptr, &on_request, &c_, MHD_OPTION_SOCK_ADDR, &addr,
+        MHD_OPTION_CONNECTION_LIMIT, c_.set.max_clients, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
+        c_.set.max_per_address, MHD_OPTION_CONNECTION_TIMEOUT, c_.set.client_timeout,
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMaxHeaderBytes * 2, MHD_OPTION_THREAD_STACK_SIZE,
+        static_cast<size_t>(256 * 1024), MHD_OPTION_NOTIFY_COMPLETED, &on_completed, nullptr,
+        MHD_OPTION_ARRAY, c_.tls ? tls_options : none, MHD_OPTION_END);
     if (d_ == nullptr)
-        return problem = "cannot listen on " + c_.set.listen + " (in use, or not this machine's address)",
+        return problem =
+                   "cannot listen on " + c_.set.listen + " (in use, or not this machine's address)",
                false;
     const MHD_DaemonInfo *info = MHD_get_daemon_info(d_, MHD_DAEMON_INFO_BIND_PORT);
     std::string host = c_.set.listen.substr(0, c_.set.listen.rfind(':'));

@@ -28,7 +28,8 @@ ssize_t read_events(void *cls, uint64_t, char *buf, size_t max)
         s->at = 0;
         const std::vector<event> got = s->c.bus.after(s->seq, 15000);
         for (const event &e : got) {
-            s->pending += "id: " + std::to_string(e.seq) + "\nevent: " + e.kind + "\ndata: " + e.data + "\n\n";
+            s->pending += "id: " + std::to_string(e.seq) + "\nevent: " + e.kind +
+                          "\ndata: " + e.data + "\n\n";
             s->seq = e.seq;
         }
         if (got.empty())
@@ -59,15 +60,17 @@ MHD_Result send_events(console &c, MHD_Connection *con, const request &rq)
     }
     if (refusal != nullptr) {
         const std::string body = vgm::dump_json(json{{"error", refusal}}) + "\n";
-        MHD_Response *r = MHD_create_response_from_buffer(body.size(), const_cast<char *>(body.data()),
-                                                          MHD_RESPMEM_MUST_COPY);
+        MHD_Response *r = MHD_create_response_from_buffer(
+            body.size(), const_cast<char *>(body.data()), MHD_RESPMEM_MUST_COPY);
         MHD_add_response_header(r, "Content-Type", "application/json");
-        const MHD_Result q = MHD_queue_response(con, who ? MHD_HTTP_SERVICE_UNAVAILABLE : MHD_HTTP_UNAUTHORIZED, r);
+        const MHD_Result q =
+            MHD_queue_response(con, who ? MHD_HTTP_SERVICE_UNAVAILABLE : MHD_HTTP_UNAUTHORIZED, r);
         MHD_destroy_response(r);
         return q;
     }
     auto *s = new stream{c, rq.cookie, c.bus.last_seq(), "", 0};
-    MHD_Response *r = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, &read_events, s, &end_stream);
+    MHD_Response *r =
+        MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, &read_events, s, &end_stream);
     if (r == nullptr) {
         end_stream(s);
         return MHD_NO;

@@ -59,7 +59,8 @@ int run_passwd(const std::string &users_file, const std::string &name, const std
         problem = "--role is admin or viewer";
     if (problem.empty() && read_password(password, problem) &&
         set_password(users_file, name, *r, password, problem)) {
-        std::printf("%s: password of %s (%s) set\n", users_file.c_str(), name.c_str(), role_name(*r));
+        std::printf("%s: password of %s (%s) set\n", users_file.c_str(), name.c_str(),
+                    role_name(*r));
         return 0;
     }
     std::fprintf(stderr, "vg-webd passwd: %s\n", problem.c_str());
@@ -76,8 +77,10 @@ bool prepare(console &c, std::string &cert, std::string &key, std::string &probl
     for (const user &u : c.users)
         admin = admin || u.r == role::admin;
     if (!admin)
-        return problem = c.set.users_file + " has no admin: there is no default password; add one with "
-                                            "'vg-webd passwd --users " + c.set.users_file + " NAME --role admin'",
+        return problem = c.set.users_file +
+                         " has no admin: there is no default password; add one with "
+                         "'vg-webd passwd --users " +
+                         c.set.users_file + " NAME --role admin'",
                false;
     if (c.set.cert.empty() != c.set.key.empty())
         return problem = "TLS needs both --cert and --key", false;
@@ -92,10 +95,12 @@ bool prepare(console &c, std::string &cert, std::string &key, std::string &probl
     if (!c.set.metrics_token_file.empty()) {
         if (!read_private_file(c.set.metrics_token_file, 4096, c.metrics_token, problem))
             return false;
-        while (!c.metrics_token.empty() && std::isspace(static_cast<unsigned char>(c.metrics_token.back())))
+        while (!c.metrics_token.empty() &&
+               std::isspace(static_cast<unsigned char>(c.metrics_token.back())))
             c.metrics_token.pop_back();
         if (c.metrics_token.size() < 16)
-            return problem = c.set.metrics_token_file + ": a token has at least 16 characters", false;
+            return problem = c.set.metrics_token_file + ": a token has at least 16 characters",
+                   false;
     }
     if (!c.set.socket.empty())
         ::setenv("VG_KEST_SOCKET", c.set.socket.c_str(), 1); // before any thread reads it
@@ -115,7 +120,8 @@ int serve(const settings &s)
         std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());
         return 2;
     }
-    event_source source(c.bus, c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir);
+    event_source source(c.bus,
+                        c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir);
     http_server server(c);
     if (!server.start(cert, key, problem)) {
         std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());
@@ -133,22 +139,31 @@ int serve(const settings &s)
 void add_server_options(CLI::App &app, settings &s)
 {
     app.add_option("--users", s.users_file, "the users file (vg-webd passwd writes it; 0600)");
-    app.add_option("--listen", s.listen, "ADDRESS:PORT to listen on (127.0.0.1:8080; port 0: any free one)");
-    app.add_option("--socket", s.socket, "the service's socket (default: VG_KEST_SOCKET, else the usual place)");
-    app.add_option("--state-dir", s.state_dir, "vg-mgmt config's state folder (the apply lock, journal, history)");
+    app.add_option("--listen", s.listen,
+                   "ADDRESS:PORT to listen on (127.0.0.1:8080; port 0: any free one)");
+    app.add_option("--socket", s.socket,
+                   "the service's socket (default: VG_KEST_SOCKET, else the usual place)");
+    app.add_option("--state-dir", s.state_dir,
+                   "vg-mgmt config's state folder (the apply lock, journal, history)");
     app.add_option("--cert", s.cert, "TLS certificate (PEM); with --key, the console speaks HTTPS");
     app.add_option("--key", s.key, "TLS private key (PEM, 0600)");
     app.add_option("--www", s.www, "the page's folder")->default_str(VG_WEBD_WWW);
-    app.add_option("--audit-log", s.audit_log, "append a JSON line per change here (default: stderr)");
-    app.add_option("--metrics-token-file", s.metrics_token_file,
-                   "a file (0600) holding a token that GET /metrics accepts as 'Authorization: Bearer'");
-    app.add_option("--session-idle", s.idle_seconds, "seconds after which an unused session ends (900)")
+    app.add_option("--audit-log", s.audit_log,
+                   "append a JSON line per change here (default: stderr)");
+    app.add_option(
+        "--metrics-token-file", s.metrics_token_file,
+        "a file (0600) holding a token that GET /metrics accepts as 'Authorization: Bearer'");
+    app.add_option("--session-idle", s.idle_seconds,
+                   "seconds after which an unused session ends (900)")
         ->check(CLI::Range(1, 86400));
-    app.add_option("--session-max", s.session_seconds, "seconds after which any session ends (28800)")
+    app.add_option("--session-max", s.session_seconds,
+                   "seconds after which any session ends (28800)")
         ->check(CLI::Range(1, 7 * 86400));
-    app.add_option("--client-timeout", s.client_timeout, "seconds a client may send nothing before it is dropped (30)")
+    app.add_option("--client-timeout", s.client_timeout,
+                   "seconds a client may send nothing before it is dropped (30)")
         ->check(CLI::Range(1, 600));
-    app.add_option("--max-clients", s.max_clients, "connections at once")->check(CLI::Range(4, 1024));
+    app.add_option("--max-clients", s.max_clients, "connections at once")
+        ->check(CLI::Range(4, 1024));
 }
 
 } // namespace
@@ -162,11 +177,13 @@ int main(int argc, char **argv)
         o.state_dir = argv[3];
         return vgcfg::run_verb("watch-confirm", o, stdout, stderr);
     }
-    CLI::App app{"vg-webd: the module's web console and HTTP API (JSON-RPC 2.0 at POST /api)", "vg-webd"};
+    CLI::App app{"vg-webd: the module's web console and HTTP API (JSON-RPC 2.0 at POST /api)",
+                 "vg-webd"};
     settings s;
     s.www = VG_WEBD_WWW;
     add_server_options(app, s);
-    CLI::App *passwd = app.add_subcommand("passwd", "set a user's password (read from stdin, or asked twice on a terminal)");
+    CLI::App *passwd = app.add_subcommand(
+        "passwd", "set a user's password (read from stdin, or asked twice on a terminal)");
     std::string pw_users, pw_name, pw_role = "viewer";
     passwd->add_option("--users", pw_users, "the users file")->required();
     passwd->add_option("NAME", pw_name, "the user")->required();
@@ -179,7 +196,8 @@ int main(int argc, char **argv)
     if (passwd->parsed())
         return run_passwd(pw_users, pw_name, pw_role);
     if (s.users_file.empty()) {
-        std::fprintf(stderr, "vg-webd: --users FILE is needed: there is no default user nor password\n");
+        std::fprintf(stderr,
+                     "vg-webd: --users FILE is needed: there is no default user nor password\n");
         return 2;
     }
     return serve(s);

@@ -61,8 +61,10 @@ std::string metrics_text(console &c)
     family stations("vg_wifi_stations", "gauge", "Stations joined, per Wi-Fi interface.");
     for (const json &i : up ? s["wifi"].value("interfaces", json::array()) : json::array())
         if (i.value("stations", json()).is_number())
-            stations.add("vg_wifi_stations", label("interface", i["interface"].dump()), i["stations"].get<double>());
-    family calls("vg_datacall_connected", "gauge", "Whether a profile's data call is connected, per IP family.");
+            stations.add("vg_wifi_stations", label("interface", i["interface"].dump()),
+                         i["stations"].get<double>());
+    family calls("vg_datacall_connected", "gauge",
+                 "Whether a profile's data call is connected, per IP family.");
     for (const json &call : up ? s["datacall"].value("calls", json::array()) : json::array())
         for (const char *family_key : {"ipv4-status", "ipv6-status"})
             if (call.value(family_key, json()).is_string())
@@ -73,7 +75,8 @@ std::string metrics_text(console &c)
     family events("vg_events_total", "counter", "Events seen, by kind.");
     for (const auto &[kind, n] : c.bus.counts())
         events.add("vg_events_total", label("kind", kind), static_cast<double>(n));
-    family applies("vg_config_applies_total", "counter", "Applies through this console, by result.");
+    family applies("vg_config_applies_total", "counter",
+                   "Applies through this console, by result.");
     {
         std::lock_guard lock(c.counts_mu);
         for (const auto &[result, n] : c.applies)
@@ -82,8 +85,10 @@ std::string metrics_text(console &c)
     family pending("vg_config_confirm_pending", "gauge", "Whether a change awaits confirmation.");
     vgcfg::state_store st;
     std::string problem;
-    const bool open = st.open(c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir, problem);
-    pending.add("vg_config_confirm_pending", "", open && vgcfg::confirm_state(st).value("pending", false) ? 1 : 0);
+    const bool open =
+        st.open(c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir, problem);
+    pending.add("vg_config_confirm_pending", "",
+                open && vgcfg::confirm_state(st).value("pending", false) ? 1 : 0);
     family sessions_now("vg_webd_sessions", "gauge", "Live sessions of the console.");
     sessions_now.add("vg_webd_sessions", "", static_cast<double>(c.sess.count()));
     return service.text + stations.text + calls.text + events.text + applies.text + pending.text +

@@ -91,7 +91,8 @@ json answer_of(call &k, const captured &r)
         return k.fail(r.status, e.value("message", first_message(r.err)),
                       {{"status", r.status}, {"problems", e.value("problems", json::array())}});
     }
-    std::string message = obj.is_object() && obj.contains("message") ? obj["message"].get<std::string>()
+    std::string message = obj.is_object() && obj.contains("message")
+                              ? obj["message"].get<std::string>()
                           : obj.is_object() && !obj.value("messages", json::array()).empty()
                               ? first_message(obj["messages"][0].get<std::string>())
                               : first_message(r.err);
@@ -105,7 +106,8 @@ bool document_of(call &k, vgcfg::options &o)
 {
     const json d = k.params.value("document", json());
     if (!d.is_object() && !d.is_string())
-        return k.fail(-32602, "params.document: the configuration document (an object, or its text)"),
+        return k.fail(-32602,
+                      "params.document: the configuration document (an object, or its text)"),
                false;
     o.file = "the document";
     o.document = d.is_string() ? d.get<std::string>() : d.dump();
@@ -117,7 +119,8 @@ json run_verb(call &k, const char *verb, vgcfg::options o)
     o.json_out = true;
     o.state_dir = k.c.set.state_dir;
     std::lock_guard lock(k.c.config_mu);
-    return answer_of(k, capture([&](FILE *out, FILE *err) { return vgcfg::run_verb(verb, o, out, err); }));
+    return answer_of(
+        k, capture([&](FILE *out, FILE *err) { return vgcfg::run_verb(verb, o, out, err); }));
 }
 
 std::vector<std::string> paths_of(const json &result)
@@ -138,10 +141,13 @@ json change_verb(call &k, const char *verb, vgcfg::options o, const char *event)
     k.c.audit(k.who->user, k.rq.address, verb, paths_of(shown), status);
     if (std::string(verb) == "apply" || std::string(verb) == "rollback") {
         std::lock_guard lock(k.c.counts_mu);
-        ++k.c.applies[status != 0 ? "failed" : shown.value("changed", false) ? "changed" : "unchanged"];
+        ++k.c.applies[status != 0                     ? "failed"
+                      : shown.value("changed", false) ? "changed"
+                                                      : "unchanged"];
     }
     if (!k.failed && event != nullptr)
-        k.c.bus.publish("config", {{"what", event}, {"by", k.who->user}, {"changes", paths_of(shown)}});
+        k.c.bus.publish("config",
+                        {{"what", event}, {"by", k.who->user}, {"changes", paths_of(shown)}});
     return r;
 }
 
@@ -155,8 +161,9 @@ bool show_secrets(call &k)
 
 std::string cookie_value(const console &c, const std::string &token, long max_age)
 {
-    return "vg_session=" + token + "; Path=/; HttpOnly; SameSite=Strict; Max-Age=" +
-           std::to_string(max_age) + (c.tls ? "; Secure" : "");
+    return "vg_session=" + token +
+           "; Path=/; HttpOnly; SameSite=Strict; Max-Age=" + std::to_string(max_age) +
+           (c.tls ? "; Secure" : "");
 }
 
 json session_json(const session_info &s)
@@ -166,7 +173,8 @@ json session_json(const session_info &s)
 
 json m_login(call &k)
 {
-    const std::string name = k.params.value("username", ""), password = k.params.value("password", "");
+    const std::string name = k.params.value("username", ""),
+                      password = k.params.value("password", "");
     if (const long wait = k.c.throttle.wait_for(k.rq.address, name); wait > 0) {
         k.out.retry_after = wait;
         return k.fail(429, "too many failed logins: try again in " + std::to_string(wait) + " s",
@@ -213,7 +221,8 @@ json m_status(call &k)
         return k.fail(r.status, first_message(r.err), {{"status", r.status}});
     vgcfg::state_store st;
     std::string problem;
-    if (st.open(k.c.set.state_dir.empty() ? vgcfg::state_dir_default() : k.c.set.state_dir, problem))
+    if (st.open(k.c.set.state_dir.empty() ? vgcfg::state_dir_default() : k.c.set.state_dir,
+                problem))
         s["config"] = vgcfg::confirm_state(st);
     return s;
 }
@@ -285,7 +294,8 @@ struct method_row {
     const char *help;
 };
 constexpr method_row kMethods[] = {
-    {"session.login", need::anyone, m_login, "{username, password}: a session (cookie) and its CSRF token"},
+    {"session.login", need::anyone, m_login,
+     "{username, password}: a session (cookie) and its CSRF token"},
     {"session.info", need::viewer, m_info, "the session's user, role and CSRF token"},
     {"session.logout", need::viewer, m_logout, "ends the session"},
     {"status", need::viewer, m_status, "how the module stands, as vg-mgmt status --json"},
@@ -297,7 +307,8 @@ constexpr method_row kMethods[] = {
     {"config.confirm", need::admin, m_confirm, "keep the change awaiting confirmation"},
     {"config.revert", need::admin, m_revert, "put back now what that change replaced"},
     {"config.history", need::viewer, m_history, "the last applies"},
-    {"config.rollback", need::admin, m_rollback, "{n} apply back what the n-th apply back replaced"},
+    {"config.rollback", need::admin, m_rollback,
+     "{n} apply back what the n-th apply back replaced"},
 };
 
 const method_row *method_named(const std::string &name)
@@ -365,8 +376,7 @@ reply handle_rpc(console &c, const request &rq, const std::string &body)
     if (!parsed) {
         k.fail(-32700, problem);
     } else if (!parsed->is_object() || parsed->value("jsonrpc", "") != "2.0" ||
-               !(*parsed)["method"].is_string() ||
-               !(parsed->value("params", none).is_object())) {
+               !(*parsed)["method"].is_string() || !(parsed->value("params", none).is_object())) {
         k.fail(-32600, "not a JSON-RPC 2.0 request: {\"jsonrpc\": \"2.0\", \"id\", \"method\", "
                        "\"params\": {...}} (one call, not a batch)");
     } else {
@@ -392,7 +402,10 @@ std::vector<method_doc> method_docs()
 {
     std::vector<method_doc> docs;
     for (const method_row &m : kMethods)
-        docs.push_back({m.name, m.who == need::anyone ? "anyone" : m.who == need::admin ? "admin" : "viewer",
+        docs.push_back({m.name,
+                        m.who == need::anyone  ? "anyone"
+                        : m.who == need::admin ? "admin"
+                                               : "viewer",
                         m.help});
     return docs;
 }

@@ -10,9 +10,9 @@ namespace webd {
 
 namespace {
 
-constexpr unsigned kFreeFailures = 3;   // before any wait
-constexpr long kMaxWaitSeconds = 60;    // the longest wait
-constexpr size_t kMaxRecords = 4096;    // bounded: a flood of names forgets the oldest
+constexpr unsigned kFreeFailures = 3; // before any wait
+constexpr long kMaxWaitSeconds = 60;  // the longest wait
+constexpr size_t kMaxRecords = 4096;  // bounded: a flood of names forgets the oldest
 constexpr auto kForgetAfter = std::chrono::minutes(15);
 
 } // namespace
@@ -61,10 +61,10 @@ std::string sessions::open(const std::string &user, role r, session_info &info)
     std::lock_guard lock(mu_);
     drop_expired(now);
     while (by_token_.size() >= limits_.max_sessions)
-        by_token_.erase(std::min_element(by_token_.begin(), by_token_.end(),
-                                         [](const auto &a, const auto &b) {
-                                             return a.second.used < b.second.used;
-                                         }));
+        by_token_.erase(
+            std::min_element(by_token_.begin(), by_token_.end(), [](const auto &a, const auto &b) {
+                return a.second.used < b.second.used;
+            }));
     info = session_info{user, r, csrf};
     by_token_[token] = entry{info, now, now};
     return token;
@@ -128,16 +128,17 @@ void login_throttle::note(const std::string &key, clock_type::time_point now)
     if (records_.size() >= kMaxRecords)
         std::erase_if(records_, [&](const auto &e) { return now - e.second.last > kForgetAfter; });
     if (records_.size() >= kMaxRecords)
-        records_.erase(std::min_element(records_.begin(), records_.end(), [](const auto &a, const auto &b) {
-            return a.second.last < b.second.last;
-        }));
+        records_.erase(
+            std::min_element(records_.begin(), records_.end(), [](const auto &a, const auto &b) {
+                return a.second.last < b.second.last;
+            }));
     record &r = records_[key];
     if (now - r.last > kForgetAfter)
         r.failures = 0;
     r.last = now;
     if (++r.failures > kFreeFailures)
-        r.next = now + std::chrono::seconds(
-                           std::min(kMaxWaitSeconds, 1L << std::min(r.failures - kFreeFailures, 6u)));
+        r.next = now + std::chrono::seconds(std::min(
+                           kMaxWaitSeconds, 1L << std::min(r.failures - kFreeFailures, 6u)));
 }
 
 void login_throttle::failed(const std::string &address, const std::string &user)

@@ -49,9 +49,9 @@ bool parse_users(const std::string &text, std::vector<user> &users, std::string 
         if (line.empty() || line[0] == '#')
             continue;
         const size_t a = line.find(':'), b = line.find(':', a + 1);
-        std::optional<role> r =
-            a == std::string::npos || b == std::string::npos ? std::nullopt
-                                                             : role_named(line.substr(a + 1, b - a - 1));
+        std::optional<role> r = a == std::string::npos || b == std::string::npos
+                                    ? std::nullopt
+                                    : role_named(line.substr(a + 1, b - a - 1));
         if (!r || !name_problem(line.substr(0, a)).empty() || line.compare(b + 1, 3, "$y$") != 0)
             return problem = "line " + std::to_string(n) +
                              " is not 'name:admin|viewer:yescrypt hash' (vg-webd passwd writes it)",

@@ -22,7 +22,8 @@ struct user {
 // Reads a file that holds secrets (users, a TLS key, a token): a regular
 // file, not a link, of this user or root, that no one else may read or
 // write, of at most max bytes. False with problem.
-bool read_private_file(const std::string &path, size_t max, std::string &text, std::string &problem);
+bool read_private_file(const std::string &path, size_t max, std::string &text,
+                       std::string &problem);
 
 // Reads the users file. It must be a regular file (not a link) of this user
 // or root that no one else may write or read. False with problem.
