@@ -59,17 +59,35 @@ install(FILES examples/vg_mgmt_example.c examples/CMakeLists.txt
 # unlike an RPATH, serves only the program's own DT_NEEDED) finds them.
 vg_relative_path(vg_bin_to_lib ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR})
 vg_relative_path(vg_bin_to_host ${CMAKE_INSTALL_BINDIR} ${VG_HOST_LIBDIR})
-if(VG_BUILD_HOST)
-  # By file, not by target, so that CMake keeps them inside the block.
-  target_link_libraries(vg-mgmt PRIVATE -Wl,--push-state,--no-as-needed $<TARGET_LINKER_FILE:qmi_cci>
-                        $<TARGET_LINKER_FILE:vg_log> $<TARGET_LINKER_FILE:vg_manager_msgr> -Wl,--pop-state)
-  add_dependencies(vg-mgmt qmi_cci vg_log vg_manager_msgr)
-  set_target_properties(vg-mgmt PROPERTIES
-      INSTALL_RPATH "$ORIGIN/${vg_bin_to_host};$ORIGIN/${vg_bin_to_lib}")
-else()
-  set_target_properties(vg-mgmt PROPERTIES INSTALL_RPATH "$ORIGIN/${vg_bin_to_lib}")
+# vg-mgmt and vg-webd are applications of the library: on a PC they load the
+# host platform from its private folder.
+set(vg_apps vg-mgmt)
+if(TARGET vg-webd)
+  list(APPEND vg_apps vg-webd)
 endif()
+foreach(app IN LISTS vg_apps)
+  if(VG_BUILD_HOST)
+    # By file, not by target, so that CMake keeps them inside the block.
+    target_link_libraries(${app} PRIVATE -Wl,--push-state,--no-as-needed $<TARGET_LINKER_FILE:qmi_cci>
+                          $<TARGET_LINKER_FILE:vg_log> $<TARGET_LINKER_FILE:vg_manager_msgr> -Wl,--pop-state)
+    add_dependencies(${app} qmi_cci vg_log vg_manager_msgr)
+    set_target_properties(${app} PROPERTIES
+        INSTALL_RPATH "$ORIGIN/${vg_bin_to_host};$ORIGIN/${vg_bin_to_lib}")
+  else()
+    set_target_properties(${app} PROPERTIES INSTALL_RPATH "$ORIGIN/${vg_bin_to_lib}")
+  endif()
+endforeach()
 install(TARGETS vg-mgmt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+
+# --- webd -------------------------------------------------------------------
+# The web console, its page and its service: root, for the module's state
+# folder, with everything else taken away (packaging/systemd/vg-webd.service).
+if(TARGET vg-webd)
+  install(TARGETS vg-webd RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT webd)
+  install(DIRECTORY tools/web/www/ DESTINATION ${CMAKE_INSTALL_DATADIR}/vg-webd/www COMPONENT webd
+          FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  install(FILES packaging/systemd/vg-webd.service DESTINATION lib/systemd/system COMPONENT webd)
+endif()
 
 # --- sim --------------------------------------------------------------------
 if(VG_BUILD_HOST)

@@ -33,6 +33,10 @@ endif()
 set(vg_pkg_doc ${CMAKE_BINARY_DIR}/packaging)
 set(vg_components runtime dev tool)
 set(vg_packages libvg-mgmt-client1 libvg-mgmt-client-dev vg-mgmt)
+if(TARGET vg-webd)
+  list(APPEND vg_components webd)
+  list(APPEND vg_packages vg-webd)
+endif()
 if(VG_BUILD_HOST)
   list(APPEND vg_components sim ansible)
   list(APPEND vg_packages vg-mgmt-sim ansible-vg-mgmt)
@@ -144,6 +148,17 @@ vg-mgmt reads and changes every setting of the module that libvg_mgmt_client
 offers - Wi-Fi, data calls, network, USB - and prints the module's events,
 for people or as JSON.")
 
+set(CPACK_DEBIAN_WEBD_PACKAGE_NAME vg-webd)
+set(CPACK_DEBIAN_WEBD_PACKAGE_SECTION admin)
+set(CPACK_COMPONENT_WEBD_DEPENDS runtime)
+set(CPACK_COMPONENT_WEBD_DESCRIPTION
+"web console and HTTP API of a cellular router module
+vg-webd serves a page and a JSON-RPC API for the module's status and every
+setting: forms made from the description of the settings, Save & Apply that
+is rolled back unless the browser confirms it, backup, restore, history,
+live events and Prometheus metrics. Users with yescrypt hashes, no default
+password, sessions with CSRF tokens; it listens on loopback unless told.")
+
 set(CPACK_DEBIAN_SIM_PACKAGE_NAME vg-mgmt-sim)
 set(CPACK_DEBIAN_SIM_PACKAGE_SECTION devel)
 set(CPACK_COMPONENT_SIM_DESCRIPTION
@@ -181,8 +196,10 @@ endforeach()
 # vg-mgmt-sim. On an armhf board the module's platform image has them.
 if(NOT VG_DEB_ARCH STREQUAL "armhf" AND "sim" IN_LIST vg_components)
   list(APPEND CPACK_COMPONENT_TOOL_DEPENDS sim)
+  list(APPEND CPACK_COMPONENT_WEBD_DEPENDS sim)
 else()
   set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS vg-mgmt-sim)
+  set(CPACK_DEBIAN_WEBD_PACKAGE_SUGGESTS vg-mgmt-sim)
 endif()
 
 include(CPack)

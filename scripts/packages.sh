@@ -49,6 +49,9 @@ for p in libvg-mgmt-client1 libvg-mgmt-client-dev vg-mgmt vg-mgmt-sim; do
 done
 [ "$arch" != "$(dpkg --print-architecture)" ] || [ -f "$out/ansible-vg-mgmt_$(dpkg-deb -f "${debs[0]}" Version)_all.deb" ] \
     || fail "no package ansible-vg-mgmt"
+if grep -q "^VG_MHD_LIB:FILEPATH=/" "$build/CMakeCache.txt"; then
+    [ -f "$out/vg-webd_$(dpkg-deb -f "${debs[0]}" Version)_$arch.deb" ] || fail "no package vg-webd"
+fi
 checked
 
 # --- lintian ----------------------------------------------------------------
@@ -105,6 +108,17 @@ runpath=$(readelf -d "$root/usr/bin/vg-mgmt" | sed -n 's/.*(RUNPATH).*\[\(.*\)\]
 [[ ":$runpath:" == *":\$ORIGIN/../lib/$multiarch/vg_mgmt/host:"* ]] \
     || fail "vg-mgmt's RUNPATH ($runpath) does not lead to the host platform"
 checked
+if [ -x "$root/usr/bin/vg-webd" ]; then
+    runpath=$(readelf -d "$root/usr/bin/vg-webd" | sed -n 's/.*(RUNPATH).*\[\(.*\)\]/\1/p')
+    [[ ":$runpath:" == *":\$ORIGIN/../lib/$multiarch/vg_mgmt/host:"* ]] \
+        || fail "vg-webd's RUNPATH ($runpath) does not lead to the host platform"
+    [ -f "$root/usr/share/vg-webd/www/index.html" ] || fail "vg-webd's page is not installed"
+    if [ "$arch" = "$(dpkg --print-architecture)" ]; then
+        "$root/usr/bin/vg-webd" --help | grep -q "www DIR .*/usr/share/vg-webd/www" \
+            || fail "the installed vg-webd does not start, or looks for its page elsewhere"
+    fi
+    checked
+fi
 
 # The symbols file names exactly what the library exports.
 library=$root/usr/lib/$multiarch/libvg_mgmt_client.so.1

@@ -23,7 +23,8 @@ class Session:
     def result(self, method, **params):
         status, answer = self.call(method, **params)
         if "result" not in answer:
-            raise AssertionError("%s: HTTP %d %s" % (method, status, answer))
+            raise AssertionError("%s: HTTP %d %s\nvg-webd said: %s" % (method, status, answer,
+                                                                         self.console.log()[-2000:]))
         return answer["result"]
 
 

@@ -14,6 +14,7 @@
 #include "config_cmd.h"
 #include "config_state.h"
 #include "webd_http.h"
+#include "webd_rpc.h"
 
 #ifndef VG_WEBD_WWW
 #define VG_WEBD_WWW "/usr/share/vg-webd/www"
@@ -138,32 +139,38 @@ int serve(const settings &s)
 
 void add_server_options(CLI::App &app, settings &s)
 {
-    app.add_option("--users", s.users_file, "the users file (vg-webd passwd writes it; 0600)");
-    app.add_option("--listen", s.listen,
-                   "ADDRESS:PORT to listen on (127.0.0.1:8080; port 0: any free one)");
-    app.add_option("--socket", s.socket,
-                   "the service's socket (default: VG_KEST_SOCKET, else the usual place)");
-    app.add_option("--state-dir", s.state_dir,
-                   "vg-mgmt config's state folder (the apply lock, journal, history)");
-    app.add_option("--cert", s.cert, "TLS certificate (PEM); with --key, the console speaks HTTPS");
-    app.add_option("--key", s.key, "TLS private key (PEM, 0600)");
-    app.add_option("--www", s.www, "the page's folder")->default_str(VG_WEBD_WWW);
-    app.add_option("--audit-log", s.audit_log,
-                   "append a JSON line per change here (default: stderr)");
-    app.add_option(
-        "--metrics-token-file", s.metrics_token_file,
-        "a file (0600) holding a token that GET /metrics accepts as 'Authorization: Bearer'");
-    app.add_option("--session-idle", s.idle_seconds,
-                   "seconds after which an unused session ends (900)")
-        ->check(CLI::Range(1, 86400));
-    app.add_option("--session-max", s.session_seconds,
-                   "seconds after which any session ends (28800)")
-        ->check(CLI::Range(1, 7 * 86400));
-    app.add_option("--client-timeout", s.client_timeout,
-                   "seconds a client may send nothing before it is dropped (30)")
-        ->check(CLI::Range(1, 600));
-    app.add_option("--max-clients", s.max_clients, "connections at once")
-        ->check(CLI::Range(4, 1024));
+    auto text = [&](const char *name, std::string &to, const char *arg, const char *help) {
+        app.add_option(name, to, help)->option_text(arg);
+    };
+    auto number = [&](const char *name, unsigned &to, unsigned lo, unsigned hi, const char *help) {
+        app.add_option(name, to, help)->check(CLI::Range(lo, hi))->option_text("N");
+    };
+    text("--users", s.users_file, "FILE", "the users file (vg-webd passwd writes it; 0600)");
+    text("--listen", s.listen, "ADDR:PORT",
+         "where to listen; port 0: any free one (default: 127.0.0.1:8080)");
+    text("--socket", s.socket, "PATH",
+         "the service's socket (default: VG_KEST_SOCKET, else the usual place)");
+    text("--state-dir", s.state_dir, "DIR",
+         "vg-mgmt config's state folder: the apply lock, journal, history");
+    text("--cert", s.cert, "FILE", "TLS certificate (PEM); with --key, the console speaks HTTPS");
+    text("--key", s.key, "FILE", "TLS private key (PEM, 0600)");
+    text("--www", s.www, "DIR", "the page's folder, " VG_WEBD_WWW " unless given");
+    text("--audit-log", s.audit_log, "FILE",
+         "append a JSON line per change here (default: stderr)");
+    text("--metrics-token-file", s.metrics_token_file, "FILE",
+         "a file (0600) holding a token that GET /metrics takes as 'Authorization: Bearer'");
+    number("--session-idle", s.idle_seconds, 1, 86400,
+           "seconds until an unused session ends (default: 900)");
+    number("--session-max", s.session_seconds, 1, 7 * 86400,
+           "seconds until any session ends (default: 28800)");
+    number("--client-timeout", s.client_timeout, 1, 600,
+           "seconds a client may send nothing before it is dropped (default: 30)");
+    number("--max-clients", s.max_clients, 4, 1024,
+           "connections at once, 16 per address at most (default: 64)");
+    std::string methods = "API methods (JSON-RPC 2.0 at POST /api; who may call):\n";
+    for (const method_doc &m : method_docs())
+        methods += std::string("  method ") + m.name + " (" + m.who + "): " + m.help + "\n";
+    app.footer(methods + "Events: GET /api/events (Server-Sent Events). Metrics: GET /metrics.");
 }
 
 } // namespace
