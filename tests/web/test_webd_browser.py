@@ -18,6 +18,7 @@ import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 AXE = os.path.join(HERE, 'node_modules', 'axe-core', 'axe.min.js')
+AXE_CHECK = os.path.join(HERE, 'axe_check.js')
 WWW = os.path.join(os.path.dirname(os.path.dirname(HERE)), 'tools', 'web', 'www')
 CHROMIUM = shutil.which('chromium') or '/usr/bin/chromium'
 CHROMEDRIVER = shutil.which('chromedriver') or '/usr/bin/chromedriver'
@@ -44,7 +45,6 @@ ARGS = {}
 MISSING = [what for what, there in (('chromium', os.access(CHROMIUM, os.X_OK)),
                                     ('chromedriver', os.access(CHROMEDRIVER, os.X_OK)),
                                     ('python3-selenium', webdriver is not None)) if not there]
-SECTIONS_OTHER_THAN_SETTINGS = ('status', 'config', 'events')
 
 
 def schema_leaves(schema):
@@ -82,9 +82,6 @@ class Browser:
         self.url = url
         self.artifacts = artifacts
 
-    def quit(self):
-        self.driver.quit()
-
     def wait(self, what, timeout=20, message=''):
         return WebDriverWait(self.driver, timeout, poll_frequency=0.2).until(lambda d: what(), message)
 
@@ -93,6 +90,12 @@ class Browser:
 
     def by_name(self, name):
         return self.driver.find_element(By.NAME, name)
+
+    def type(self, name, text):
+        box = self.by_name(name)
+        box.clear()
+        box.send_keys(text)
+        return box
 
     def shot(self, name, whole=True):
         """A screenshot of the whole page, beyond the window's height (or of the window)."""
@@ -125,9 +128,6 @@ class Browser:
         self.wait(lambda: self.driver.find_element(By.ID, 'nav').is_displayed(), message='no navigation')
         self.wait(lambda: self.js("return !!document.querySelector('.settings [name]')"), message='no form')
 
-    def nav_links(self):
-        return self.driver.find_elements(By.CSS_SELECTOR, 'nav a')
-
     def go(self, view):
         """Opens a section with the keyboard: focus its link in the navigation, press Enter."""
         link = self.driver.find_element(By.CSS_SELECTOR, 'nav a[href="#%s"]' % view)
@@ -137,10 +137,10 @@ class Browser:
                   message='section %s not shown' % view)
 
     def views(self):
-        return [a.get_attribute('href').split('#', 1)[1] for a in self.nav_links()]
+        return [a.get_attribute('href').split('#', 1)[1] for a in self.driver.find_elements(By.CSS_SELECTOR, 'nav a')]
 
     def settings_views(self):
-        return [v for v in self.views() if v not in SECTIONS_OTHER_THAN_SETTINGS]
+        return [v for v in self.views() if v not in ('status', 'config', 'events')]
 
     def text(self, element_id):
         return self.driver.find_element(By.ID, element_id).text
@@ -148,16 +148,8 @@ class Browser:
     def axe(self, where):
         """axe-core's serious and critical violations of the page as it is now."""
         if not self.js('return !!window.axe'):
-            with open(AXE, encoding='utf-8') as f:
-                self.js(f.read())
-        found = self.driver.execute_async_script(
-            'const done = arguments[arguments.length - 1];'
-            'axe.run(document, {resultTypes: ["violations"]})'
-            '.then(r => done(r.violations.map(v => ({id: v.id, impact: v.impact, help: v.help,'
-            ' nodes: v.nodes.slice(0, 5).map(n => n.target.join(" "))}))))'
-            '.catch(e => done([{id: "axe-failed", impact: "critical", help: String(e), nodes: []}]));')
-        return ['%s: %s (%s) at %s' % (where, v['id'], v['help'], v['impact'], v['nodes'])
-                for v in found if v['impact'] in ('serious', 'critical')]
+            self.js(read(AXE))  # tests/web: npm ci
+        return [where + ': ' + v for v in self.driver.execute_async_script(read(AXE_CHECK))]
 
 
 @unittest.skipIf(MISSING, 'not installed: ' + ', '.join(MISSING))
@@ -176,7 +168,7 @@ class WebConsole(unittest.TestCase):
 
     @classmethod
     def tearDownClass(cls):
-        cls.b.quit()
+        cls.b.driver.quit()
         cls.console.stop()
 
     def rpc(self, method, params=None):
@@ -193,6 +185,7 @@ class WebConsole(unittest.TestCase):
         b.shot('01-login')
         b.login('admin', 'admin-pass-1')
         b.shot('02-status')
+        self.assertEqual(b.views()[0], 'status')
         before = self.rpc('config.export')
         new_ssid, new_channel = self.change_ssid_and_channel(before)
         self.server_problem_is_shown_at_its_input(before)
@@ -207,8 +200,8 @@ class WebConsole(unittest.TestCase):
         self.assertEqual(leaf(after, SSID), new_ssid)
         self.assertEqual(str(leaf(after, CHANNEL)), new_channel)
         b.go('status')
-        b.wait(lambda: self.status_row(SSID_IFACE, 'ssid') == new_ssid
-               and self.status_row(SSID_IFACE, 'channel') == new_channel, 20, 'Status shows the old values')
+        b.wait(lambda: self.status_row(IFACE, 'ssid') == new_ssid
+               and self.status_row(IFACE, 'channel') == new_channel, 20, 'Status shows the old values')
         b.shot('06-status-after-apply')
 
         self.unconfirmed_apply_is_reverted(new_ssid)
@@ -217,11 +210,8 @@ class WebConsole(unittest.TestCase):
     def change_ssid_and_channel(self, before):
         b = self.b
         b.go('wifi')
-        ssid = b.by_name(SSID)
-        self.assertEqual(ssid.get_attribute('value'), leaf(before, SSID))
-        new_ssid = 'console-' + str(int(time.time()) % 100000)
-        ssid.clear()
-        ssid.send_keys(new_ssid)
+        self.assertEqual(b.by_name(SSID).get_attribute('value'), leaf(before, SSID))
+        new_ssid = b.type(SSID, 'console-' + str(int(time.time()) % 100000)).get_attribute('value')
         channel = Select(b.by_name(CHANNEL))
         names = [o.text for o in channel.options]
         new_channel = names[(names.index(channel.first_selected_option.text) + 1) % len(names)]
@@ -233,9 +223,7 @@ class WebConsole(unittest.TestCase):
         """A value the browser lets through and the server refuses: the server's own words,
         under the input its path names."""
         b = self.b
-        country = b.by_name(COUNTRY)
-        country.clear()
-        country.send_keys('U')
+        b.type(COUNTRY, 'U')
         doc = json.loads(json.dumps(before))
         doc['wifi']['country'] = 'U'
         status, answer = self.admin.call('config.validate', document=doc)
@@ -245,8 +233,7 @@ class WebConsole(unittest.TestCase):
         b.wait(lambda: self.problem_at(COUNTRY) == said, 15, 'the problem is not shown at wifi.country')
         self.assertEqual(b.by_name(COUNTRY).get_attribute('aria-invalid'), 'true')
         b.shot('03-server-problem')
-        country.clear()
-        country.send_keys(leaf(before, COUNTRY))
+        b.type(COUNTRY, leaf(before, COUNTRY))
         b.wait(lambda: self.problem_at(COUNTRY) == [], 15, 'the problem stays after the fix')
 
     def problem_at(self, name):
@@ -264,10 +251,9 @@ class WebConsole(unittest.TestCase):
                      ' [".path", ".before", ".after"].map(c => li.querySelector(c).textContent))')
         self.assertEqual({path: after.strip('"') for path, _, after in shown}, expected)
         if seconds is not None:
-            box = b.driver.find_element(By.ID, 'confirm-secs')
-            self.assertEqual(box.get_attribute('value'), '90')
-            box.clear()
-            box.send_keys(str(seconds))
+            self.assertEqual(b.driver.find_element(By.ID, 'confirm-secs').get_attribute('value'), '90')
+            b.driver.find_element(By.ID, 'confirm-secs').clear()
+            b.driver.find_element(By.ID, 'confirm-secs').send_keys(str(seconds))
 
     def status_row(self, iface, key):
         return self.b.js(
@@ -282,16 +268,15 @@ class WebConsole(unittest.TestCase):
         browser off): the module puts the old settings back and the page says so."""
         b = self.b
         b.go('wifi')
-        ssid = b.by_name(SSID)
-        ssid.clear()
-        ssid.send_keys(kept_ssid + '-x')
+        b.type(SSID, kept_ssid + '-x')
         self.save_and_see_the_diff({SSID: kept_ssid + '-x'}, seconds=3)
         b.js('window.realFetch = window.fetch; window.fetch = (url, init) =>'
              ' init && String(init.body).includes("\\"config.confirm\\"")'
              ' ? Promise.reject(new TypeError("unreachable")) : window.realFetch(url, init);')
         b.driver.find_element(By.ID, 'dialog-ok').click()
         try:
-            b.wait(lambda: 'reverted' in b.text('apply-msg'), 60, 'the page does not say reverted')
+            b.wait(lambda: 'reverted' in b.text('apply-msg'), 60,
+                   'the page does not say reverted: ' + b.text('apply-msg'))
         finally:
             b.js('if (window.realFetch) window.fetch = window.realFetch;')
         b.shot('07-reverted')
@@ -302,10 +287,10 @@ class WebConsole(unittest.TestCase):
     def station_appears_live(self):
         b = self.b
         b.go('status')
-        count = int(self.status_row(STATION_IFACE, 'stations'))
+        count = int(self.status_row(IFACE, 'stations'))
         mac = '02:00:5e:00:53:%02x' % (int(time.time()) % 256)
-        self.console.kestctl('sta-join', STATION_IFACE, mac, 'phone')
-        b.wait(lambda: self.status_row(STATION_IFACE, 'stations') == str(count + 1), 20,
+        self.console.kestctl('sta-join', IFACE, mac, 'phone')
+        b.wait(lambda: self.status_row(IFACE, 'stations') == str(count + 1), 20,
                'Status does not count the station that joined')
         b.shot('08-status-station')
         b.go('events')
@@ -421,11 +406,15 @@ class WebConsole(unittest.TestCase):
         return faults
 
 
-SSID_IFACE = '1'
-STATION_IFACE = '1'
-SSID = 'wifi.interfaces.%s.ssid.ssid' % SSID_IFACE
-CHANNEL = 'wifi.interfaces.%s.channel' % SSID_IFACE
+IFACE = '1'
+SSID = 'wifi.interfaces.%s.ssid.ssid' % IFACE
+CHANNEL = 'wifi.interfaces.%s.channel' % IFACE
 COUNTRY = 'wifi.country'
+
+
+def read(path):
+    with open(path, encoding='utf-8') as f:
+        return f.read()
 
 
 def leaf(doc, path):

@@ -269,12 +269,24 @@ async function watchConfirm(seconds) {
       if (Date.now() > deadline) {
         applyMessage('The page has not reached the module for ' + seconds + ' s: the module puts the ' +
           'previous settings back by itself. Waiting to hear from it…');
+        const decided = await lastDecision();
+        if (decided === 'reverted' || decided === 'confirmed') return settle(token, decided);
       }
       if (Date.now() > deadline + 120000) { app.pending = null; return null; }
       await sleep(2000);
     }
   }
   return null;
+}
+
+// How the last change that waited for confirmation ended, as the module's status tells it.
+async function lastDecision() {
+  try {
+    const c = (await rpc('status', {}, { timeout: 5000 })).config;
+    return c && !c.pending && c.last ? c.last.what : null;
+  } catch (e) {
+    return null;
+  }
 }
 
 function settle(token, outcome, detail) {

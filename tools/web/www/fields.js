@@ -186,50 +186,52 @@ function matches(test, obj) {
   return true;
 }
 
+// One entry of a list: its control (a group or one input) and, for an admin, a Remove button.
+function listEntry(items, key, path, label, value, has, ctx, onRemove) {
+  const ctrl = makeCtrl(items, key, path, value, has, ctx, { legend: label, label });
+  const entry = { ctrl, li: el('li', {}, ctrl.el), name: el('span', { class: 'vh' }, ' ' + label) };
+  if (ctx.editable) {
+    entry.li.append(el('button', { type: 'button', class: 'remove', onclick: () => onRemove(entry) },
+      'Remove', entry.name));
+  }
+  return entry;
+}
+
 function arrayCtrl(n, key, path, value, present, ctx) {
   const items = ctx.resolve(n.items || {});
   const box = groupBox('fieldset', n, path, String(key), 'group list');
   const list = el('ol', { class: 'entries' });
   const entries = [];
   const maxItems = typeof n.maxItems === 'number' ? n.maxItems : Infinity;
-  const entryPath = (i) => path + '[' + i + ']';
   const entryLabel = (i) => (items.title || key) + ' ' + (i + 1);
   const add = el('button', { type: 'button', class: 'add' }, 'Add ' + key + ' entry');
   const renumber = () => {
     entries.forEach((e, i) => {
-      e.ctrl.setPath(entryPath(i), entryLabel(i));
+      e.ctrl.setPath(path + '[' + i + ']', entryLabel(i));
       e.name.textContent = ' ' + entryLabel(i);
     });
     add.disabled = entries.length >= maxItems;
     ctx.changed();
   };
+  const remove = (entry) => {
+    entries.splice(entries.indexOf(entry), 1);
+    entry.li.remove();
+    renumber();
+    add.focus();
+  };
   const addEntry = (v, has) => {
     const i = entries.length;
-    const ctrl = makeCtrl(items, key, entryPath(i), v, has, ctx, { legend: entryLabel(i), label: entryLabel(i) });
-    const li = el('li', {}, ctrl.el);
-    const entry = { ctrl, li, name: el('span', { class: 'vh' }) };
-    if (ctx.editable) {
-      li.append(el('button', {
-        type: 'button', class: 'remove', onclick: () => {
-          entries.splice(entries.indexOf(entry), 1);
-          li.remove();
-          renumber();
-          add.focus();
-        },
-      }, 'Remove', entry.name));
-    }
+    const entry = listEntry(items, key, path + '[' + i + ']', entryLabel(i), v, has, ctx, remove);
     entries.push(entry);
-    list.append(li);
-    return ctrl;
+    list.append(entry.li);
+    return entry.ctrl;
   };
   if (Array.isArray(value)) value.forEach((v) => addEntry(v, true));
-  entries.forEach((e, i) => { e.name.textContent = ' ' + entryLabel(i); });
   box.append(list);
   if (ctx.editable) {
     add.addEventListener('click', () => {
-      const ctrl = addEntry(undefined, false);
+      const first = addEntry(undefined, false).el.querySelector('input, select');
       renumber();
-      const first = ctrl.el.querySelector('input, select');
       if (first) first.focus();
     });
     add.disabled = entries.length >= maxItems;
@@ -241,7 +243,14 @@ function arrayCtrl(n, key, path, value, present, ctx) {
     setForbidden(f) { box.hidden = f; entries.forEach((e) => e.ctrl.setForbidden(f)); },
     get() {
       if (!present && !entries.length) return { present: false };
-      return { present: true, value: entries.map((e) => { const r = e.ctrl.get(); return r.present ? r.value : (e.ctrl.leaf ? '' : {}); }) };
+      return { present: true, value: entries.map((e) => entryValue(e.ctrl)) };
     },
   };
+}
+
+// An entry the user added and left empty is still sent, so that the server names what it lacks.
+function entryValue(ctrl) {
+  const r = ctrl.get();
+  if (r.present) return r.value;
+  return ctrl.leaf ? '' : {};
 }
