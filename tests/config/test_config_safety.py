@@ -147,7 +147,7 @@ class Safety(ServiceTest):
         change = [("wifi.country", "DE"), ("wifi.interfaces.1.auth.password", "changed-passphrase")]
         # Seconds enough for the export that follows the apply, under the sanitizers too.
         for seconds, then, kept in [(4, lambda: None, False), (4, self.confirm, True), (60, self.restart, False),
-                                    (60, self.revert, False)]:
+                                    (60, self.revert, False), (60, self.revert_without_watcher, False)]:
             with self.subTest(seconds=seconds):
                 self.reset()
                 proc = subprocess.Popen([VGM, "config", "apply", "--confirm", str(seconds),
@@ -214,6 +214,10 @@ class Safety(ServiceTest):
         self.assertEqual((rc, "reverted: the change applied at" in out), (0, True), out + err)
         self.assertEqual(self.svc.run("revert")[0], 1)  # nothing awaits any more
         self.assertEqual(self.svc.run("confirm")[0], 1)
+
+    def revert_without_watcher(self):
+        self.assertEqual(end_holders(self.svc.env()["VG_MGMT_STATE_DIR"]), [])  # the module restarted
+        self.revert()
 
     def restart(self):
         state = self.svc.env()["VG_MGMT_STATE_DIR"]

@@ -133,8 +133,17 @@ int revert_now(guard &g, FILE *out, FILE *err)
         if (!g.st.write(journal_file(), j.dump(), problem))
             return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
     }
-    for (int waited = 0; waited < 300 && awaits_confirm(read_json(g.st, journal_file())); ++waited)
+    for (int waited = 1; waited <= 600 && awaits_confirm(read_json(g.st, journal_file()));
+         ++waited) {
         ::poll(nullptr, 0, 100);
+        bool busy = false;
+        if (waited % 10 == 0 && !g.locked && (g.locked = g.lock.take(g.st, busy, problem))) {
+            session s; // the watcher is gone (the module restarted): the revert is done here
+            bool found = false;
+            if (s.open_and_read(""))
+                recover_unfinished(g, s, err, found);
+        }
+    }
     const json last = read_json(g.st, decision_file());
     if (awaits_confirm(read_json(g.st, journal_file())) || !last.is_object() ||
         last.value("started", "") != j.value("started", "?")) {
