@@ -15,6 +15,9 @@ cd "$(dirname "$0")/.."
 vg_install_deps
 
 jobs=$(nproc)
+# The web console's accessibility check: axe-core, as package-lock.json pins it.
+echo "== npm ci (tests/web: axe-core)"
+npm ci --prefix tests/web --no-audit --no-fund --loglevel=error
 echo "== source layout (.clang-format)"
 ./scripts/format.sh --check
 run_build() {

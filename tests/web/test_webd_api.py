@@ -240,17 +240,22 @@ def test_only_the_pages_own_files_are_served(console):
 
 # --- the safe apply ------------------------------------------------------------------------------------
 
-def events_of(console, cookie, seconds, found):
+def events_of(console, cookie, seconds, found, last_id=None):
     """Reads /api/events until found(list) holds or seconds pass."""
     c = console.connection(timeout=seconds)
-    c.request("GET", "/api/events", headers={"Cookie": "vg_session=" + cookie})
+    headers = {"Cookie": "vg_session=" + cookie}
+    if last_id is not None:
+        headers["Last-Event-ID"] = str(last_id)
+    c.request("GET", "/api/events", headers=headers)
     r = c.getresponse()
     assert r.status == 200 and r.headers["Content-Type"] == "text/event-stream"
     seen, kind, end = [], None, time.monotonic() + seconds
     try:
         while time.monotonic() < end and not found(seen):
             line = r.fp.readline().decode().rstrip("\n")
-            if line.startswith("event: "):
+            if line.startswith("id: "):
+                console.last_event_id = int(line[4:])
+            elif line.startswith("event: "):
                 kind = line[7:]
             elif line.startswith("data: "):
                 seen.append((kind, json.loads(line[6:])))
@@ -346,6 +351,12 @@ def test_a_station_joining_is_an_event(console, admin):
     seen = events_of(console, admin.cookie, 10, lambda s: any(k == "station" for k, d in s))
     t.join()
     assert [d for k, d in seen if k == "station"][0]["mac"] == "02:00:00:00:00:02", seen
+    # A stream that comes back gets what happened while it was away.
+    seen_id = console.last_event_id
+    console.kestctl("sta-leave", "02:00:00:00:00:02")
+    time.sleep(0.5)
+    again = events_of(console, admin.cookie, 5, lambda s: any(k == "station" for k, d in s), last_id=seen_id)
+    assert [d["action"] for k, d in again if k == "station"] == ["left"], again
 
 
 # --- how it starts ----------------------------------------------------------------------------------

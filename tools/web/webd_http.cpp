@@ -49,9 +49,12 @@ std::string address_of(MHD_Connection *con)
 
 request request_of(MHD_Connection *con)
 {
-    return request{address_of(con), header(con, MHD_COOKIE_KIND, "vg_session"),
+    return request{address_of(con),
+                   header(con, MHD_COOKIE_KIND, "vg_session"),
                    header(con, MHD_HEADER_KIND, "X-CSRF-Token"),
-                   header(con, MHD_HEADER_KIND, "Origin"), header(con, MHD_HEADER_KIND, "Host")};
+                   header(con, MHD_HEADER_KIND, "Origin"),
+                   header(con, MHD_HEADER_KIND, "Host"),
+                   header(con, MHD_HEADER_KIND, "Last-Event-ID")};
 }
 
 // Every answer: no sniffing, no framing, nothing from elsewhere, no referrer.

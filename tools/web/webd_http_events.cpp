@@ -2,6 +2,7 @@
 // lives; a comment every 15 s keeps proxies from closing a quiet stream.
 #include <microhttpd.h>
 
+#include <cstdlib>
 #include <cstring>
 
 #include "webd_rpc.h"
@@ -68,7 +69,11 @@ MHD_Result send_events(console &c, MHD_Connection *con, const request &rq)
         MHD_destroy_response(r);
         return q;
     }
-    auto *s = new stream{c, rq.cookie, c.bus.last_seq(), "", 0};
+    // A stream that comes back names the last event it saw: what it missed
+    // meanwhile (and the ring still holds) is sent first.
+    const uint64_t last = c.bus.last_seq();
+    const uint64_t seen = std::strtoull(rq.last_event_id.c_str(), nullptr, 10);
+    auto *s = new stream{c, rq.cookie, seen != 0 && seen <= last ? seen : last, "", 0};
     MHD_Response *r =
         MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, &read_events, s, &end_stream);
     if (r == nullptr) {

@@ -10,11 +10,12 @@
 namespace webd {
 
 struct request {
-    std::string address; // the client's address
-    std::string cookie;  // the session token of the cookie, or ""
-    std::string csrf;    // X-CSRF-Token
-    std::string origin;  // Origin, or ""
-    std::string host;    // Host
+    std::string address;            // the client's address
+    std::string cookie;             // the session token of the cookie, or ""
+    std::string csrf;               // X-CSRF-Token
+    std::string origin;             // Origin, or ""
+    std::string host;               // Host
+    std::string last_event_id = {}; // Last-Event-ID of an event stream that comes back
 };
 
 struct reply {
