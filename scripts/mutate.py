@@ -52,6 +52,8 @@ PARTS = [
                      "test_cli_settings"],
      r"^(test_kestd(_lan_rule|_check|_admit)?|kestctl_usage|test_e2e_(commands|events)"
      r"|test_cli(_settings)?)$"),
+    # The web console's sessions, users, calls and routes meet its API tests.
+    ("tools/web/", ["vg-webd", "kestd", "kestctl", "vg-mgmt"], r"^test_webd_api$"),
 ]
 DEFAULT_FILES = ["src/*.cpp", "src/vg_mgmt_*.h", "host/kestd/kestd_*.cpp"]
 

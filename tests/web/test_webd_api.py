@@ -157,6 +157,11 @@ def test_malformed_calls_are_json_rpc_errors_and_the_server_goes_on(console, adm
         ('{"jsonrpc": "2.0", "id": 1, "method": "config.apply", "params": {"document": "{\\"a\\": 1, \\"a\\": 2}"}}',
          2),
         ('{"jsonrpc": "2.0", "id": 1, "method": "config.validate", "params": {"document": {"wifi": 1}}}', 2),
+        ('{"jsonrpc": 2, "id": 1, "method": "status"}', -32600),
+        ('{"jsonrpc": "2.0", "id": 1}', -32600),
+        ('{"jsonrpc": "2.0", "id": 1, "method": "config.export", "params": {"show_secrets": "yes"}}', -32602),
+        ('{"jsonrpc": "2.0", "id": 1, "method": "session.login", "params": {"username": 5, "password": []}}',
+         -32602),
     ]
     for body, code in rows:
         status, answer = console.rpc(None, raw=body, cookie=admin.cookie, csrf=admin.csrf)
@@ -291,6 +296,13 @@ def test_an_apply_confirmed_stays_and_one_left_unconfirmed_is_reverted(console, 
     assert len(history) >= 2
 
 
+def test_rollback_applies_back_what_an_apply_replaced(console, admin):
+    admin.result("config.apply", document=edited(admin.result("config.export"), CHANNEL, 11), confirm=0)
+    assert admin.call("config.rollback", n=0)[1]["error"]["code"] == -32602
+    assert admin.result("config.rollback", confirm=0)["changed"] is True  # n: the last apply by default
+    assert value_at(admin.result("config.export"), CHANNEL) == 6
+
+
 def test_revert_puts_the_change_back_now(console, admin):
     doc = edited(admin.result("config.export"), CHANNEL, 11)
     admin.result("config.apply", document=doc, confirm=600)
@@ -387,6 +399,11 @@ def test_it_refuses_to_start_without_a_safe_users_file_holding_an_admin(tmp_path
     for text, mode, said in rows:
         rc, err = start_problem(tmp_path, text, mode)
         assert rc == 2 and said in err, (said, err)
+    admin = viewer_only.replace("someone:viewer", "someone:admin")
+    for option in (["--max-clients", "1025"], ["--max-clients", "3"], ["--session-idle", "0"], ["--listen", "8080"],
+                   ["--listen", "localhost:80"]):
+        rc, err = start_problem(tmp_path, admin, 0o600, *option)
+        assert rc == 2 and option[0] in err, (option, err)
     p = subprocess.run([WEBD, "--listen", "127.0.0.1:0"], capture_output=True, text=True, timeout=30)
     assert p.returncode == 2 and "--users FILE is needed" in p.stderr
     for name, password, said in [("someone", "short", "at least 10"), ("bad name", "long-enough-1", "user name")]:

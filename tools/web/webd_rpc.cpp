@@ -1,14 +1,9 @@
-// The JSON-RPC methods: sessions, status and schema, and the configuration
-// verbs run in-process as vg-mgmt config runs them with --json.
+// JSON-RPC 2.0: the envelope, who may call what, the sessions' methods and
+// the table of every method.
 #include "webd_rpc.h"
 
-#include <cstdlib>
-
-#include "config_cmd.h"
-#include "config_confirm.h"
-#include "config_schema.h"
 #include "config_session.h"
-#include "vg_mgmt_status.h"
+#include "webd_call.h"
 
 namespace webd {
 
@@ -16,148 +11,7 @@ namespace {
 
 enum class need { anyone, viewer, admin };
 
-struct failure {
-    int code = 0;
-    std::string message;
-    json data;
-    int http = 200;
-};
-
-struct call {
-    console &c;
-    const request &rq;
-    const json &params;
-    std::optional<session_info> who;
-    reply &out;
-    std::optional<failure> failed;
-
-    json fail(int code, std::string message, json data = nullptr, int http = 200)
-    {
-        failed = failure{code, std::move(message), std::move(data), http};
-        return nullptr;
-    }
-};
-
 using handler = json (*)(call &);
-
-// What a command prints into memory: its stdout and its stderr.
-struct captured {
-    int status = 0;
-    std::string out, err;
-};
-
-template <class F>
-captured capture(F &&run)
-{
-    char *ob = nullptr, *eb = nullptr;
-    size_t ol = 0, el = 0;
-    FILE *o = open_memstream(&ob, &ol), *e = open_memstream(&eb, &el);
-    captured r;
-    if (o != nullptr && e != nullptr)
-        r.status = run(o, e);
-    else
-        r.status = vgm::EXIT_USAGE, r.err = "out of memory";
-    if (o != nullptr)
-        fclose(o);
-    if (e != nullptr)
-        fclose(e);
-    r.out.assign(ob != nullptr ? ob : "", ol);
-    r.err += std::string(eb != nullptr ? eb : "", el);
-    free(ob);
-    free(eb);
-    return r;
-}
-
-// The first line of a command's messages, without the tool's prefix.
-std::string first_message(const std::string &err)
-{
-    std::string line = err.substr(0, err.find('\n'));
-    for (const char *prefix : {"vg-mgmt config: ", "vg-mgmt: "})
-        if (line.rfind(prefix, 0) == 0)
-            line.erase(0, std::string(prefix).size());
-    return line.empty() ? "the command failed" : line;
-}
-
-// A result of the tool's --json as the call's result, or its error.
-json answer_of(call &k, const captured &r)
-{
-    json obj = json::parse(r.out, nullptr, false);
-    if (obj.is_discarded())
-        obj = json();
-    if (r.status == vgm::EXIT_DONE && !obj.is_null())
-        return obj;
-    if (obj.is_object() && obj.contains("error")) {
-        const json &e = obj["error"];
-        return k.fail(r.status, e.value("message", first_message(r.err)),
-                      {{"status", r.status}, {"problems", e.value("problems", json::array())}});
-    }
-    std::string message = obj.is_object() && obj.contains("message")
-                              ? obj["message"].get<std::string>()
-                          : obj.is_object() && !obj.value("messages", json::array()).empty()
-                              ? first_message(obj["messages"][0].get<std::string>())
-                              : first_message(r.err);
-    json data = obj.is_object() ? obj : json::object();
-    data["status"] = r.status;
-    return k.fail(r.status, message, data);
-}
-
-// The document a call gives: an object, or its text.
-bool document_of(call &k, vgcfg::options &o)
-{
-    const json d = k.params.value("document", json());
-    if (!d.is_object() && !d.is_string())
-        return k.fail(-32602,
-                      "params.document: the configuration document (an object, or its text)"),
-               false;
-    o.file = "the document";
-    o.document = d.is_string() ? d.get<std::string>() : d.dump();
-    return true;
-}
-
-json run_verb(call &k, const char *verb, vgcfg::options o)
-{
-    o.json_out = true;
-    o.state_dir = k.c.set.state_dir;
-    std::lock_guard lock(k.c.config_mu);
-    return answer_of(
-        k, capture([&](FILE *out, FILE *err) { return vgcfg::run_verb(verb, o, out, err); }));
-}
-
-std::vector<std::string> paths_of(const json &result)
-{
-    std::vector<std::string> paths;
-    for (const json &line : result.value("changes", json::array()))
-        if (line.is_string())
-            paths.push_back(line.get<std::string>().substr(0, line.get<std::string>().find(": ")));
-    return paths;
-}
-
-// A change: run, then audit (who, which paths, never a value) and publish.
-json change_verb(call &k, const char *verb, vgcfg::options o, const char *event)
-{
-    json r = run_verb(k, verb, std::move(o));
-    const int status = k.failed ? k.failed->code : vgm::EXIT_DONE;
-    const json &shown = k.failed ? k.failed->data : r;
-    k.c.audit(k.who->user, k.rq.address, verb, paths_of(shown), status);
-    if (std::string(verb) == "apply" || std::string(verb) == "rollback") {
-        std::lock_guard lock(k.c.counts_mu);
-        ++k.c.applies[status != 0                     ? "failed"
-                      : shown.value("changed", false) ? "changed"
-                                                      : "unchanged"];
-    }
-    if (!k.failed && event != nullptr)
-        k.c.bus.publish("config",
-                        {{"what", event}, {"by", k.who->user}, {"changes", paths_of(shown)}});
-    return r;
-}
-
-bool show_secrets(call &k)
-{
-    const bool asked = k.params.value("show_secrets", false);
-    if (asked && k.who->r != role::admin)
-        return k.fail(403, "only an admin may see secrets", nullptr, 403), false;
-    return asked;
-}
 
 std::string cookie_value(const console &c, const std::string &token, long max_age)
 {
@@ -206,85 +60,6 @@ json m_logout(call &k)
     k.c.sess.close(k.rq.cookie);
     k.out.set_cookie = cookie_value(k.c, "", 0);
     return json::object();
-}
-
-json m_status(call &k)
-{
-    const bool secrets = show_secrets(k);
-    if (k.failed)
-        return nullptr;
-    const captured r = capture([&](FILE *out, FILE *err) {
-        return vgm::run_status(vgm::output{out, err, true, secrets, false}, 0.5);
-    });
-    json s = json::parse(r.out, nullptr, false);
-    if (s.is_discarded() || !s.is_object())
-        return k.fail(r.status, first_message(r.err), {{"status", r.status}});
-    vgcfg::state_store st;
-    std::string problem;
-    if (st.open(k.c.set.state_dir.empty() ? vgcfg::state_dir_default() : k.c.set.state_dir,
-                problem))
-        s["config"] = vgcfg::confirm_state(st);
-    return s;
-}
-
-json m_schema(call &)
-{
-    return vgcfg::make_schema();
-}
-
-json m_export(call &k)
-{
-    vgcfg::options o;
-    o.show_secrets = show_secrets(k);
-    return k.failed ? nullptr : run_verb(k, "export", o);
-}
-
-json m_validate(call &k)
-{
-    vgcfg::options o;
-    return document_of(k, o) ? run_verb(k, "validate", o) : nullptr;
-}
-
-json m_diff(call &k)
-{
-    vgcfg::options o;
-    return document_of(k, o) ? run_verb(k, "diff", o) : nullptr;
-}
-
-json m_apply(call &k)
-{
-    vgcfg::options o;
-    const json seconds = k.params.value("confirm", json(k.c.set.default_confirm));
-    if (!seconds.is_number_unsigned() || seconds.get<unsigned long>() > 86400)
-        return k.fail(-32602, "params.confirm: seconds to confirm in, 1 to 86400 (0: no confirm)");
-    o.confirm = seconds.get<unsigned>();
-    return document_of(k, o) ? change_verb(k, "apply", o, o.confirm != 0 ? nullptr : "applied")
-                             : nullptr;
-}
-
-json m_confirm(call &k)
-{
-    return change_verb(k, "confirm", {}, "confirmed");
-}
-
-json m_revert(call &k)
-{
-    return change_verb(k, "revert", {}, nullptr); // the state folder's record tells the events
-}
-
-json m_history(call &k)
-{
-    return run_verb(k, "history", {});
-}
-
-json m_rollback(call &k)
-{
-    vgcfg::options o;
-    const json n = k.params.value("n", json(1));
-    if (!n.is_number_unsigned() || n.get<unsigned long>() < 1 || n.get<unsigned long>() > 10)
-        return k.fail(-32602, "params.n: which apply back, 1 (the last) to 10");
-    o.back = n.get<size_t>();
-    return change_verb(k, "rollback", o, "applied");
 }
 
 struct method_row {
@@ -371,30 +146,34 @@ reply handle_rpc(console &c, const request &rq, const std::string &body)
     std::string problem;
     const std::optional<json> parsed = vgcfg::parse_document(body, "the request", problem);
     const json none = json::object();
-    call k{c, rq, none, std::nullopt, out, std::nullopt};
-    json id = nullptr, result;
+    auto member = [&](const char *key) { return parsed->contains(key) ? parsed->at(key) : json(); };
+    call run{c, rq, none, std::nullopt, out, std::nullopt};
+    json id = nullptr, result, params;
     if (!parsed) {
-        k.fail(-32700, problem);
-    } else if (!parsed->is_object() || parsed->value("jsonrpc", "") != "2.0" ||
-               !(*parsed)["method"].is_string() || !(parsed->value("params", none).is_object())) {
-        k.fail(-32600, "not a JSON-RPC 2.0 request: {\"jsonrpc\": \"2.0\", \"id\", \"method\", "
-                       "\"params\": {...}} (one call, not a batch)");
+        run.fail(-32700, problem);
+    } else if (!parsed->is_object() || member("jsonrpc") != "2.0" ||
+               !member("method").is_string() ||
+               !(params = member("params").is_null() ? none : member("params")).is_object()) {
+        run.fail(-32600, "not a JSON-RPC 2.0 request: {\"jsonrpc\": \"2.0\", \"id\", \"method\", "
+                         "\"params\": {...}} (one call, not a batch)");
     } else {
-        id = parsed->value("id", json());
-        const json params = parsed->value("params", none);
-        call run{c, rq, params, std::nullopt, out, std::nullopt};
-        const method_row *m = method_named((*parsed)["method"].get<std::string>());
-        if (m == nullptr)
-            run.fail(-32601, "no method " + vgm::dump_json((*parsed)["method"]) +
-                                 " (session.login, status, config.apply, ...)");
-        else if (admit(run, *m); !run.failed)
-            result = m->run(run);
-        out.http = run.failed ? run.failed->http : 200;
-        out.body = envelope(id, result, run.failed);
-        return out;
+        id = member("id");
+        call k{c, rq, params, std::nullopt, out, std::nullopt};
+        const method_row *m = method_named(member("method").get<std::string>());
+        try {
+            if (m == nullptr)
+                k.fail(-32601, "no method " + vgm::dump_json(member("method")) +
+                                   " (session.login, status, config.apply, ...)");
+            else if (admit(k, *m); !k.failed)
+                result = m->run(k);
+        } catch (const json::exception &) { // a param of another type than the method takes
+            k.fail(-32602,
+                   "params: a value of the wrong type (vg-webd(8) tells each method's params)");
+        }
+        run.failed = k.failed;
     }
-    out.http = 200;
-    out.body = envelope(id, result, k.failed);
+    out.http = run.failed ? run.failed->http : 200;
+    out.body = envelope(id, result, run.failed);
     return out;
 }
 
