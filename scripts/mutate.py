@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Mutation testing of the library and kestd: does a small fault make a test fail?
+"""Mutation testing of the library, kestd and the web console: does a small fault make a test fail?
 
     scripts/mutate.py [--build DIR] [--seed N] [--count N] [--files GLOB ...]
                       [--part PREFIX] [--timeout S] [--report FILE.json] [--list]
@@ -18,7 +18,7 @@ For each mutant the file is changed in place, only what depends on it is
 rebuilt (ninja), and the tests of its part run: the library's unit tests for
 src/; for host/kestd/, kestd's tests, its command line's and the end-to-end
 ones of every command and event. --part runs only the mutants of one part
-(src/ or host/kestd/) of the same sample. A failing test kills the mutant, so
+(src/, host/kestd/, or tools/web/ with the console's API tests) of the same sample. A failing test kills the mutant, so
 does a hang (the time-out); a mutant that does not compile is "invalid" and
 not counted. The file is put back whatever happens. The build folder is
 configured on first use (RelWithDebInfo, ccache when installed).

@@ -153,6 +153,16 @@ class Config(ServiceTest):
                     self.assertIn(text, err)
                 self.assert_export(*left)
 
+    def test_a_flood_of_problems_is_told_in_a_screenful_and_listed_whole_in_json(self):
+        doc = self.svc.write(dict({"version": 1}, **{"key%d" % i: 1 for i in range(250)}), "flood.json")
+        rc, out, err = self.svc.run("validate", doc)
+        lines = err.splitlines()
+        self.assertEqual(rc, 2)
+        self.assertLessEqual(len(lines), 102, err[-300:])
+        self.assertRegex(lines[-1], r"^  \.\.\. and \d+ more problem\(s\); --json lists every one$")
+        rc, out, err = self.svc.run("--json", "validate", doc)
+        self.assertEqual(len(json.loads(out)["error"]["problems"]), 250)
+
     def test_partial_documents_change_only_their_keys(self):
         for docs in PARTIALS:
             with self.subTest(docs=docs):

@@ -24,8 +24,11 @@ json problems_json(const std::vector<std::string> &lines)
 int report::fail(int status, const std::string &why, const std::vector<std::string> &problems) const
 {
     fprintf(err, "vg-mgmt config: %s\n", why.c_str());
-    for (const std::string &p : problems)
-        fprintf(err, "  %s\n", p.c_str());
+    for (size_t i = 0; i < problems.size() && i < kMaxProblemLines; ++i)
+        fprintf(err, "  %s\n", problems[i].c_str());
+    if (problems.size() > kMaxProblemLines)
+        fprintf(err, "  ... and %zu more problem(s); --json lists every one\n",
+                problems.size() - kMaxProblemLines);
     if (as_json) {
         json e = json{{"message", why}};
         if (!problems.empty())

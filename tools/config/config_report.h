@@ -17,6 +17,10 @@ namespace vgcfg {
 json problem_json(const std::string &line);
 json problems_json(const std::vector<std::string> &lines);
 
+// The problems a failure prints as text, at most: a document of a hundred
+// thousand bad keys is told in a screenful (--json gives them all).
+constexpr size_t kMaxProblemLines = 100;
+
 struct report {
     FILE *out;
     FILE *err;
