@@ -182,7 +182,8 @@ json m_apply(call &k)
 {
     vgcfg::options o;
     const json seconds = k.params.value("confirm", json(k.c.set.default_confirm));
-    if (!seconds.is_number_integer() || seconds.get<long long>() < 0 || seconds.get<long long>() > 86400)
+    if (!seconds.is_number_integer() || seconds.get<long long>() < 0 ||
+        seconds.get<long long>() > 86400)
         return k.fail(-32602, "params.confirm: seconds to confirm in, 1 to 86400 (0: no confirm)");
     o.confirm = seconds.get<unsigned>();
     return document_of(k, o) ? change_verb(k, "apply", o, o.confirm != 0 ? nullptr : "applied")
