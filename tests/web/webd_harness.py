@@ -51,6 +51,7 @@ class Console:
         if not line.startswith("vg-webd listening on "):
             self.stop()
             raise RuntimeError("vg-webd did not start: " + line + self.log())
+        self.proc.stdout.close()  # as a shell's `| head -1` would: the console must not mind
         self.url = line.split()[-1]
         parts = urllib.parse.urlsplit(self.url)
         self.scheme, self.host, self.port = parts.scheme, parts.hostname, parts.port

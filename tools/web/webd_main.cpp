@@ -1,5 +1,6 @@
 // vg-webd: the web console. Its command line, the passwd command, and the
 // life of the server: start, wait for SIGTERM or SIGINT, finish what runs.
+#include <fcntl.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
@@ -130,6 +131,12 @@ int serve(const settings &s)
     }
     std::printf("vg-webd listening on %s\n", server.url().c_str());
     std::fflush(stdout);
+    // That line is all it prints there: a reader that goes away (vg-webd | head -1)
+    // must not look like the end of an apply's output, which undoes the apply.
+    if (const int null_fd = ::open("/dev/null", O_WRONLY | O_CLOEXEC); null_fd >= 0) {
+        ::dup2(null_fd, STDOUT_FILENO);
+        ::close(null_fd);
+    }
     for (int sig = 0; sig != SIGINT && sig != SIGTERM;)
         sigwait(&stop, &sig);
     c.bus.stop();  // event streams end
