@@ -32,6 +32,14 @@ json read_json(const state_store &st, const std::string &name)
     return j.is_object() ? j : json();
 }
 
+// Whether a decision is about this journal's apply.
+bool same_apply(const json &decision, const json &journal)
+{
+    return decision.is_object() && journal.is_object() &&
+           decision.value("id", "") == journal.value("id", "") &&
+           decision.value("started", "") == journal.value("started", "?");
+}
+
 bool awaits_confirm(const json &journal)
 {
     return journal.is_object() && journal.contains("confirm_by") &&
@@ -111,8 +119,9 @@ int confirm_now(guard &g, FILE *out, FILE *err)
     const json j = read_json(g.st, journal_file());
     if (!awaits_confirm(j))
         return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
+    record_decision(g.st, j,
+                    "confirmed"); // first: whoever sees the journal gone finds how it ended
     g.st.remove(journal_file());
-    record_decision(g.st, j, "confirmed");
     fprintf(out, "confirmed: the change applied at %s stays\n", j.value("started", "?").c_str());
     return vgm::EXIT_DONE;
 }
@@ -133,7 +142,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
         if (!g.st.write(journal_file(), j.dump(), problem))
             return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
     }
-    for (int waited = 1; waited <= 600 && awaits_confirm(read_json(g.st, journal_file()));
+    for (int waited = 1; waited <= 600 && !same_apply(read_json(g.st, decision_file()), j);
          ++waited) {
         ::poll(nullptr, 0, 100);
         bool busy = false;
@@ -145,8 +154,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
         }
     }
     const json last = read_json(g.st, decision_file());
-    if (awaits_confirm(read_json(g.st, journal_file())) || !last.is_object() ||
-        last.value("started", "") != j.value("started", "?")) {
+    if (!same_apply(last, j)) {
         fprintf(err,
                 "vg-mgmt config: the change applied at %s is not reverted yet; 'vg-mgmt "
                 "config recover' reverts it once its watcher is gone\n",
@@ -161,12 +169,15 @@ int revert_now(guard &g, FILE *out, FILE *err)
 json confirm_state(const state_store &st)
 {
     const json j = read_json(st, journal_file());
-    json s = {{"pending", awaits_confirm(j)}};
-    if (awaits_confirm(j)) {
+    const json last = read_json(st, decision_file());
+    // Decided, and its journal not removed yet: no longer pending.
+    const bool pending = awaits_confirm(j) && !same_apply(last, j);
+    json s = {{"pending", pending}};
+    if (pending) {
         s["started"] = j.value("started", "");
         s["confirm_by"] = j["confirm_by"];
     }
-    if (const json last = read_json(st, decision_file()); last.is_object())
+    if (last.is_object())
         s["last"] = last;
     return s;
 }
@@ -174,10 +185,13 @@ json confirm_state(const state_store &st)
 void record_decision(const state_store &st, const json &journal, const char *what)
 {
     std::string problem; // only a status page reads it: a failure changes nothing else
-    st.write(
-        decision_file(),
-        json{{"what", what}, {"when", utc_now()}, {"started", journal.value("started", "")}}.dump(),
-        problem);
+    st.write(decision_file(),
+             json{{"what", what},
+                  {"when", utc_now()},
+                  {"started", journal.value("started", "")},
+                  {"id", journal.value("id", "")}}
+                 .dump(),
+             problem);
 }
 
 int watch_confirm(guard &g)

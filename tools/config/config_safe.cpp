@@ -85,9 +85,9 @@ int recover_unfinished(guard &g, session &s, FILE *err, bool &found)
                 r.message.c_str());
         return r.status;
     }
-    g.st.remove(journal_name());
-    if (j.contains("confirm_by"))
+    if (j.contains("confirm_by")) // first: whoever sees the journal gone finds how it ended
         record_decision(g.st, j, "reverted");
+    g.st.remove(journal_name());
     for (const std::string &l : r.lines)
         fprintf(err, "  restored %s\n", l.c_str());
     fprintf(err, "vg-mgmt config: restored: %s\n",
@@ -107,10 +107,14 @@ apply_result guarded_apply(guard &g, session &s, const json &doc, unsigned confi
                        std::string &why) {
         replaced = restore;
         count = changes;
-        const json j = {{"version", 1},         {"pid", static_cast<long>(::getpid())},
-                        {"started", utc_now()}, {"changes", changes},
-                        {"restore", restore},   {"was", was},
-                        {"after", after}};
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now); // with the pid: this apply and no other
+        const std::string id = std::to_string(::getpid()) + "-" + std::to_string(now.tv_sec) + "." +
+                               std::to_string(now.tv_nsec);
+        const json j = {
+            {"version", 1},         {"id", id},           {"pid", static_cast<long>(::getpid())},
+            {"started", utc_now()}, {"changes", changes}, {"restore", restore},
+            {"was", was},           {"after", after}};
         written = g.st.write(journal_name(), j.dump(), why);
         return written;
     };
