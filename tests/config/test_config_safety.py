@@ -158,9 +158,12 @@ class Safety(ServiceTest):
                 self.assertEqual(proc.returncode, 0, out + err)
                 self.assertIn("unless 'vg-mgmt config confirm' comes first", out)
                 self.assertEqual(json.loads(self.svc.export())["wifi"]["country"], "DE")
+                self.assertEqual(self.status_config()["pending"], True)
                 then()
                 self.wait_unlocked()
                 self.assert_export(*change * kept)
+                ended = self.status_config()
+                self.assertEqual((ended["pending"], ended["last"]["what"]), (False, "confirmed" if kept else "reverted"))
 
     def test_a_full_disk_ends_in_the_old_or_the_new_configuration_and_says_which(self):
         mnt = tempfile.mkdtemp()
@@ -208,6 +211,12 @@ class Safety(ServiceTest):
         self.assertEqual((rc, "confirmed" in out), (0, True), out + err)
         self.wait_unlocked()
         self.assertEqual(self.svc.run("confirm")[0], 1)
+
+    def status_config(self):
+        """What vg-mgmt status says of a change awaiting confirmation."""
+        rc, out, err = self.svc.run_line("--json", "status")
+        self.assertEqual(rc, 0, err)
+        return json.loads(out)["config"]
 
     def revert(self):
         rc, out, err = self.svc.run("revert")

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "config_confirm.h"
 #include "vg_mgmt_docs.h"
 #include "vg_mgmt_run.h"
 
@@ -128,6 +129,15 @@ json usb_status(const reader &r)
     return u;
 }
 
+// A change awaiting confirmation in the state folder, and how the last one
+// ended (null when the folder cannot be opened).
+json config_status()
+{
+    vgcfg::state_store st;
+    std::string problem;
+    return st.open(vgcfg::state_dir_default(), problem) ? vgcfg::confirm_state(st) : json();
+}
+
 // Where the values come from, for the ones that are not plain reads.
 json sources()
 {
@@ -196,6 +206,7 @@ int run_status(const output &o, double wait_s)
     s["datacall"] = json{{"calls", call_status(r)}};
     s["network"] = network_status(r);
     s["usb"] = usb_status(r);
+    s["config"] = config_status();
     s["sources"] = sources();
     vg_mgmt_client_close(h);
     if (o.json)

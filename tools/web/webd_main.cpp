@@ -104,8 +104,11 @@ bool prepare(console &c, std::string &cert, std::string &key, std::string &probl
             return problem = c.set.metrics_token_file + ": a token has at least 16 characters",
                    false;
     }
+    // Before any thread reads them: status and the watcher take both from there.
     if (!c.set.socket.empty())
-        ::setenv("VG_KEST_SOCKET", c.set.socket.c_str(), 1); // before any thread reads it
+        ::setenv("VG_KEST_SOCKET", c.set.socket.c_str(), 1);
+    if (!c.set.state_dir.empty())
+        ::setenv("VG_MGMT_STATE_DIR", c.set.state_dir.c_str(), 1);
     return true;
 }
 
@@ -122,8 +125,7 @@ int serve(const settings &s)
         std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());
         return 2;
     }
-    event_source source(c.bus,
-                        c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir);
+    event_source source(c.bus, vgcfg::state_dir_default());
     http_server server(c);
     if (!server.start(cert, key, problem)) {
         std::fprintf(stderr, "vg-webd: %s\n", problem.c_str());

@@ -146,11 +146,6 @@ json m_status(call &k)
     json s = json::parse(r.out, nullptr, false);
     if (s.is_discarded() || !s.is_object())
         return k.fail(r.status, first_message(r.err), {{"status", r.status}});
-    vgcfg::state_store st;
-    std::string problem;
-    if (st.open(k.c.set.state_dir.empty() ? vgcfg::state_dir_default() : k.c.set.state_dir,
-                problem))
-        s["config"] = vgcfg::confirm_state(st);
     return s;
 }
 

@@ -1,7 +1,6 @@
 // GET /metrics: Prometheus' text format (version 0.0.4).
 #include <cstdio>
 
-#include "config_confirm.h"
 #include "vg_mgmt_status.h"
 #include "webd_http.h"
 
@@ -59,13 +58,14 @@ std::string metrics_text(console &c)
     family service("vg_service_up", "gauge", "Whether the KEST service answers.");
     service.add("vg_service_up", "", up ? 1 : 0);
     family stations("vg_wifi_stations", "gauge", "Stations joined, per Wi-Fi interface.");
-    for (const json &i : up ? s["wifi"].value("interfaces", json::array()) : json::array())
+    for (const json &i : s.value("wifi", json::object()).value("interfaces", json::array()))
         if (i.value("stations", json()).is_number())
-            stations.add("vg_wifi_stations", label("interface", i["interface"].dump()),
+            stations.add("vg_wifi_stations",
+                         label("interface", i.value("interface", json()).dump()),
                          i["stations"].get<double>());
     family calls("vg_datacall_connected", "gauge",
                  "Whether a profile's data call is connected, per IP family.");
-    for (const json &call : up ? s["datacall"].value("calls", json::array()) : json::array())
+    for (const json &call : s.value("datacall", json::object()).value("calls", json::array()))
         for (const char *family_key : {"ipv4-status", "ipv6-status"})
             if (call.value(family_key, json()).is_string())
                 calls.add("vg_datacall_connected",
@@ -83,12 +83,9 @@ std::string metrics_text(console &c)
             applies.add("vg_config_applies_total", label("result", result), static_cast<double>(n));
     }
     family pending("vg_config_confirm_pending", "gauge", "Whether a change awaits confirmation.");
-    vgcfg::state_store st;
-    std::string problem;
-    const bool open =
-        st.open(c.set.state_dir.empty() ? vgcfg::state_dir_default() : c.set.state_dir, problem);
+    const json config = s.value("config", json());
     pending.add("vg_config_confirm_pending", "",
-                open && vgcfg::confirm_state(st).value("pending", false) ? 1 : 0);
+                config.is_object() && config.value("pending", false) ? 1 : 0);
     family sessions_now("vg_webd_sessions", "gauge", "Live sessions of the console.");
     sessions_now.add("vg_webd_sessions", "", static_cast<double>(c.sess.count()));
     return service.text + stations.text + calls.text + events.text + applies.text + pending.text +
