@@ -119,8 +119,8 @@ int confirm_now(guard &g, FILE *out, FILE *err)
     const json j = read_json(g.st, journal_file());
     if (!awaits_confirm(j))
         return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
-    record_decision(g.st, j,
-                    "confirmed"); // first: whoever sees the journal gone finds how it ended
+    // First: whoever sees the journal gone finds how it ended.
+    record_decision(g.st, j, "confirmed");
     g.st.remove(journal_file());
     fprintf(out, "confirmed: the change applied at %s stays\n", j.value("started", "?").c_str());
     return vgm::EXIT_DONE;
