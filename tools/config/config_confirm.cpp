@@ -46,6 +46,20 @@ bool awaits_confirm(const json &journal)
            journal["confirm_by"].is_number_integer();
 }
 
+// The watcher ends within moments of the decision: waited for (5 s at most),
+// so that an apply right after confirm or revert is not refused as busy.
+void await_watcher_end(const guard &g)
+{
+    for (int i = 0; i < 100 && !g.locked; ++i) {
+        apply_lock probe;
+        bool busy = false;
+        std::string problem;
+        if (probe.take(g.st, busy, problem) || !busy)
+            return;
+        ::poll(nullptr, 0, 50);
+    }
+}
+
 constexpr const char *kNothingAwaits =
     "vg-mgmt config: no change awaits confirmation on this module (none was made with "
     "--confirm, or it was confirmed or reverted already)\n";
@@ -112,16 +126,20 @@ bool await_confirm(guard &g, unsigned seconds, std::string &problem)
 
 int confirm_now(guard &g, FILE *out, FILE *err)
 {
-    apply_lock decide;
-    std::string problem;
-    if (!take_decide_lock(g, decide, problem))
-        return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
-    const json j = read_json(g.st, journal_file());
-    if (!awaits_confirm(j))
-        return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
-    // First: whoever sees the journal gone finds how it ended.
-    record_decision(g.st, j, "confirmed");
-    g.st.remove(journal_file());
+    json j;
+    {
+        apply_lock decide;
+        std::string problem;
+        if (!take_decide_lock(g, decide, problem))
+            return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
+        j = read_json(g.st, journal_file());
+        if (!awaits_confirm(j))
+            return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
+        // First: whoever sees the journal gone finds how it ended.
+        record_decision(g.st, j, "confirmed");
+        g.st.remove(journal_file());
+    }
+    await_watcher_end(g);
     fprintf(out, "confirmed: the change applied at %s stays\n", j.value("started", "?").c_str());
     return vgm::EXIT_DONE;
 }
@@ -161,6 +179,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
                 j.value("started", "?").c_str());
         return vgm::EXIT_NO_ANSWER;
     }
+    await_watcher_end(g);
     fprintf(out, "%s: the change applied at %s\n", last.value("what", "?").c_str(),
             j.value("started", "?").c_str());
     return last.value("what", "") == "reverted" ? vgm::EXIT_DONE : vgm::EXIT_REFUSED;
