@@ -16,6 +16,7 @@
 #include "config_schema.h"
 #include "config_session.h"
 #include "vg_mgmt_docs.h"
+#include "vg_mgmt_output.h"
 
 namespace vgcfg {
 
@@ -220,18 +221,12 @@ std::vector<std::string> lines_of(const char *buf, size_t len)
 template <class F>
 int as_json(FILE *out, F &&command)
 {
-    char *ob = nullptr, *eb = nullptr;
-    size_t ol = 0, el = 0;
-    FILE *o = open_memstream(&ob, &ol), *e = open_memstream(&eb, &el);
-    const int status = command(o, e);
-    fclose(o);
-    fclose(e);
-    const json j = {
-        {"status", status}, {"output", lines_of(ob, ol)}, {"messages", lines_of(eb, el)}};
-    free(ob);
-    free(eb);
+    const vgm::captured c = vgm::capture(command);
+    const json j = {{"status", c.status},
+                    {"output", lines_of(c.out.data(), c.out.size())},
+                    {"messages", lines_of(c.err.data(), c.err.size())}};
     fprintf(out, "%s\n", j.dump(2, ' ', false, json::error_handler_t::replace).c_str());
-    return status;
+    return c.status;
 }
 
 int cmd_recover(const options &o, FILE *out, FILE *err)

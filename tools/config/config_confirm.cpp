@@ -25,13 +25,6 @@ std::string decision_file()
     return state_store::module_file(".decided");
 }
 
-json read_json(const state_store &st, const std::string &name)
-{
-    const std::optional<std::string> text = st.read(name);
-    json j = text ? json::parse(*text, nullptr, false) : json();
-    return j.is_object() ? j : json();
-}
-
 // Whether a decision is about this journal's apply.
 bool same_apply(const json &decision, const json &journal)
 {
@@ -116,9 +109,8 @@ bool take_decide_lock(const guard &g, apply_lock &decide, std::string &problem)
 
 bool await_confirm(guard &g, unsigned seconds, std::string &problem)
 {
-    const std::optional<std::string> text = g.st.read(journal_file());
-    json j = text ? json::parse(*text, nullptr, false) : json();
-    if (!j.is_object())
+    json j = g.st.read_object(journal_file());
+    if (j.is_null())
         return problem = "the journal of this apply is gone", false;
     j["confirm_by"] = static_cast<long long>(std::time(nullptr)) + seconds;
     return g.st.write(journal_file(), j.dump(), problem) && start_watcher(g, problem);
@@ -132,7 +124,7 @@ int confirm_now(guard &g, FILE *out, FILE *err)
         std::string problem;
         if (!take_decide_lock(g, decide, problem))
             return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
-        j = read_json(g.st, journal_file());
+        j = g.st.read_object(journal_file());
         if (!awaits_confirm(j))
             return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
         // First: whoever sees the journal gone finds how it ended.
@@ -152,7 +144,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
         apply_lock decide;
         if (!take_decide_lock(g, decide, problem))
             return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
-        j = read_json(g.st, journal_file());
+        j = g.st.read_object(journal_file());
         if (!awaits_confirm(j))
             return fputs(kNothingAwaits, err), vgm::EXIT_REFUSED;
         j["confirm_by"] =
@@ -160,7 +152,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
         if (!g.st.write(journal_file(), j.dump(), problem))
             return fprintf(err, "vg-mgmt config: %s\n", problem.c_str()), vgm::EXIT_USAGE;
     }
-    for (int waited = 1; waited <= 600 && !same_apply(read_json(g.st, decision_file()), j);
+    for (int waited = 1; waited <= 600 && !same_apply(g.st.read_object(decision_file()), j);
          ++waited) {
         ::poll(nullptr, 0, 100);
         bool busy = false;
@@ -171,7 +163,7 @@ int revert_now(guard &g, FILE *out, FILE *err)
                 recover_unfinished(g, s, err, found);
         }
     }
-    const json last = read_json(g.st, decision_file());
+    const json last = g.st.read_object(decision_file());
     if (!same_apply(last, j)) {
         fprintf(err,
                 "vg-mgmt config: the change applied at %s is not reverted yet; 'vg-mgmt "
@@ -187,8 +179,8 @@ int revert_now(guard &g, FILE *out, FILE *err)
 
 json confirm_state(const state_store &st)
 {
-    const json j = read_json(st, journal_file());
-    const json last = read_json(st, decision_file());
+    const json j = st.read_object(journal_file());
+    const json last = st.read_object(decision_file());
     // Decided, and its journal not removed yet: no longer pending.
     const bool pending = awaits_confirm(j) && !same_apply(last, j);
     json s = {{"pending", pending}};
@@ -217,7 +209,7 @@ int watch_confirm(guard &g)
 {
     for (;;) {
         ::poll(nullptr, 0, 100);
-        const json j = read_json(g.st, journal_file());
+        const json j = g.st.read_object(journal_file());
         if (!awaits_confirm(j))
             return vgm::EXIT_DONE; // confirmed, or restored by someone else
         const long long late = std::time(nullptr) - j["confirm_by"].get<long long>();

@@ -39,8 +39,7 @@ std::string entry_name(unsigned long n)
 
 std::optional<json> entry(const state_store &st, unsigned long n)
 {
-    const std::optional<std::string> text = st.read(entry_name(n));
-    json j = text ? json::parse(*text, nullptr, false) : json();
+    json j = st.read_object(entry_name(n));
     return j.is_object() ? std::optional<json>(std::move(j)) : std::nullopt;
 }
 

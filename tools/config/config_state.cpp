@@ -233,6 +233,13 @@ bool apply_lock::take(const state_store &st, bool &busy, std::string &problem, c
     return false;
 }
 
+json state_store::read_object(const std::string &name) const
+{
+    const std::optional<std::string> text = read(name);
+    json j = text ? json::parse(*text, nullptr, false) : json();
+    return j.is_object() ? j : json();
+}
+
 std::string utc_now()
 {
     const std::time_t t = std::time(nullptr);

@@ -32,6 +32,8 @@ public:
 
     bool write(const std::string &name, const std::string &text, std::string &problem) const;
     std::optional<std::string> read(const std::string &name) const;
+    // A file that holds one JSON object: the object, or null (none, or not one).
+    json read_object(const std::string &name) const;
     void remove(const std::string &name) const;
 
 private:

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -38,5 +39,33 @@ int print_failure(const output &o, const std::string &what, const failure &f);
 
 // The JSON text of a value: UTF-8 passes unchanged, invalid bytes become U+FFFD.
 std::string dump_json(const json &v);
+
+// What a command prints, caught in memory: run(out, err)'s status, its
+// standard output and its standard error.
+struct captured {
+    int status = 0;
+    std::string out, err;
+};
+template <class F>
+captured capture(F &&run)
+{
+    char *ob = nullptr, *eb = nullptr;
+    size_t ol = 0, el = 0;
+    FILE *o = open_memstream(&ob, &ol), *e = open_memstream(&eb, &el);
+    captured r;
+    if (o != nullptr && e != nullptr)
+        r.status = run(o, e);
+    else
+        r.status = EXIT_USAGE, r.err = "out of memory";
+    if (o != nullptr)
+        fclose(o);
+    if (e != nullptr)
+        fclose(e);
+    r.out.assign(ob != nullptr ? ob : "", ol);
+    r.err += std::string(eb != nullptr ? eb : "", el);
+    free(ob);
+    free(eb);
+    return r;
+}
 
 } // namespace vgm

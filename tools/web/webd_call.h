@@ -31,6 +31,9 @@ struct call {
     }
 };
 
+// vg-mgmt status --json, or null with its exit status and why.
+json module_status(bool secrets, double wait_s, int &status, std::string &why);
+
 // The configuration's methods: vg-mgmt config's verbs, run in-process with --json.
 bool show_secrets(call &k);
 json m_status(call &k);

@@ -139,15 +139,24 @@ bool metrics_allowed(console &c, MHD_Connection *con)
 
 } // namespace
 
-// The event stream of one client (webd_http_events.cpp).
+// The event stream of a client with a session, counted in c.streams already
+// (webd_http_events.cpp).
 MHD_Result send_events(console &c, MHD_Connection *con, const request &rq);
 
 namespace {
 
 MHD_Result route_get(console &c, MHD_Connection *con, const std::string &url)
 {
-    if (url == "/api/events")
-        return send_events(c, con, request_of(con));
+    if (url == "/api/events") {
+        const request rq = request_of(con);
+        if (!session_of(c, rq))
+            return send_error(con, MHD_HTTP_UNAUTHORIZED, "no session: log in first");
+        if (++c.streams > kMaxEventStreams) {
+            --c.streams;
+            return send_error(con, MHD_HTTP_SERVICE_UNAVAILABLE, "too many event streams are open");
+        }
+        return send_events(c, con, rq);
+    }
     if (url == "/metrics")
         return metrics_allowed(c, con) ? send(con, MHD_HTTP_OK, metrics_text(c),
                                               "text/plain; version=0.0.4; charset=utf-8")

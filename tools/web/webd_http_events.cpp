@@ -53,22 +53,6 @@ void end_stream(void *cls)
 
 MHD_Result send_events(console &c, MHD_Connection *con, const request &rq)
 {
-    const std::optional<session_info> who = session_of(c, rq);
-    const char *refusal = !who ? "no session: log in first" : nullptr;
-    if (who && ++c.streams > kMaxEventStreams) {
-        --c.streams;
-        refusal = "too many event streams are open";
-    }
-    if (refusal != nullptr) {
-        const std::string body = vgm::dump_json(json{{"error", refusal}}) + "\n";
-        MHD_Response *r = MHD_create_response_from_buffer(
-            body.size(), const_cast<char *>(body.data()), MHD_RESPMEM_MUST_COPY);
-        MHD_add_response_header(r, "Content-Type", "application/json");
-        const MHD_Result q =
-            MHD_queue_response(con, who ? MHD_HTTP_SERVICE_UNAVAILABLE : MHD_HTTP_UNAUTHORIZED, r);
-        MHD_destroy_response(r);
-        return q;
-    }
     // A stream that comes back names the last event it saw: what it missed
     // meanwhile (and the ring still holds) is sent first.
     const uint64_t last = c.bus.last_seq();

@@ -14,34 +14,6 @@ namespace webd {
 
 namespace {
 
-// What a command prints into memory: its stdout and its stderr.
-struct captured {
-    int status = 0;
-    std::string out, err;
-};
-
-template <class F>
-captured capture(F &&run)
-{
-    char *ob = nullptr, *eb = nullptr;
-    size_t ol = 0, el = 0;
-    FILE *o = open_memstream(&ob, &ol), *e = open_memstream(&eb, &el);
-    captured r;
-    if (o != nullptr && e != nullptr)
-        r.status = run(o, e);
-    else
-        r.status = vgm::EXIT_USAGE, r.err = "out of memory";
-    if (o != nullptr)
-        fclose(o);
-    if (e != nullptr)
-        fclose(e);
-    r.out.assign(ob != nullptr ? ob : "", ol);
-    r.err += std::string(eb != nullptr ? eb : "", el);
-    free(ob);
-    free(eb);
-    return r;
-}
-
 // The first line of a command's messages, without the tool's prefix.
 std::string first_message(const std::string &err)
 {
@@ -53,7 +25,7 @@ std::string first_message(const std::string &err)
 }
 
 // A result of the tool's --json as the call's result, or its error.
-json answer_of(call &k, const captured &r)
+json answer_of(call &k, const vgm::captured &r)
 {
     json obj = json::parse(r.out, nullptr, false);
     if (obj.is_discarded())
@@ -94,7 +66,7 @@ json run_verb(call &k, const char *verb, vgcfg::options o)
     o.state_dir = k.c.set.state_dir;
     std::lock_guard lock(k.c.config_mu);
     return answer_of(
-        k, capture([&](FILE *out, FILE *err) { return vgcfg::run_verb(verb, o, out, err); }));
+        k, vgm::capture([&](FILE *out, FILE *err) { return vgcfg::run_verb(verb, o, out, err); }));
 }
 
 std::vector<std::string> paths_of(const json &result)
@@ -127,6 +99,17 @@ json change_verb(call &k, const char *verb, vgcfg::options o, const char *event)
 
 } // namespace
 
+json module_status(bool secrets, double wait_s, int &status, std::string &why)
+{
+    const vgm::captured r = vgm::capture([&](FILE *out, FILE *err) {
+        return vgm::run_status(vgm::output{out, err, true, secrets, false}, wait_s);
+    });
+    status = r.status;
+    why = first_message(r.err);
+    const json s = json::parse(r.out, nullptr, false);
+    return s.is_object() ? s : json();
+}
+
 bool show_secrets(call &k)
 {
     const bool asked = k.params.value("show_secrets", false);
@@ -140,13 +123,10 @@ json m_status(call &k)
     const bool secrets = show_secrets(k);
     if (k.failed)
         return nullptr;
-    const captured r = capture([&](FILE *out, FILE *err) {
-        return vgm::run_status(vgm::output{out, err, true, secrets, false}, 0.5);
-    });
-    json s = json::parse(r.out, nullptr, false);
-    if (s.is_discarded() || !s.is_object())
-        return k.fail(r.status, first_message(r.err), {{"status", r.status}});
-    return s;
+    int status = 0;
+    std::string why;
+    const json s = module_status(secrets, 0.5, status, why);
+    return s.is_object() ? s : k.fail(status, why, {{"status", status}});
 }
 
 json m_schema(call &)

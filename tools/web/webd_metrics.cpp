@@ -1,7 +1,7 @@
 // GET /metrics: Prometheus' text format (version 0.0.4).
 #include <cstdio>
 
-#include "vg_mgmt_status.h"
+#include "webd_call.h"
 #include "webd_http.h"
 
 namespace webd {
@@ -32,28 +32,15 @@ std::string label(const std::string &key, const std::string &value)
     return key + "=\"" + v + "\"";
 }
 
-json status_now()
-{
-    char *buf = nullptr;
-    size_t len = 0;
-    FILE *out = open_memstream(&buf, &len);
-    FILE *err = std::fopen("/dev/null", "w");
-    if (out != nullptr && err != nullptr)
-        vgm::run_status(vgm::output{out, err, true, false, false}, 0.2);
-    if (out != nullptr)
-        std::fclose(out);
-    if (err != nullptr)
-        std::fclose(err);
-    json s = json::parse(std::string(buf != nullptr ? buf : "", len), nullptr, false);
-    free(buf);
-    return s.is_object() ? s : json::object();
-}
-
 } // namespace
 
 std::string metrics_text(console &c)
 {
-    const json s = status_now();
+    int status = 0;
+    std::string why;
+    json s = module_status(false, 0.2, status, why);
+    if (!s.is_object())
+        s = json::object();
     const bool up = s.contains("service") && s["service"].value("reachable", false);
     family service("vg_service_up", "gauge", "Whether the KEST service answers.");
     service.add("vg_service_up", "", up ? 1 : 0);

@@ -35,14 +35,6 @@ std::string random_hex(size_t n)
     return s;
 }
 
-bool same_token(const std::string &a, const std::string &b)
-{
-    unsigned char diff = a.size() == b.size() ? 0 : 1;
-    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
-        diff |= static_cast<unsigned char>(a[i] ^ b[i]);
-    return diff == 0;
-}
-
 void sessions::drop_expired(clock_type::time_point now)
 {
     for (auto it = by_token_.begin(); it != by_token_.end();)

@@ -75,7 +75,5 @@ private:
 
 // n random bytes as lower-case hex (getrandom), or "" when none can be had.
 std::string random_hex(size_t n);
-// Compares two tokens in a time that does not depend on where they differ.
-bool same_token(const std::string &a, const std::string &b);
 
 } // namespace webd

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -20,16 +21,6 @@ namespace {
 
 constexpr size_t kMaxUsersFile = 64 * 1024;
 constexpr size_t kMaxPassword = 512;
-
-bool same_text(const std::string &a, const std::string &b)
-{
-    if (a.size() != b.size())
-        return false;
-    unsigned char diff = 0;
-    for (size_t i = 0; i < a.size(); ++i)
-        diff |= static_cast<unsigned char>(a[i] ^ b[i]);
-    return diff == 0;
-}
 
 std::string hash_of(const std::string &password, const std::string &setting)
 {
@@ -93,6 +84,14 @@ bool write_whole(const std::string &path, const std::string &text, std::string &
 }
 
 } // namespace
+
+bool same_token(const std::string &a, const std::string &b)
+{
+    unsigned char diff = a.size() == b.size() ? 0 : 1;
+    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
+        diff |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return diff == 0;
+}
 
 const char *role_name(role r)
 {
@@ -171,7 +170,8 @@ std::optional<user> check_password(const std::vector<user> &users, const std::st
     const std::string stored = found != nullptr ? found->hash
                                : users.empty()  ? std::string("$y$")
                                                 : users.front().hash;
-    const bool ok = password.size() <= kMaxPassword && same_text(hash_of(password, stored), stored);
+    const bool ok =
+        password.size() <= kMaxPassword && same_token(hash_of(password, stored), stored);
     if (found == nullptr || !ok)
         return std::nullopt;
     return *found;

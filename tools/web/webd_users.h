@@ -39,6 +39,9 @@ std::optional<user> check_password(const std::vector<user> &users, const std::st
 bool set_password(const std::string &path, const std::string &name, role r,
                   const std::string &password, std::string &problem);
 
+// Compares two secrets in a time that does not depend on where they differ.
+bool same_token(const std::string &a, const std::string &b);
+
 // The problem of a user name or a password, or "" when it may be used.
 std::string name_problem(const std::string &name);
 std::string password_problem(const std::string &password);
